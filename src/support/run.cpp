@@ -1,0 +1,7 @@
+#include "support/run.h"
+
+namespace pelorus {
+
+RUN run;
+
+} // namespace pelorus
