@@ -1,0 +1,72 @@
+// The option sets; see option_sets.h.
+#include "driver/option_sets.h"
+
+#include <memory>
+#include <string>
+
+#include "driver/option_state.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+SETTINGS saved_settings;
+
+void trace_code_size() {
+    if (settings.code_size_level >= 0) trace(" -Z%d", settings.code_size_level);
+}
+
+void parse_words(OPTIONS& options, std::string_view text) {
+    constexpr std::string_view BLANKS = " \t\n";
+    for (;;) {
+        const size_t start = text.find_first_not_of(BLANKS);
+        if (start == std::string_view::npos) return;
+        text.remove_prefix(start);
+        const std::string_view word = text.substr(0, text.find_first_of(BLANKS));
+        if (word.starts_with('-')) parse_option(options, word.substr(1));
+        text.remove_prefix(word.size());
+    }
+}
+
+} // namespace
+
+void save_options() { saved_settings = settings; }
+
+void restore_options() {
+    settings = saved_settings;
+    trace("[Restoring options");
+    trace(" --> -o%d -i%d", settings.optimization_level, settings.inline_threshold);
+    trace_code_size();
+    trace("]\n");
+}
+
+void override_options(std::string_view text) {
+    const std::unique_ptr<OPTIONS, void (*)(OPTIONS*)> options(new_options(), release_options);
+    constexpr SETTINGS DEFAULTS;
+    settings.code_size_level = DEFAULTS.code_size_level;
+    settings.thumb_state = DEFAULTS.thumb_state;
+    settings.optimization_level = DEFAULTS.optimization_level;
+    settings.inline_threshold = DEFAULTS.inline_threshold;
+    trace("[Overriding options to be \"%s\"", std::string(text).c_str());
+
+    // The command line's arguments are not there for an override to take.
+    const ARGUMENT_SOURCE command_line = exchange_argument_source({});
+    parse_words(*options, text);
+    exchange_argument_source(command_line);
+
+    apply_options(*options, settings);
+    if (settings.optimization_level < 1) settings.keep_unoptimized = 1;
+    trace(" --> -o%d -i%d", settings.optimization_level, settings.inline_threshold);
+    trace_code_size();
+    if (settings.thumb_state) trace(" --code_state=16");
+    trace("]\n");
+}
+
+void global_override(std::string_view text) {
+    trace("[Global override:  %s]\n", std::string(text).c_str());
+    override_options(text);
+    save_options();
+}
+
+} // namespace pelorus

@@ -1,0 +1,26 @@
+// The baseline of the settings, and the texts that override them.
+//
+// The saved set is what every function starts from. A function, or the file, may carry an option text that is
+// laid over the settings: for the function alone, or as the new baseline.
+#pragma once
+
+#include <string_view>
+
+namespace pelorus {
+
+// Makes the current settings the saved set.
+void save_options();
+
+// Puts the saved set back, and traces what it gives.
+void restore_options();
+
+// Lays the option words of `text`, separated by blanks, over the settings until the next `restore_options`.
+// Level, inline threshold, code size and code state start from their defaults, not from the command line; a
+// word that does not begin with "-" is skipped, and no word takes an argument from another. Errors end the
+// run (options.h).
+void override_options(std::string_view text);
+
+// `override_options`, and the result becomes the saved set.
+void global_override(std::string_view text);
+
+} // namespace pelorus

@@ -1,0 +1,157 @@
+// From options to settings, and the sets that functions start from.
+#include <gmock/gmock.h>
+
+#include "driver/option_sets.h"
+#include "driver/options_fixture.h"
+#include "support/test_support.h"
+
+namespace pelorus {
+namespace {
+
+class OptionSettings : public OptionsTest {
+protected:
+    // The settings that the words of `texts` give, from the defaults.
+    static SETTINGS applied(const std::vector<std::string>& texts) {
+        OPTIONS* options = new_options();
+        SETTINGS result;
+        observe([&] {
+            for (const std::string& text : texts) EXPECT_TRUE(parse_option(*options, text)) << text;
+        });
+        apply_options(*options, result);
+        release_options(options);
+        return result;
+    }
+};
+
+TEST_F(OptionSettings, WithoutOptionsTheDefaultsStay) {
+    const SETTINGS result = applied({});
+    EXPECT_EQ(result.optimization_level, 1);
+    EXPECT_EQ(result.inline_threshold, 1);
+    EXPECT_EQ(result.code_size_level, -1);
+    EXPECT_EQ(result.unroll_limit, 195);
+    EXPECT_EQ(result.alias_precision, 2);
+    EXPECT_EQ(result.symbolic_debug, 0);
+}
+
+TEST_F(OptionSettings, NumbersAndFlags) {
+    const SETTINGS result =
+        applied({"o3i25Z2op3", "-unroll_limit=7", "-no_system_functions", "-no_stack_sharing",
+                 "-all_volatile", "-program_mode=2", "-alias_local", "-advice=A0"});
+    EXPECT_EQ(result.optimization_level, 3);
+    EXPECT_EQ(result.inline_threshold, 25);
+    EXPECT_EQ(result.code_size_level, 2);
+    EXPECT_EQ(result.file_level_mode, 3);
+    EXPECT_EQ(result.unroll_limit, 7);
+    EXPECT_EQ(result.system_functions, 0);
+    EXPECT_EQ(result.stack_sharing, 0);
+    EXPECT_EQ(result.all_volatile, 1);
+    EXPECT_EQ(result.program_mode, 2);
+    EXPECT_EQ(result.alias_precision, 1);
+    EXPECT_EQ(result.advice_topics, 0xA0);
+    EXPECT_EQ(result.level4_inlining, 0);
+    EXPECT_EQ(applied({"-skip_step=1,24"}).skipped_steps, 1 << 1 | 1 << 24);
+    EXPECT_EQ(applied({"-alias_local", "-alias_none"}).alias_precision, 0);
+}
+
+TEST_F(OptionSettings, ValuesThatStandForOthers) {
+    EXPECT_EQ(applied({"-code_state=16"}).thumb_state, 1);
+    EXPECT_EQ(applied({"-code_state=32"}).thumb_state, 0);
+    EXPECT_EQ(applied({"-thumb"}).thumb_state, 1);
+    EXPECT_EQ(applied({"-thumb", "-code_state=32"}).thumb_state, 0);
+    EXPECT_EQ(applied({"-arch=4"}).processor_version, 0);
+    EXPECT_EQ(applied({"-arch=5"}).processor_version, 5);
+    EXPECT_EQ(applied({"-arch=v6"}).processor_version, 6);
+    EXPECT_EQ(applied({"-packed_data"}).packed_data, 1);
+    EXPECT_EQ(applied({"-packed_data", "-simd=none"}).packed_data, 0);
+    EXPECT_EQ(applied({"-simd=v6"}).packed_data, 1);
+    EXPECT_EQ(applied({"-endian=big"}).big_endian, 1);
+}
+
+TEST_F(OptionSettings, SettingsThatFollowFromOthers) {
+    EXPECT_EQ(applied({"o0"}).symbolic_debug, 1);
+    EXPECT_EQ(applied({"o4"}).level4_inlining, 1);
+    EXPECT_EQ(applied({"-interleave"}).output_comments, 1);
+    const SETTINGS vectorizing = applied({"-vectorize"});
+    EXPECT_EQ(vectorizing.vectorize + vectorizing.analyze_dependences, 2);
+    EXPECT_EQ(vectorizing.convert_ifs + vectorizing.collapse_loops, 2);
+    EXPECT_EQ(vectorizing.unroll_and_jam, 0);
+}
+
+TEST_F(OptionSettings, DebugDigitsCountOnlyWithTheTrace) {
+    const std::vector<std::string> digits = {"-debug_digit=0", "-debug_digit=7", "-debug_digit=12"};
+    SETTINGS result = applied(digits);
+    EXPECT_EQ(result.debug_digits, (std::array<int32_t, 10>{}));
+    EXPECT_EQ(result.trace_details, 1) << "12 is no digit";
+    std::vector<std::string> with_trace = digits;
+    with_trace.emplace_back("-trace");
+    result = applied(with_trace);
+    EXPECT_EQ(result.debug_digits, (std::array<int32_t, 10>{1, 0, 0, 0, 0, 0, 0, 1, 0, 0}));
+    EXPECT_EQ(applied({"-trace", "-debug_digit=1"}).trace_details, 0);
+}
+
+TEST_F(OptionSettings, ListsReachThePseudoOptions) {
+    applied({"-debug=zalloc,allochist", "-debug=debug:unroll=4", "-disable=downcounters"});
+    EXPECT_EQ(debug_switch("zalloc"), 1);
+    EXPECT_EQ(debug_switch("allochist"), 1);
+    EXPECT_EQ(debug_switch("unroll"), 4);
+    EXPECT_EQ(disable_switch("downcounters"), 1);
+}
+
+TEST_F(OptionSettings, AnOverrideStartsFromTheDefaultsAndIsUndone) {
+    settings = applied({"o3i20Z1", "-thumb", "-no_unroll"});
+    settings.debug_digits[4] = 1;
+    save_options();
+    TraceCapture capture;
+    override_options("  -i5 word\t-no_such --no_tail_recursion ");
+    EXPECT_EQ(settings.optimization_level, 1);
+    EXPECT_EQ(settings.inline_threshold, 5);
+    EXPECT_EQ(settings.code_size_level, -1);
+    EXPECT_EQ(settings.thumb_state, 0);
+    EXPECT_EQ(settings.no_tail_recursion, 1);
+    EXPECT_EQ(settings.no_unroll, 1) << "the other settings keep what the command line gave";
+    EXPECT_EQ(settings.keep_unoptimized, 0);
+    restore_options();
+    EXPECT_EQ(settings.optimization_level, 3);
+    EXPECT_EQ(settings.no_tail_recursion, 0);
+    EXPECT_EQ(settings.thumb_state, 1);
+    EXPECT_EQ(settings.debug_digits[4], 1);
+    EXPECT_EQ(capture.text(),
+              "[Overriding options to be \"  -i5 word\t-no_such --no_tail_recursion \" --> -o1 -i5]\n"
+              "[Restoring options --> -o3 -i20 -Z1]\n");
+}
+
+TEST_F(OptionSettings, AnOverrideBelowLevel1KeepsTheCodeAsItIs) {
+    save_options();
+    override_options("-o0");
+    EXPECT_EQ(settings.keep_unoptimized, 1);
+    EXPECT_EQ(settings.symbolic_debug, 1);
+    restore_options();
+    EXPECT_EQ(settings.keep_unoptimized, 0);
+}
+
+TEST_F(OptionSettings, AGlobalOverrideBecomesTheBaseline) {
+    save_options();
+    TraceCapture capture;
+    global_override("-o2 -Z0 --code_state=16");
+    override_options("-o4");
+    restore_options();
+    EXPECT_EQ(settings.optimization_level, 2);
+    EXPECT_EQ(settings.code_size_level, 0);
+    EXPECT_EQ(settings.thumb_state, 1);
+    EXPECT_EQ(capture.text(),
+              "[Global override:  -o2 -Z0 --code_state=16]\n"
+              "[Overriding options to be \"-o2 -Z0 --code_state=16\" --> -o2 -i1 -Z0 --code_state=16]\n"
+              "[Overriding options to be \"-o4\" --> -o4 -i1]\n"
+              "[Restoring options --> -o2 -i1 -Z0]\n");
+}
+
+TEST_F(OptionSettings, AnOverrideTakesNoWordOfTheCommandLine) {
+    words_ = {"3"};
+    const Outcome outcome = observe([] { override_options("-o 2"); });
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.errors, "ERROR: option o is missing its parameter 'level'\n\n");
+    EXPECT_EQ(words_.size(), 1u);
+}
+
+} // namespace
+} // namespace pelorus
