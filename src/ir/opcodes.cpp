@@ -1,0 +1,170 @@
+// The opcode tables and their start-up check; see opcodes.h.
+//
+// There are two sets of tables on purpose: `opcode_facts`, which is constant, and `if_node_info`, which is filled at run time: the
+// file format's opcodes when a header was accepted, the optimizer's own at the check. The reader goes by `if_node_info`; the check
+// proves that the two agree.
+#include "ir/opcodes.h"
+
+#include <array>
+#include <cstring>
+
+#include "support/fatal.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+constexpr int32_t LAST_FILE_OPCODE = 133; // 0..133 are the file format's
+constexpr int32_t FIRST_OWN_OPCODE = 143; // 143..169 are the optimizer's own
+constexpr int32_t LAST_OWN_OPCODE = 169;
+
+constexpr std::array<OPCODE_FACTS, OPCODE_COUNT> build_facts() {
+    std::array<OPCODE_FACTS, OPCODE_COUNT> facts{};
+    for (OPCODE_FACTS& row : facts)
+        row = {nullptr, -1, PAYLOAD::NONE, OPCODE_CLASS::VALUE, OP_NOP, OP_NOP, nullptr};
+#define OPCODE(number, name, arity, spelling, payload, kind, complement, swapped)                            \
+    facts[number] = {#name,           arity,        PAYLOAD::payload, OPCODE_CLASS::kind,                    \
+                     OP_##complement, OP_##swapped, spelling};
+#define OPCODE_UNNAMED(number, arity)                                                                        \
+    facts[number] = {nullptr, arity, PAYLOAD::NONE, OPCODE_CLASS::VALUE, OP_NOP, OP_NOP, nullptr};
+#include "ir/opcodes.def"
+#undef OPCODE
+#undef OPCODE_UNNAMED
+    return facts;
+}
+
+} // namespace
+
+constexpr std::array<OPCODE_FACTS, OPCODE_COUNT> opcode_facts = build_facts();
+
+namespace {
+
+constexpr bool relations_are_symmetric() {
+    for (int32_t op = 0; op < OPCODE_COUNT; ++op) {
+        const OPCODE_FACTS& row = opcode_facts[static_cast<size_t>(op)];
+        if (row.complement != OP_NOP && opcode_facts[static_cast<size_t>(row.complement)].complement != op)
+            return false;
+        if (row.swapped != OP_NOP && opcode_facts[static_cast<size_t>(row.swapped)].swapped != op)
+            return false;
+    }
+    return true;
+}
+static_assert(relations_are_symmetric());
+
+using SPELLING = std::array<char, 9>;
+
+constexpr std::array<SPELLING, OPCODE_COUNT> build_spellings() {
+    std::array<SPELLING, OPCODE_COUNT> spellings{};
+    for (size_t op = 0; op < spellings.size(); ++op) {
+        const char* text = opcode_facts[op].spelling ? opcode_facts[op].spelling : " ?ILLOP?";
+        size_t length = 0;
+        while (text[length]) spellings[op][length] = text[length], ++length;
+        while (length < 8) spellings[op][length++] = ' ';
+    }
+    spellings[OP_ULE] = {'U', 'L', 'E'};
+    return spellings;
+}
+
+constexpr auto spelling_table = build_spellings();
+
+} // namespace
+
+std::array<IF_NODE_INFO, OPCODE_COUNT> if_node_info;
+
+void register_opcode(int32_t number, const char* name, int8_t arity) {
+    if_node_info[static_cast<size_t>(number)] = {number, name, arity};
+}
+
+void register_file_opcodes() {
+    static bool registered = false;
+    if (registered) return;
+    registered = true;
+    for (int32_t op = 0; op <= LAST_FILE_OPCODE; ++op) {
+        const OPCODE_FACTS& row = opcode_facts[static_cast<size_t>(op)];
+        if (row.arity >= 0) register_opcode(op, row.name, row.arity);
+    }
+    register_opcode(OP_BGNBLOCK, "VREG", 0);
+}
+
+namespace {
+
+bool entry_is(int32_t number, const char* name) {
+    const IF_NODE_INFO& entry = if_node_info[static_cast<size_t>(number)];
+    return entry.number == number && entry.name && !strcmp(entry.name, name);
+}
+
+void register_own_opcodes() {
+    for (int32_t op = FIRST_OWN_OPCODE; op <= LAST_OWN_OPCODE; ++op) {
+        const OPCODE_FACTS& row = opcode_facts[static_cast<size_t>(op)];
+        if (row.arity >= 0) register_opcode(op, row.name, row.arity);
+    }
+}
+
+bool entry_matches(int32_t number) {
+    const OPCODE_FACTS& fact = opcode_facts[static_cast<size_t>(number)];
+    const IF_NODE_INFO& entry = if_node_info[static_cast<size_t>(number)];
+    const bool name_differs = !entry.name || strcmp(entry.name, fact.name) != 0;
+    if (entry.number == number && entry.arity == fact.arity && !name_differs) return true;
+    trace("OP#%d: %d || %d || (%d != %d) <<%s>> <<%s>>", number, entry.number, name_differs, entry.arity,
+          fact.arity, entry.name ? entry.name : "", fact.name);
+    trace("\tNo match for %s\n", fact.name);
+    return false;
+}
+
+} // namespace
+
+void validate_opcode_tables() {
+    trace(" *** VALIDATING OPCODE TABLES\n");
+    if (!entry_is(OP_NAME, "NAME") || !entry_is(OP_UMINUS, "UMINUS") || !entry_is(OP_CALL, "CALL"))
+        fatal_error("INTERNAL ERROR: if_node_info[] mismatch\n");
+    register_own_opcodes();
+    bool all_match = true;
+    for (int32_t op = 0; op <= LAST_OPCODE; ++op)
+        if (opcode_facts[static_cast<size_t>(op)].name && !entry_matches(op)) all_match = false;
+    if (!all_match) fatal_exit();
+    trace(" *** OPCODE TABLES ARE OK\n\n");
+}
+
+const char* opcode_spelling(int32_t number) {
+    if (number < 1 || number > 255) return " ?NODE? ";
+    if (number > LAST_OPCODE) return " ?ILLOP?";
+    return spelling_table[static_cast<size_t>(number)].data();
+}
+
+const char* opcode_name(int32_t number) {
+    if (number < 0 || number > LAST_OPCODE) return "?";
+    const char* name = opcode_facts[static_cast<size_t>(number)].name;
+    return name ? name : "?";
+}
+
+int32_t opcode_by_name(const char* name) {
+    for (int32_t op = 0; op <= LAST_OPCODE; ++op) {
+        const char* own = opcode_facts[static_cast<size_t>(op)].name;
+        if (own && !strcmp(own, name)) return op;
+    }
+    return -1;
+}
+
+bool opcode_is_leaf_record(int32_t number) {
+    switch (number) {
+    case OP_LABEL:
+    case OP_NAME:
+    case OP_SCON:
+    case OP_ICON:
+    case OP_FCON:
+    case OP_LCON:
+    case OP_FIELD:
+    case OP_SKIP:
+    case OP_BGNBLOCK: return true;
+    default: return false;
+    }
+}
+
+bool opcode_has_side_effect(int32_t number) {
+    if (number < 0 || number > LAST_OPCODE) return false;
+    const OPCODE_CLASS kind = opcode_facts[static_cast<size_t>(number)].kind;
+    return kind == OPCODE_CLASS::ASSIGNS || kind == OPCODE_CLASS::CALLS || kind == OPCODE_CLASS::CONTROL;
+}
+
+} // namespace pelorus

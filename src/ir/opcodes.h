@@ -1,0 +1,98 @@
+// Opcodes: their numbers, and the tables of facts about them.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace pelorus {
+
+enum OPCODE : int32_t {
+#define OPCODE(number, name, arity, spelling, payload, kind, complement, swapped) OP_##name = number,
+#define OPCODE_UNNAMED(number, arity)
+#include "ir/opcodes.def"
+#undef OPCODE
+#undef OPCODE_UNNAMED
+    OP_ERASED = 255, // a node being built, or erased; no live tree holds it
+};
+
+constexpr int32_t LAST_OPCODE = 170; // numbers run from 0 to this
+constexpr int32_t OPCODE_COUNT = LAST_OPCODE + 1;
+
+// What a tree record carries behind its opcode and type.
+enum class PAYLOAD : uint8_t {
+    NONE,
+    LABEL,   // uleb label number
+    SYMBOL,  // symbol reference: uleb scope, uleb index
+    BYTES,   // counted bytes
+    INTEGER, // sleb when the node's type is signed, else uleb
+    FLOAT,   // string: decimal text of the value
+    DECIMAL, // string: decimal digits, "-" in front when negative
+    FIELD,   // byte 1, uleb member key, uleb type index of the structure
+    SWITCH,  // uleb
+    CALL,    // uleb
+    SKIP,    // uleb
+    DDNODE,  // uleb, uleb, byte; dropped
+    TEXT,    // string
+    DROPPED, // sleb; dropped
+};
+
+enum class OPCODE_CLASS : uint8_t { VALUE, COMMUTES, ASSIGNS, CALLS, CONTROL, PARTS };
+
+struct OPCODE_FACTS {
+    const char* name;     // null when the number is no opcode or has no name
+    int8_t arity;         // 0, 1, 2; -1 when the number is no opcode
+    PAYLOAD payload;      //
+    OPCODE_CLASS kind;    //
+    int16_t complement;   // OP_NOP for none
+    int16_t swapped;      // OP_NOP for none
+    const char* spelling; // unpadded; null like `name`
+};
+
+// Facts of number 0..LAST_OPCODE; the row of a number that is no opcode has arity -1.
+extern const std::array<OPCODE_FACTS, OPCODE_COUNT> opcode_facts;
+
+// The record of an opcode as the reader uses it. A number that was never registered has an all-zero record, so
+// that it reads as a leaf.
+struct IF_NODE_INFO {
+    int32_t number;
+    const char* name;
+    int8_t arity;
+};
+
+extern std::array<IF_NODE_INFO, OPCODE_COUNT> if_node_info;
+
+// Writes the record at index `number` (0..LAST_OPCODE). `name` must live as long as the run.
+void register_opcode(int32_t number, const char* name, int8_t arity);
+
+// Registers the opcodes of the file format, 0 to 133, and the number 163 as "VREG". Runs once; further calls do
+// nothing. The reader calls it when a header has been accepted.
+void register_file_opcodes();
+
+// The start-up check: registers the optimizer's own opcodes, 143 to 169, and compares `if_node_info` with the
+// static tables. Traces what it does; a mismatch ends the run.
+// Needs: register_file_opcodes().
+void validate_opcode_tables();
+
+// The trace spelling, padded with blanks to 8 characters ("ULE" alone is not padded); " ?NODE? " for a number
+// outside 1..255 and " ?ILLOP?" for one in range that names no opcode.
+const char* opcode_spelling(int32_t number);
+
+// The name, or "?" when there is none. Any number may be asked for.
+const char* opcode_name(int32_t number);
+
+// The number of the opcode called `name`, -1 when there is none.
+int32_t opcode_by_name(const char* name);
+
+// 0, 1 or 2; -1 for any number that is no opcode.
+inline int opcode_arity(int32_t number) {
+    return number >= 0 && number <= LAST_OPCODE ? opcode_facts[static_cast<size_t>(number)].arity : -1;
+}
+
+// True for opcodes that are leaves of a tree record whatever their arity.
+bool opcode_is_leaf_record(int32_t number);
+
+// True for opcodes that change a variable or memory, call code or direct control: a statement may be one.
+bool opcode_has_side_effect(int32_t number);
+
+} // namespace pelorus

@@ -1,0 +1,200 @@
+// Symbols and interned names; see symbol.h.
+#include "ir/symbol.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <string_view>
+#include <unordered_set>
+
+#include "ir/funinfo.h"
+#include "ir/stmt.h"
+#include "memory/zone.h"
+#include "support/settings.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+SYMBOL_LIST file_symbols;
+SYMBOL* errno_symbol;
+FUNCTION_SYMBOLS function_symbols;
+
+namespace {
+
+// What a function loses when it walks its own arguments: its argument list is no list of variables.
+constexpr uint32_t ARGUMENT_WALK_FLAGS = FUN_cannot_beta | FUN_cannot_inline | FUN_cannot_suppress;
+static_assert(ARGUMENT_WALK_FLAGS == 0x40022);
+
+void append(SYMBOL_LIST& list, SYMBOL* symbol) {
+    (list.last ? list.last->next : list.first) = symbol;
+    list.last = symbol;
+}
+
+bool is_register_class(uint8_t storage_class) {
+    return storage_class == SC_REGISTER || storage_class == SC_REGISTER_PARM ||
+           storage_class == SC_REGISTER_PARM2;
+}
+
+// Without file-level analysis, which starts at level 3, any global that is not const may be written and reached from elsewhere.
+uint16_t file_scope_flags(const SYMBOL& symbol, uint16_t flags) {
+    if (settings.optimization_level >= 3 || type_is_const(symbol.declared_type)) return flags;
+    const bool file_local = (flags & (SF_INTERNAL | SF_LOCAL_STATIC)) != 0;
+    return static_cast<uint16_t>(flags | CQ_UNKNOWN | (file_local ? 0 : CQ_EXPOSED));
+}
+
+SYMBOL* make_symbol(const SYMBOL_FIELDS& fields, bool local) {
+    auto* symbol = zone_new<SYMBOL>(local);
+    symbol->local = local;
+    symbol->name = local ? zone_string(true, fields.name) : intern_name(fields.name);
+    symbol->size = fields.size;
+    symbol->offset = fields.offset;
+    symbol->storage_class = symbol->file_class = static_cast<uint8_t>(fields.storage_class);
+    symbol->flags = fields.flags & FILE_SYMBOL_FLAGS;
+    symbol->declared_type = fields.type;
+    symbol->type = type_is_const(fields.type) ? fields.type : type_normalise(fields.type);
+    symbol->align = fields.align;
+    symbol->position = fields.position;
+    symbol->order = fields.order;
+    symbol->fifth = fields.fifth;
+    symbol->keep = 1;
+    symbol->candidate = -1;
+    symbol->addressable = !is_register_class(symbol->storage_class);
+    return symbol;
+}
+
+bool is_errno(const SYMBOL& symbol) { return !strcmp(symbol.name, "_errno") && type_is_integer(symbol.type); }
+
+void place_in_function(SYMBOL* symbol, int level) {
+    symbol->level = static_cast<uint8_t>(std::min(level, 2));
+    symbol->serial = function_symbols.serial++;
+    if (symbol->storage_class == SC_VARARG) {
+        symbol->storage_class = SC_ARGUMENT;
+        if (function.info) function.info->flags |= ARGUMENT_WALK_FLAGS;
+    }
+    if (symbol->storage_class == SC_REGISTER || symbol->storage_class == SC_REGISTER_PARM2)
+        symbol->storage_class = SC_AUTO;
+    if (symbol->storage_class == SC_LABEL) return;
+    append(level == 1 ? function_symbols.parameters : function_symbols.variables, symbol);
+}
+
+} // namespace
+
+SYMBOL* new_file_symbol(const SYMBOL_FIELDS& fields, int level) {
+    SYMBOL* symbol = make_symbol(fields, level != 0);
+    if (level) {
+        place_in_function(symbol, level);
+        return symbol;
+    }
+    if (symbol->storage_class == SC_VARARG) symbol->storage_class = SC_ARGUMENT;
+    symbol->flags = file_scope_flags(*symbol, symbol->flags);
+    append(file_symbols, symbol);
+    if (is_errno(*symbol)) errno_symbol = symbol;
+    return symbol;
+}
+
+SYMBOL* new_temporary(char letter, TYPE* type, long number) {
+    if (number < 0) number = function_symbols.temporary++;
+    char name[32];
+    snprintf(name, sizeof name, "%c$%ld", letter, number);
+    SYMBOL_FIELDS fields{};
+    fields.name = name;
+    fields.size = type->size;
+    fields.storage_class = SC_AUTO;
+    fields.type = type;
+    fields.align = type->align;
+    SYMBOL* symbol = make_symbol(fields, true);
+    symbol->level = 2;
+    symbol->serial = function_symbols.serial++;
+    append(function_symbols.temporaries, symbol);
+    return symbol;
+}
+
+void clear_function_symbols() { function_symbols = {}; }
+
+void end_symbol_scope(SYMBOL* symbol, const POSITION& end) { symbol->scope_end = end; }
+
+namespace {
+
+void expose_addressed(const NODE* tree) {
+    for (; tree; tree = tree->left) {
+        if (tree->op == OP_UAND && tree->left && tree->left->op == OP_NAME && tree->left->symbol())
+            tree->left->symbol()->address_exposed = 1;
+        expose_addressed(tree->right);
+    }
+}
+
+bool may_be_candidate(const SYMBOL& symbol) {
+    return symbol.storage_class == SC_AUTO && !symbol.address_exposed && type_is_scalar(symbol.type) &&
+           !type_is_volatile(symbol.type);
+}
+
+} // namespace
+
+CANDIDATES build_candidate_list(const STMT* statements) {
+    SYMBOL_LIST* lists[] = {&function_symbols.parameters, &function_symbols.variables,
+                            &function_symbols.temporaries, &function_symbols.splits};
+    for (SYMBOL_LIST* list : lists)
+        for (SYMBOL* symbol = list->first; symbol; symbol = symbol->next)
+            symbol->candidate = -1, symbol->address_exposed = 0;
+    for (const STMT* statement = statements; statement; statement = statement->next)
+        expose_addressed(statement->tree);
+    CANDIDATES candidates{zone_array<SYMBOL*>(true, static_cast<size_t>(function_symbols.serial)), 0};
+    for (SYMBOL_LIST* list : lists)
+        for (SYMBOL* symbol = list->first; symbol; symbol = symbol->next) {
+            if (!may_be_candidate(*symbol) || candidates.count > std::numeric_limits<int16_t>::max())
+                continue;
+            symbol->candidate = static_cast<int16_t>(candidates.count);
+            candidates.symbols[candidates.count++] = symbol;
+        }
+    return candidates;
+}
+
+// --- Interned names ---
+
+namespace {
+
+constexpr size_t NAME_CHAINS = 257;
+
+// The statistics speak of chains by a small hash; the look-up itself is direct, since a file may have very many names.
+struct NAME_TABLE {
+    std::unordered_set<std::string_view> texts; // in the global zone
+    std::array<int, NAME_CHAINS> chain_lengths{};
+};
+NAME_TABLE names;
+
+uint32_t name_hash(const char* name) {
+    uint32_t value = 0;
+    for (; *name; ++name) value = value * 31 + static_cast<unsigned char>(*name);
+    return value;
+}
+
+} // namespace
+
+const char* intern_name(const char* name) {
+    if (const auto known = names.texts.find(name); known != names.texts.end()) return known->data();
+    const char* text = zone_string(false, name);
+    names.texts.insert(text);
+    names.chain_lengths[name_hash(name) % NAME_CHAINS]++;
+    return text;
+}
+
+void print_name_statistics() {
+    const auto has_no_function = [](std::string_view name) { return !find_funinfo(name.data()); };
+    const auto count = static_cast<int>(names.texts.size());
+    const int longest = *std::max_element(names.chain_lengths.begin(), names.chain_lengths.end());
+    const auto without_function =
+        static_cast<int>(std::count_if(names.texts.begin(), names.texts.end(), has_no_function));
+    constexpr char line[] = "\n%d interned symbols;  max chain %d, %d with NULL funinfo.\n";
+    info(line, count, longest, without_function);
+    trace(line, count, longest, without_function);
+}
+
+void clear_file_symbols() {
+    file_symbols = {};
+    errno_symbol = nullptr;
+    names = {};
+}
+
+} // namespace pelorus

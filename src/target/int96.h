@@ -1,0 +1,45 @@
+// The target's widest integer as the optimizer holds it: 96 bits, two's complement, three 32-bit words.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace pelorus {
+
+struct INT96 {
+    int32_t hi;  // most significant word
+    int32_t mid; //
+    int32_t lo;  // least significant word
+
+    bool operator==(const INT96&) const = default;
+};
+
+// From a 32-bit number: sign-extended, or zero-extended from its 32 bits.
+INT96 int96_signed(int32_t value);
+INT96 int96_unsigned(uint32_t value);
+// From a 64-bit number.
+INT96 int96_from_int64(int64_t value);
+INT96 int96_from_uint64(uint64_t value);
+// The low 64 bits.
+int64_t int96_to_int64(INT96 value);
+
+bool int96_is_negative(INT96 value);
+bool int96_is_zero(INT96 value);
+INT96 int96_negate(INT96 value);
+
+// The two upper words are just the sign extension, or the zero extension, of the low word.
+bool int96_fits_signed32(INT96 value);
+bool int96_fits_unsigned32(INT96 value);
+// The value is that of its low 64 bits, read as signed or as unsigned.
+bool int96_fits_signed64(INT96 value);
+bool int96_fits_unsigned64(INT96 value);
+
+// Reads decimal digits with an optional leading "-". Digits are gathered as a negative number, so that the most
+// negative value is exact; what does not fit wraps to 96 bits. Returns false, with the value of the digits read so
+// far, when another character comes or there is no digit.
+bool int96_parse(std::string_view text, INT96& value);
+// Decimal text of the value as a signed number.
+std::string int96_text(INT96 value);
+
+} // namespace pelorus
