@@ -1,0 +1,60 @@
+// The reader's state, shared by reader.cpp (tables, sections, records) and tree_reader.cpp (nodes). Nobody else includes it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "icode/byte_source.h"
+#include "icode/reader.h"
+
+namespace pelorus {
+
+// A node whose record is being read: its fields are done, its subtrees are not.
+struct OPEN_NODE {
+    NODE* node;
+    uint64_t start; // offset of the record's kind byte
+    uint64_t end;   // offset behind its body
+    uint8_t arity;
+    uint8_t children;     // subtrees begun
+    uint32_t right_depth; // right subtrees it is nested in
+};
+
+class ICODE_READER {
+public:
+    BYTE_SOURCE in;
+    std::string name; // of the file, for messages
+    ICODE_CLIENT client;
+    std::string source_name;               //
+    uint32_t sections[SECTION_COUNT] = {}; // offsets; 0 absent
+    std::vector<const char*> file_names;   // index 0 is file 1; in the global zone
+    std::vector<SYMBOL*> global_symbols;
+    std::vector<SYMBOL*> local_symbols;
+    std::vector<STRING_LIST> string_lists;
+    std::vector<SYMBOL*> open_symbols;   // symbols of the open scopes, innermost last
+    std::vector<size_t> scopes;          // length of open_symbols at the begin of each open scope
+    std::vector<OPEN_NODE> open_nodes;   // scratch of read_tree
+    std::vector<TYPE_FIELD> type_fields; // scratch of the type records
+    int in_function = 0;                 // 0 outside; 1 after begin; 2 and up in the body
+    bool function_ended = false;         // a kind-2 record was handled
+    uint64_t record_start = 0;           // of the top-level record being read
+    uint32_t unknown_records = 0;
+};
+
+// A record's frame: where its body ends, and what to restore when it is done.
+struct FRAME {
+    uint8_t kind;
+    uint64_t start; // offset of the kind byte
+    uint64_t end;   // offset behind the body
+    uint64_t outer_limit;
+};
+
+// Reads length and opens the frame of a record whose kind byte at `start` was read.
+FRAME open_frame(ICODE_READER& reader, uint8_t kind, uint64_t start);
+// The body must have been read to its end.
+void close_frame(ICODE_READER& reader, const FRAME& frame);
+
+POSITION read_position(ICODE_READER& reader);
+// The type of an index; void for 0. A fault when it is not known.
+TYPE* read_type_index(ICODE_READER& reader);
+
+} // namespace pelorus
