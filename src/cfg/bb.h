@@ -1,0 +1,154 @@
+// Basic blocks: the records of the control-flow graph of the current function.
+//
+// Blocks are chained twice: by `all_link` in creation order, unreachable ones included, and by `dflink` in depth-first order (the reverse
+// postorder of a search from the entry). A block's last statement is its ending branch: IF, SWITCH, BRANCH, RETURN or URETURN; control never
+// falls through. A LABEL leaf names its target by a label record, whose index is the target's `dfn` after every renumbering.
+//
+// All records are the function zone's.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <type_traits>
+
+#include "ir/label.h"
+#include "ir/position.h"
+#include "ir/stmt.h"
+
+namespace pelorus {
+
+struct bitvec;
+
+// A cell of a list of blocks.
+struct BB_LIST {
+    BB* block;
+    BB_LIST* next;
+};
+
+// A variable that controls a loop.
+struct LOOP_CONTROL {
+    SYMBOL* symbol;
+};
+
+struct LOOPREC;
+
+struct BB {
+    BB* dflink;                 // next in depth-first order; null for the last block
+    BB* rdflink;                // previous in depth-first order; the entry's is the LAST block
+    BB* all_link;               // next in creation order
+    STMT* stmts;                // null only while the block is being deleted
+    BB_LIST* preds;             // set
+    BB_LIST* succs;             // set
+    BB_LIST* dfs_cursor;        // scratch of the depth-first search
+    LABEL_RECORD* labels;       // the first one is the one that leaves are pointed to
+    LOOPREC* loop;              // innermost loop; null without loop information
+    LOOP_CONTROL* loop_control; // heads of loops: what controls the loop; null when not known
+    NODE* loop_trips;           // heads of loops: tree of the iteration count; null when not known
+    bitvec* descendants;        // by dfn; null when not built
+    POSITION* start_pos;        // of the first and last statement; null when not known
+    POSITION* end_pos;          //
+    uint16_t uon;               // unique ordinal number: creation order, from 1
+    int16_t dfn;                // depth-first number, from 1; 0: not reached
+    int16_t loop_depth;         // loops around the block
+    uint8_t flags;              // BBF_...
+    STMT* last_stmt;            // the ending branch; valid when stmts is
+    uint32_t mark;              // scratch of the folder's own set insertions; compared with a stamp
+};
+static_assert(std::is_trivially_destructible_v<BB>);
+
+enum BB_FLAG : uint8_t {
+    BBF_DIAMOND_JOIN = 1, // joins two blocks that make the same test
+};
+
+// The graph of the current function.
+struct FLOW_GRAPH {
+    BB* bb_list = nullptr;       // entry block, head of the dflink chain
+    BB* all_blocks = nullptr;    // head of the all_link chain
+    BB* exit_bb = nullptr;       // ends in the URETURN
+    int32_t bb_count = 0;        // reachable blocks; all blocks while the graph is being built
+    int16_t fresh_label = 0;     // last fresh label index: -1, -2, ...
+    bool labels_wrapped = false; // fresh indices were used up and began again
+    uint32_t stamp = 0;          // last mark handed out
+};
+extern FLOW_GRAPH flow_graph;
+
+// Blocks and labels are numbered in 16 bits.
+constexpr int32_t MOST_BLOCKS = 32767;
+constexpr int16_t LOWEST_FRESH_LABEL = -30000;
+
+// Forgets the graph. At the start of every function.
+void clear_flow_graph();
+
+// --- bb.cpp: cells, labels, set operations ---
+
+BB* new_block(STMT* stmts, STMT* last);
+// Set insertion at the head; removal of the first cell that names the block. Linear in the list.
+void add_to_set(BB_LIST*& set, BB* block);
+void remove_from_set(BB_LIST*& set, const BB* block);
+bool in_set(const BB_LIST* set, const BB* block);
+int set_size(const BB_LIST* set);
+void free_set(BB_LIST*& set);
+// Edges, on both sides.
+void add_edge(BB* from, BB* to);
+void remove_edge(BB* from, BB* to);
+
+// A new label record in front of `next`; an index below 1 asks for a fresh one (-1, -2, ... -30000, then again -1).
+LABEL_RECORD* new_label(int32_t index, LABEL_RECORD* next, BB* block);
+
+// The head of the label list of the block that owns a label with this index, the first in creation order. An index that no label
+// has ends the run.
+LABEL_RECORD* find_label(int32_t index);
+
+// Calls visit(leaf) for each LABEL leaf of a branch, in the order in which successors are found: right operands before left ones.
+template <class F>
+void for_each_label(NODE* tree, F visit) {
+    for (; tree; tree = tree->left) {
+        if (tree->op == OP_LABEL) {
+            visit(tree);
+            return;
+        }
+        if (tree->right) for_each_label(tree->right, visit);
+    }
+}
+
+bool is_ending_branch(int32_t op);
+
+// --- build_cfg.cpp ---
+
+// Builds the graph of the current function (ir/stmt.h) from its statement list, numbers the blocks, and removes unreachable ones.
+// Ends the run with a message that names the function when it needs more blocks or labels than 16 bits can number.
+// Needs: `function` complete. Breaks: function.statements.
+void build_cfg();
+
+// --- number_cfg.cpp ---
+
+// After edges were changed or blocks deleted: rebuilds preds, numbers, order and rdflinks, drops unreachable blocks.
+// Needs: succs. Keeps: label leaves resolved.
+void renumber_cfg();
+// Renumbers in the existing dflink order, without a search; sets the index of every label to its block's number.
+void relink_blocks();
+// The two halves of renumbering that build_cfg needs by themselves.
+void number_depth_first();
+void find_predecessors();
+
+// --- validate_cfg.cpp ---
+
+struct CFG_ERRORS {
+    int corrected = 0;
+    int uncorrected = 0;
+};
+// Checks the graph and reports on the debug trace and the standard error stream. Only with the debug trace on.
+void validate_cfg();
+// The checks behind it; they report only on the trace, and repair missing successors and unreachable blocks.
+CFG_ERRORS check_cfg();
+// Checks every statement of every block; returns the number of faults, which are on the trace.
+int validate_stmts();
+
+// --- dump_cfg.cpp ---
+
+// The blocks first..last of the dflink chain (last null: to the end), as full records or as a compact listing.
+void dump_bb(const BB* first, const BB* last);
+void list_bb(const BB* first, const BB* last, FILE* stream);
+void dump_stmt_list(const STMT* cells);
+
+} // namespace pelorus

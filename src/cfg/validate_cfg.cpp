@@ -1,0 +1,204 @@
+// Consistency of the control-flow graph; see bb.h.
+//
+// Invariants:
+//   chain    the entry has no predecessors; every dflink and its rdflink agree; the entry's rdflink is the last block
+//   blocks   each has statements, the last of which is its only branch
+//   edges    the successors are just the targets of the labels of the ending branch; preds and succs agree
+//   reach    every block but the entry has predecessors
+//
+// Missing successors are added and blocks without predecessors lose their edges; both count as corrected. Set comparisons go by marks, so that
+// the whole is linear in blocks and edges even where a block has thousands of them.
+#include <cstdio>
+#include <vector>
+
+#include "cfg/bb.h"
+#include "ir/funinfo.h"
+#include "ir/tree_text.h"
+#include "ir/validate_tree.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+struct CFG_CHECK {
+    CFG_ERRORS errors;
+
+    // One more error of the kind, with its message.
+    template <class... T>
+    void corrected(const char* format, T... arguments) {
+        errors.corrected++;
+        trace(format, arguments...);
+    }
+    template <class... T>
+    void uncorrected(const char* format, T... arguments) {
+        errors.uncorrected++;
+        trace(format, arguments...);
+    }
+};
+
+bool marked(const BB* block) { return block->mark == flow_graph.stamp; }
+
+void mark_set(const BB_LIST* set) {
+    ++flow_graph.stamp;
+    for (; set; set = set->next) set->block->mark = flow_graph.stamp;
+}
+
+// --- chain ---
+
+void check_chain(CFG_CHECK& check, const BB* block) {
+    const BB* entry = flow_graph.bb_list;
+    if (block == entry && block->preds)
+        check.uncorrected(" +++++ Entry block BB%d has predecessors\n", block->dfn);
+    const BB* back = block->rdflink;
+    const bool back_good = back && (block == entry ? !back->dflink : back->dflink == block);
+    if (!back_good) check.uncorrected(" +++++ BB%d has improper <rdflink>\n", block->dfn);
+    const bool forth_good = block->dflink ? block->dflink->rdflink == block : entry->rdflink == block;
+    if (!forth_good) check.uncorrected(" +++++ BB%d has improper <dflink>\n", block->dfn);
+}
+
+// --- blocks and their branches ---
+
+NODE* ending_branch(const BB* block) {
+    const STMT* cell = block->stmts;
+    while (cell->next) cell = cell->next;
+    return cell->tree;
+}
+
+void check_targets(CFG_CHECK& check, BB* block, NODE* branch) {
+    mark_set(block->succs);
+    for_each_label(branch, [&](const NODE* leaf) {
+        BB* target = leaf->label() ? leaf->label()->block : nullptr;
+        if (!target || marked(target)) return;
+        check.corrected(" ----- BB%d's successors must include BB%d\n", block->dfn, target->dfn);
+        add_edge(block, target);
+        target->mark = flow_graph.stamp;
+    });
+    ++flow_graph.stamp;
+    for_each_label(branch, [](const NODE* leaf) {
+        if (leaf->label()) leaf->label()->block->mark = flow_graph.stamp;
+    });
+    for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
+        if (!marked(cell->block))
+            check.uncorrected(" +++++ BB%d has bogus successor: BB%d\n", block->dfn, cell->block->dfn);
+}
+
+void check_branch(CFG_CHECK& check, BB* block) {
+    if (!block->stmts) return check.uncorrected(" +++++ BB%d has no statement list\n", block->dfn);
+    NODE* branch = ending_branch(block);
+    if (!is_ending_branch(branch->op))
+        return check.uncorrected(" +++++ BB%d has no ending branch\n", block->dfn);
+    const bool returns = branch->op == OP_RETURN || branch->op == OP_URETURN;
+    if (!returns || block->succs) check_targets(check, block, branch);
+}
+
+// --- edges ---
+
+// For every block, the blocks that name it in one of their sets.
+using NAMED_BY = std::vector<std::vector<const BB*>>;
+
+NAMED_BY collect(BB_LIST* BB::* set) {
+    NAMED_BY named_by(static_cast<size_t>(flow_graph.bb_count) + 1);
+    for (const BB* block = flow_graph.bb_list; block; block = block->dflink)
+        for (const BB_LIST* cell = block->*set; cell; cell = cell->next)
+            if (cell->block->dfn > 0) named_by[static_cast<size_t>(cell->block->dfn)].push_back(block);
+    return named_by;
+}
+
+// Whoever names a block in one set must be named by it in the other.
+void check_mutual(CFG_CHECK& check, BB_LIST* BB::* set, BB_LIST* BB::* other, const char* message) {
+    const NAMED_BY named_by = collect(set);
+    for (const BB* block = flow_graph.bb_list; block; block = block->dflink) {
+        mark_set(block->*other);
+        for (const BB* by : named_by[static_cast<size_t>(block->dfn)])
+            if (!marked(by)) check.uncorrected(message, block->dfn, by->dfn, by->dfn, block->dfn);
+    }
+}
+
+// --- reach ---
+
+void check_reach(CFG_CHECK& check) {
+    for (bool found = true; found;) {
+        found = false;
+        for (BB* block = flow_graph.bb_list->dflink; block; block = block->dflink) {
+            if (block->preds || !block->succs) continue;
+            check.corrected(" ----- BB%d cannot be reached from the entry block\n", block->dfn);
+            while (block->succs) remove_edge(block, block->succs->block);
+            found = true;
+        }
+    }
+}
+
+void report_count(const char* format, int count) {
+    if (count) fprintf(stderr, format, count);
+}
+
+} // namespace
+
+CFG_ERRORS check_cfg() {
+    CFG_CHECK check;
+    if (!flow_graph.bb_list) {
+        check.uncorrected(" +++++ bb_list == NULL\n");
+        return check.errors;
+    }
+    for (BB* block = flow_graph.bb_list; block; block = block->dflink) {
+        check_chain(check, block);
+        check_branch(check, block);
+    }
+    check_mutual(check, &BB::preds, &BB::succs, " +++++ BB%d precedes BB%d but BB%d doesn't succeed BB%d\n");
+    check_mutual(check, &BB::succs, &BB::preds, " +++++ BB%d succeeds BB%d but BB%d doesn't precede BB%d\n");
+    check_reach(check);
+    return check.errors;
+}
+
+void validate_cfg() {
+    if (!debug_on()) return;
+    trace("\n\n ===== Validating this CFG\n");
+    if (flow_graph.bb_list) {
+        relink_blocks();
+        list_bb(flow_graph.bb_list, nullptr, debug_file());
+    }
+    const CFG_ERRORS errors = check_cfg();
+    trace(" ===== Corrected errors: %d, Uncorrected errors: %d\n\n", errors.corrected, errors.uncorrected);
+    report_count("\n\n ----- %d Corrected CFG errors!!!", errors.corrected);
+    report_count("\n\n +++++ %d Uncorrected CFG errors!!!", errors.uncorrected);
+}
+
+namespace {
+
+int check_cells(const BB* block) {
+    int faults = 0;
+    for (const STMT* cell = block->stmts; cell; cell = cell->next) {
+        const TREE_PLACE place{cell->tree, block->dfn};
+        if (!cell->tree) {
+            report_invalid_node("NULL statement", nullptr, place);
+            faults++;
+            continue;
+        }
+        const bool branch = is_ending_branch(cell->tree->op);
+        if (branch && cell->next)
+            report_invalid_node("This branch is not the last statement of its block", cell->tree, place);
+        if (!branch && !cell->next)
+            report_invalid_node("The last statement of a block must be a branch", cell->tree, place);
+        faults += branch != !cell->next;
+        faults += validate_stmt(cell->tree, block->dfn, block == flow_graph.bb_list && cell == block->stmts);
+    }
+    return faults;
+}
+
+} // namespace
+
+int validate_stmts() {
+    trace("\n\n ===== Validating all statements in the CFG\n");
+    int faults = 0;
+    for (const BB* block = flow_graph.bb_list; block; block = block->dflink) {
+        if (!block->stmts) {
+            report_invalid_node("The basic block has no statement list", nullptr, {nullptr, block->dfn});
+            faults++;
+        }
+        faults += check_cells(block);
+    }
+    return faults;
+}
+
+} // namespace pelorus
