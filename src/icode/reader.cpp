@@ -476,6 +476,7 @@ void read_framed(ICODE_READER& reader, uint8_t kind, uint64_t start) {
 } // namespace
 
 void read_whole_file(ICODE_READER& reader) {
+    register_own_opcodes();
     const uint64_t stream = reader.in.offset();
     // A type record takes at least three bytes, so that a larger number is no count of anything.
     type_package()->set_number_limit(reader.in.size() / 3 + 1);

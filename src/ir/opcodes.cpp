@@ -87,18 +87,18 @@ void register_file_opcodes() {
     register_opcode(OP_BGNBLOCK, "VREG", 0);
 }
 
-namespace {
-
-bool entry_is(int32_t number, const char* name) {
-    const IF_NODE_INFO& entry = if_node_info[static_cast<size_t>(number)];
-    return entry.number == number && entry.name && !strcmp(entry.name, name);
-}
-
 void register_own_opcodes() {
     for (int32_t op = FIRST_OWN_OPCODE; op <= LAST_OWN_OPCODE; ++op) {
         const OPCODE_FACTS& row = opcode_facts[static_cast<size_t>(op)];
         if (row.arity >= 0) register_opcode(op, row.name, row.arity);
     }
+}
+
+namespace {
+
+bool entry_is(int32_t number, const char* name) {
+    const IF_NODE_INFO& entry = if_node_info[static_cast<size_t>(number)];
+    return entry.number == number && entry.name && !strcmp(entry.name, name);
 }
 
 bool entry_matches(int32_t number) {

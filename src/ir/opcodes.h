@@ -69,6 +69,9 @@ void register_opcode(int32_t number, const char* name, int8_t arity);
 // nothing. The reader calls it when a header has been accepted.
 void register_file_opcodes();
 
+// Registers the optimizer's own opcodes, 143 to 169. IF is one of them, so that no file can be read without them.
+void register_own_opcodes();
+
 // The start-up check: registers the optimizer's own opcodes, 143 to 169, and compares `if_node_info` with the
 // static tables. Traces what it does; a mismatch ends the run.
 // Needs: register_file_opcodes().
