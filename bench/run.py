@@ -1,0 +1,191 @@
+#!/usr/bin/env python3
+"""Measures pelorus against LLVM's optimizer, as ratios in the same run.
+
+  files         time and peak memory of pelorus reading and writing an icode file, against opt-19 reading and writing the bitcode of the same
+                source without a pass; on the examples and on a generated file of 2,000 functions
+  growth        the same for generated files of 500 to 8,000 functions, as ratios to the half size
+  instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
+                icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
+                through llc-19 -O2. A second table has our side without mem2reg.
+
+Times are user plus system time, the median of --runs runs that alternate between the two programs.
+"""
+import argparse
+import os
+import pathlib
+import statistics
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+TARGET = "--target=armv7-linux-gnueabihf"
+LEVELS = range(5)
+PEERS = {"mem2reg": "mem2reg", "O1": "default<O1>", "O2": "default<O2>"}
+
+
+def run(*command):
+    result = subprocess.run([str(word) for word in command], capture_output=True)
+    if result.returncode:
+        sys.exit(f"{' '.join(str(word) for word in command)}\n{result.stderr.decode(errors='replace')}")
+    return result.stdout
+
+
+def cost(command):
+    """(seconds, bytes) of user and system time and of peak memory of one run."""
+    child = os.fork()
+    if child == 0:
+        silent = os.open(os.devnull, os.O_RDWR)
+        for stream in (1, 2):
+            os.dup2(silent, stream)
+        os.execvp(str(command[0]), [str(word) for word in command])
+    _, status, usage = os.wait4(child, 0)
+    if status:
+        sys.exit(f"failed: {command}")
+    return usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024
+
+
+def compare(ours, theirs, runs):
+    """Medians ((seconds, bytes) of ours, of theirs) over alternating runs."""
+    samples = ([], [])
+    for _ in range(runs):
+        for side, command in zip(samples, (ours, theirs)):
+            side.append(cost(command))
+    return [tuple(statistics.median(column) for column in zip(*side)) for side in samples]
+
+
+def generated_source(functions):
+    """A C file of so many functions, each with arithmetic, a loop, a switch, calls and memory accesses."""
+    parts = ["extern int g[64]; int g[64]; struct s { int a, b; struct s *next; };\n"]
+    for n in range(functions):
+        callee = f"f{n - 1}(p, x - 1)" if n else "x"
+        parts.append(f"""
+int f{n}(struct s *p, int x) {{
+    int sum = {n}, i;
+    for (i = 0; i < x; i++) {{
+        sum += g[(i + {n}) & 63] * (p->a - i);
+        if (sum > {1000 + n} && p->next) p = p->next;
+        else sum ^= p->b << (i & 7);
+    }}
+    switch (sum & 7) {{
+    case 0: return {callee};
+    case 1: sum += 3; break;
+    case 2: case 3: sum *= {n % 13 + 2}; break;
+    default: p->a = sum; g[x & 63] = (int)(sum * 0.5);
+    }}
+    return sum;
+}}
+""")
+    parts.append("int main(void) { struct s s = { 1, 2, 0 }; return f0(&s, 3) & 1; }\n")
+    return "".join(parts)
+
+
+class Bench:
+    def __init__(self, tools, folder, runs):
+        self.tools = tools
+        self.folder = folder
+        self.runs = runs
+
+    def both_forms(self, source):
+        stem = self.folder / source.stem
+        run(self.tools / "icode-cc", source, "-o", f"{stem}.if")
+        run("clang-19", TARGET, "-std=gnu11", "-w", "-O1", "-Xclang", "-disable-llvm-passes", "-c", "-emit-llvm", source, "-o", f"{stem}.bc")
+        return f"{stem}.if", f"{stem}.bc"
+
+    def read_and_write(self, source):
+        icode, bitcode = self.both_forms(source)
+        ours = [self.tools / "pelorus", "-o0", icode, self.folder / "out.opt"]
+        return compare(ours, ["opt-19", bitcode, "-o", self.folder / "out.bc"], self.runs)
+
+    def generated(self, functions):
+        source = self.folder / f"generated{functions}.c"
+        source.write_text(generated_source(functions))
+        return source
+
+    def files(self, examples):
+        print("\nReading and writing (ours; peer; ratio)\n")
+        print("| source | time ms | opt-19 | ratio | memory MB | opt-19 | ratio |\n|---|---|---|---|---|---|---|")
+        for source in examples + [self.generated(2000)]:
+            (time, memory), (peer_time, peer_memory) = self.read_and_write(source)
+            print(f"| {source.name} | {time * 1e3:.1f} | {peer_time * 1e3:.1f} | {time / peer_time:.2f} "
+                  f"| {memory / 1e6:.1f} | {peer_memory / 1e6:.1f} | {memory / peer_memory:.2f} |", flush=True)
+
+    def growth(self):
+        print("\nGrowth with the number of functions (ratio to the line above; 2.0 is linear)\n")
+        print("| functions | time ms | ratio | memory MB | ratio | opt-19 time ratio | opt-19 memory ratio |\n|---|---|---|---|---|---|---|")
+        before = None
+        for functions in (500, 1000, 2000, 4000, 8000):
+            ours, theirs = self.read_and_write(self.generated(functions))
+            ratios = [f"{now / then:.2f}" for now, then in zip(ours + theirs, before)] if before else ["", "", "", ""]
+            print(f"| {functions} | {ours[0] * 1e3:.1f} | {ratios[0]} | {ours[1] / 1e6:.1f} | {ratios[1]} | {ratios[2]} | {ratios[3]} |", flush=True)
+            before = ours + theirs
+
+    def build_counter(self):
+        self.counter = self.folder / "count_instructions.so"
+        run("cc", "-shared", "-fPIC", "-O2", ROOT / "bench" / "count_instructions.c", "-o", self.counter)
+
+    def executed(self, ir, passes):
+        """Instructions that a program executes; `passes` run over its IR before llc, None for none."""
+        stem = self.folder / "program"
+        if passes:
+            run("opt-19", f"-passes={passes}", ir, "-o", f"{stem}.bc")
+            ir = f"{stem}.bc"
+        run("llc-19", "-O2", "-relocation-model=pic", "-filetype=obj", ir, "-o", f"{stem}.o")
+        run("arm-linux-gnueabihf-gcc", "-static", f"{stem}.o", "-o", stem, "-lm")
+        count = self.folder / "count"
+        subprocess.run(["qemu-arm", "-plugin", f"file={self.counter},out={count}", stem], capture_output=True)
+        return int(count.read_text())
+
+    def instructions(self, examples):
+        self.build_counter()
+        empty = self.folder / "empty.c"
+        empty.write_text("int main(void) { return 0; }\n")
+        base = self.executed(self.both_forms(empty)[1], "mem2reg")
+        counts = {source.stem: self.counts(source, base) for source in examples}
+        for promoted in (True, False):
+            print(f"\nInstructions executed, {'with' if promoted else 'without'} mem2reg on our side: ratio of level to peer\n")
+            columns = [(level, peer) for peer in PEERS for level in LEVELS]
+            print("| example | clang mem2reg (thousands) | " + " | ".join(f"{level}/{peer}" for level, peer in columns) + " |")
+            print("|---" * (len(columns) + 2) + "|")
+            for name, (ours, peers) in counts.items():
+                ratios = " | ".join(f"{ours[level, promoted] / peers[peer]:.2f}" for level, peer in columns)
+                print(f"| {name} | {peers['mem2reg'] / 1e3:.0f} | {ratios} |")
+
+    def counts(self, source, base):
+        icode, bitcode = self.both_forms(source)
+        peers = {peer: self.executed(bitcode, passes) - base for peer, passes in PEERS.items()}
+        ours = {}
+        known = {}  # by the optimizer's output: equal icode runs once
+        for level in LEVELS:
+            output = self.folder / "level.opt"
+            run(self.tools / "pelorus", f"-o{level}", icode, output)
+            ir = self.folder / "level.ll"
+            run(self.tools / "icode-llvm", output, "-o", ir)
+            for promoted in (True, False):
+                key = (ir.read_bytes(), promoted)
+                if key not in known:
+                    known[key] = self.executed(ir, "mem2reg" if promoted else None) - base
+                ours[level, promoted] = known[key]
+        return ours, peers
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
+    parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
+    parser.add_argument("tables", nargs="*", help="files, growth, instructions; all when none is named")
+    arguments = parser.parse_args()
+    examples = sorted((ROOT / "examples").glob("*.c"))
+    wanted = arguments.tables or ["files", "growth", "instructions"]
+    with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
+        bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
+        if "files" in wanted:
+            bench.files(examples)
+        if "growth" in wanted:
+            bench.growth()
+        if "instructions" in wanted:
+            bench.instructions(examples)
+
+
+if __name__ == "__main__":
+    main()
