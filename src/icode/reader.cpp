@@ -330,6 +330,7 @@ void read_initializer(ICODE_READER& reader, uint64_t start) {
         place = &item->next;
         more = item->tree->op != OP_ENDINIT;
     }
+    while (reader.in.offset() < reader.in.limit()) read_tree(reader, true); // behind ENDINIT nothing counts
     node_factory.local = local;
     if (reader.client.initializer) reader.client.initializer(reader.client.context, symbol);
 }

@@ -243,6 +243,15 @@ bool needs_base(uint8_t kind) {
     }
 }
 
+// What a type must be from the start, since the next record may already ask it.
+void check_type(const TYPE& type) {
+    if (type.align & (type.align - 1)) type_internal_error("alignment is no power of two");
+    if (type.kind == TK_BITFIELD && !bitfield_fits(type))
+        type_internal_error("bit-field does not fit its container");
+    if (needs_base(type.kind) && !type.base && !type.other)
+        type_internal_error("type without its component type");
+}
+
 // The structure that an object of the type holds by value, through arrays; null when it holds none.
 TYPE* contained_csu(TYPE* type) {
     while (type) {
@@ -331,6 +340,7 @@ TYPE* TYPE_PKG::add_record(uint64_t number, uint8_t record_kind, const TYPE_FIEL
     if (role == TYPE_ROLE::NONE) return nullptr;
     if (role == TYPE_ROLE::TYPE) {
         if (find_type(number)) type_internal_error("read type twice");
+        if (number > number_limit_) type_internal_error("type number is larger than the file");
         return new_type(number ? number : std::max<uint64_t>(by_number_.size(), 1), record_kind, fields);
     }
     TYPE* owner = find_type(number);
@@ -355,11 +365,11 @@ TYPE_RECORD* TYPE_PKG::append_record(TYPE* owner, uint8_t record_kind, const TYP
 }
 
 TYPE* TYPE_PKG::new_type(uint64_t number, uint8_t record_kind, const TYPE_FIELD* fields) {
-    if (number > number_limit_) type_internal_error("type number is larger than the file");
     TYPE draft{};
     draft.record_kind = record_kind;
     draft.uid.number = static_cast<uint32_t>(number);
     fill_type(draft, fields);
+    check_type(draft);
     if (is_basic(record_kind))
         if (TYPE* known = intern_basic(&draft, number)) return known;
     auto* type = zone_new<TYPE>(false);
@@ -417,20 +427,11 @@ void TYPE_PKG::add_attribute(TYPE* owner, uint8_t record_kind, int64_t code) {
     owner->lists_seen |= bit;
 }
 
-// What could send a pass wrong or into an endless walk: alignments that are no power of two, bit-fields outside their container,
-// wrappers of nothing, structures that contain themselves.
+// Structures that contain themselves would send a pass into an endless walk.
 void TYPE_PKG::finish_types() {
-    for (const TYPE_RECORD* record = first_; record; record = record->next) {
-        const TYPE& type = *record->owner;
-        if (&record->owner->record->fields[0] != &record->fields[0])
-            continue; // a part: its owner was looked at
-        if (type.align & (type.align - 1)) type_internal_error("alignment is no power of two");
-        if (type.kind == TK_BITFIELD && !bitfield_fits(type))
-            type_internal_error("bit-field does not fit its container");
-        if (needs_base(type.kind) && !type.base && !type.other)
-            type_internal_error("type without its component type");
-        if (is_csu_kind(type.kind) && type.parts) check_containment(record->owner);
-    }
+    for (const TYPE_RECORD* record = first_; record; record = record->next) record->owner->out_index = UNSEEN;
+    for (const TYPE_RECORD* record = first_; record; record = record->next)
+        if (is_csu_kind(record->owner->kind)) check_containment(record->owner);
 }
 
 TYPE* TYPE_PKG::make_basic(uint8_t record_kind, bool is_unsigned, uint32_t size, uint32_t align,

@@ -152,8 +152,8 @@ public:
     // "Duplicate CSU attributes".
     TYPE* add_record(uint64_t number, uint8_t record_kind, const TYPE_FIELD* fields);
 
-    // After the last record of a file: checks what only the whole shows (component types present, no structure that
-    // contains itself, bit-fields within their containers). Errors as above.
+    // After the last record of a file: checks what only the whole shows, which is that no structure contains itself. Errors
+    // as above.
     void finish_types();
 
     // Makers. They return the same type for the same operands where the operands are the type's identity.

@@ -1,6 +1,7 @@
 // See target_float.h. <charconv> rounds correctly and knows no locale.
 #include "target/target_float.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -9,11 +10,29 @@ namespace pelorus {
 
 namespace {
 
-// from_chars leaves its result alone when the value is out of range; the exponent tells overflow from underflow.
+// from_chars leaves its result alone when the value is out of range. The place of the first digit that counts, moved by
+// the exponent, tells overflow from underflow.
 double out_of_range_value(std::string_view digits) {
-    const size_t exponent = digits.find_first_of("eE");
-    const bool tiny = exponent != std::string_view::npos && digits.substr(exponent + 1).starts_with("-");
-    return tiny || digits.starts_with("0.") ? 0.0 : std::numeric_limits<double>::infinity();
+    const size_t letter = std::min(digits.find_first_of("eE"), digits.size());
+    int64_t place = 0;
+    bool behind_point = false;
+    bool counts = false;
+    for (const char c : digits.substr(0, letter)) {
+        counts |= c != '0' && c != '.';
+        if (c == '.')
+            behind_point = true;
+        else if (counts != behind_point)
+            place += counts ? 1 : -1;
+    }
+    int64_t exponent = 0;
+    if (letter < digits.size()) {
+        std::string_view text = digits.substr(letter + 1);
+        if (text.starts_with("+")) text.remove_prefix(1);
+        if (std::from_chars(text.data(), text.data() + text.size(), exponent).ec ==
+            std::errc::result_out_of_range)
+            exponent = text.starts_with("-") ? -INT64_MAX / 2 : INT64_MAX / 2;
+    }
+    return place + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
 }
 
 } // namespace

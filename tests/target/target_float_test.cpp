@@ -1,0 +1,90 @@
+// Floating-point text: exact reading, rounding to the target's formats, shortest text that reads back.
+#include "target/target_float.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace pelorus {
+namespace {
+
+double parsed(const char* text) {
+    TARGET_FLOAT number{};
+    EXPECT_TRUE(target_float_parse(text, number)) << text;
+    return number.value;
+}
+
+std::string text_of(double value, uint32_t bytes) {
+    TARGET_FLOAT number{value, 0, 0};
+    target_float_round(number, bytes);
+    return target_float_text(number);
+}
+
+TEST(TargetFloat, ReadsWhatProducersWrite) {
+    EXPECT_EQ(parsed("0.1"), 0.1);
+    EXPECT_EQ(parsed("  -2.5E+3"), -2500);
+    EXPECT_EQ(parsed("+7."), 7);
+    EXPECT_EQ(parsed("4.9406564584124654e-324"), std::numeric_limits<double>::denorm_min());
+    EXPECT_EQ(parsed("1.00000000000000011102230246251565404236316680908203125"), 1.0); // a tie goes to even
+    EXPECT_EQ(parsed("-inf"), -std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(std::isnan(parsed("nan")));
+    EXPECT_TRUE(std::signbit(parsed("-0.0")));
+}
+
+TEST(TargetFloat, OutOfRangeIsInfinityOrZero) {
+    EXPECT_EQ(parsed("1e400"), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed("-1e400"), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed("0.5e400"), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed("1e+99999999999999999999"), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed((std::string(800, '7') + "e-100").c_str()), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed("1e-400"), 0);
+    EXPECT_EQ(parsed("1e-99999999999999999999"), 0);
+    EXPECT_EQ(parsed(("0." + std::string(800, '0') + "7e+100").c_str()), 0);
+    EXPECT_EQ(parsed(("0." + std::string(400, '0') + "1").c_str()), 0);
+    EXPECT_EQ(parsed((std::string(400, '9') + ".5").c_str()), std::numeric_limits<double>::infinity());
+}
+
+TEST(TargetFloat, RefusesWhatIsNoNumber) {
+    for (const char* text : {"", "-", "abc", "1.5x", "--1", "+-1", "1e", "0x10", "1 2", "."}) {
+        TARGET_FLOAT number{5, 5, 5};
+        EXPECT_FALSE(target_float_parse(text, number)) << text;
+        EXPECT_EQ(number.value, 0) << text;
+    }
+}
+
+TEST(TargetFloat, RoundsToTheFormat) {
+    TARGET_FLOAT number{16777217, 0, 0};
+    target_float_round(number, 8);
+    EXPECT_TRUE(number.value == 16777217 && number.bytes == 8);
+    target_float_round(number, 4);
+    EXPECT_TRUE(number.value == 16777216 && number.bytes == 4);
+    TARGET_FLOAT large{1e39, 0, 0};
+    target_float_round(large, 4);
+    EXPECT_TRUE(std::isinf(large.value));
+}
+
+TEST(TargetFloat, TextReadsBackAsTheSameValue) {
+    EXPECT_EQ(text_of(0.1, 4), "0.1");
+    EXPECT_EQ(text_of(0.1, 8), "0.1");
+    EXPECT_EQ(text_of(-0.0, 8), "-0");
+    uint64_t state = 88172645463325252U;
+    for (int i = 0; i < 20000; ++i) {
+        state ^= state << 13, state ^= state >> 7, state ^= state << 17;
+        for (uint32_t bytes : {4U, 8U}) {
+            double value;
+            float narrow;
+            memcpy(&value, &state, 8), memcpy(&narrow, &state, 4);
+            if (bytes == 4) value = static_cast<double>(narrow);
+            if (std::isnan(value)) continue;
+            TARGET_FLOAT again{};
+            ASSERT_TRUE(target_float_parse(text_of(value, bytes), again));
+            target_float_round(again, bytes);
+            ASSERT_EQ(memcmp(&again.value, &value, 8), 0) << text_of(value, bytes);
+        }
+    }
+}
+
+} // namespace
+} // namespace pelorus
