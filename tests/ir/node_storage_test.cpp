@@ -132,7 +132,7 @@ TEST_F(NodeStorage, ALocalNodeMayNameTheFile) {
 TEST_F(NodeStorage, WalksDeepTreesOfEitherLean) {
     NODE* left_spine = node_in(true, OP_ICON);
     NODE* right_spine = node_in(true, OP_ICON);
-    for (int i = 0; i < 1000000; i++) {
+    for (int i = 0; i < 100000; i++) {
         left_spine = node_in(true, OP_COMMA, left_spine, nullptr);
         right_spine = node_in(true, OP_COMMA, nullptr, right_spine);
     }

@@ -75,13 +75,8 @@ constexpr const char* PSEUDO_OPTIONS = R"(
 
 `--debug=` and `--disable=` take names, separated by `,`, that single passes ask for: `--debug=zalloc` sets the
 key `debug:zalloc` to 1, `--disable=downcounters` sets `disable:downcounters`. An item with `=` is a whole key
-and its value: `--debug=debug:unroll=4`. A name that nothing asks for has no effect. These serve the whole
-program; `docs/passes.md` has those of single passes.
-
-| Key | What it does |
-|---|---|
-| `debug:zalloc` | checks every use of the memory zones |
-| `debug:allochist` | counts the zone requests by size |
+and its value: `--debug=debug:unroll=4`. A name that nothing asks for has no effect; `docs/passes.md`
+lists the names that something asks for.
 )";
 
 constexpr const char* OPTIONS_HEADING = R"(
