@@ -55,6 +55,7 @@ void begin_body(void*, const POSITION& position) { function.body = position; }
 void function_place(void*, const POSITION& position) { function.current = position; }
 
 void end_function(void* context, const POSITION& position) {
+    if (!function.info) return clear_function(); // it began with the other kind of record, which names no function to us
     function.end = position;
     function.info->size = function.size_units;
     if (unit_of(context).function_read) unit_of(context).function_read(unit_of(context).context);

@@ -402,6 +402,7 @@ bool close_icode_writer(ICODE_WRITER* writer) {
     bool good =
         fflush(writer->stream) == 0 && !ferror(writer->stream) && fseek(writer->stream, 0, SEEK_SET) == 0;
     if (good) write_header(*writer);
+    fseek(writer->stream, 0, SEEK_END); // a stream to memory is as long as its position
     good = good && !ferror(writer->stream);
     const bool closed = fclose(writer->stream) == 0;
     if (!good || !closed)

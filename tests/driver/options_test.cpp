@@ -217,9 +217,8 @@ TEST_F(Options, TheHelpListingShowsEveryOption) {
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4 + OPTION_COUNT);
 }
 
-// The file of this very program is searched, for names that no test writes out.
 TEST_F(Options, NoNameStandsInThePlainInTheProgram) {
-    std::ifstream file("/proc/self/exe", std::ios::binary);
+    std::ifstream file(PELORUS_EXECUTABLE, std::ios::binary);
     const std::string program((std::istreambuf_iterator<char>(file)), {});
     ASSERT_THAT(program, HasSubstr("should be one of"));
     for (const int code :

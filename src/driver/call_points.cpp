@@ -1,0 +1,36 @@
+// See call_points.h.
+#include "driver/call_points.h"
+
+#include <iterator>
+
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+// clang-format off
+constexpr CALL_POINT_ROW ROWS[] = {
+    {CALL_POINT::BUILTIN_DESCRIPTORS, "built-in function descriptors", "at the start, before the file is read"},
+    {CALL_POINT::INSTRUMENTATION, "instrumentation of `main`", "when a function's body has been read and `--instrument` was given"},
+    {CALL_POINT::PARTIAL_EVALUATION_START, "start of the partial evaluation", "at the start of Pass 1.5"},
+    {CALL_POINT::PARTIAL_EVALUATION, "partial evaluation of the call graph", "in Pass 1.5, after all functions"},
+    {CALL_POINT::PARTIAL_EVALUATION_STATISTICS, "statistics of the partial evaluation", "at the ends of Pass 1.5 and Pass 2"},
+    {CALL_POINT::INLINED_REFERENCES, "references to inlined functions", "after all functions, before the global definitions"},
+};
+// clang-format on
+
+constexpr bool rows_are_in_order() {
+    for (size_t i = 0; i < std::size(ROWS); ++i)
+        if (static_cast<size_t>(ROWS[i].point) != i) return false;
+    return true;
+}
+static_assert(rows_are_in_order());
+
+} // namespace
+
+std::span<const CALL_POINT_ROW> call_points() { return ROWS; }
+
+void call_point(CALL_POINT point) { trace("[Not built: %s]\n", ROWS[static_cast<size_t>(point)].name); }
+
+} // namespace pelorus

@@ -1,0 +1,217 @@
+// The command line; see command_line.h.
+//
+// The order of the steps is what users and scripts see when several things are wrong at once: a bad option is reported
+// before a missing file, a missing file before surplus arguments. The input is opened early because it may carry option
+// sets; nothing is opened for writing before everything that can be refused has been.
+#include "driver/command_line.h"
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "driver/files.h"
+#include "driver/options.h"
+#include "driver/phases.h"
+#include "driver/signals.h"
+#include "ir/node.h"
+#include "memory/zone.h"
+#include "support/pseudo_options.h"
+#include "support/run.h"
+#include "support/settings.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+// A walk over argument texts, which options with a word of their own advance as well.
+struct ARGUMENT_WALK {
+    std::vector<const char*> texts;
+    size_t next = 0;
+};
+
+using OPTIONS_OBJECT = std::unique_ptr<OPTIONS, void (*)(OPTIONS*)>;
+
+struct COMMAND_LINE {
+    ARGUMENT_WALK arguments; // those after argument 0
+    int positional = 0;
+    std::vector<OPTIONS_OBJECT> objects; // the first one is the active one
+};
+COMMAND_LINE command_line;
+
+OPTIONS& add_object() {
+    command_line.objects.emplace_back(new_options(), release_options);
+    return *command_line.objects.back();
+}
+
+const char* next_argument(void* walk) {
+    auto& arguments = *static_cast<ARGUMENT_WALK*>(walk);
+    return arguments.next < arguments.texts.size() ? arguments.texts[arguments.next++] : nullptr;
+}
+
+void take_positional(const char* argument) {
+    switch (++command_line.positional) {
+    case 1: run.input_name = argument; break;
+    case 2: run.output_name = argument; break;
+    case 3: break; // refused later, without a line of its own
+    default:
+        fprintf(stderr, "\n>>>> OPTIMIZER ERROR: Unexpected options: %s %s %s\n", run.input_name.c_str(),
+                run.output_name.c_str(), argument);
+    }
+}
+
+// Parses the options among the texts from the first one on; hands the other texts to `positional` unless it is null.
+void parse_texts(ARGUMENT_WALK& walk, OPTIONS& options, void (*positional)(const char*)) {
+    walk.next = 0;
+    set_argument_iterator(next_argument, &walk);
+    while (const char* text = next_argument(&walk)) {
+        if (text[0] == '-')
+            parse_option(options, text + 1); // what it cannot read is ignored
+        else if (positional)
+            positional(text);
+    }
+    set_argument_iterator(nullptr, nullptr);
+}
+
+void open_input() {
+    FILE* stream = open_file("Input icode File", run.input_name, "rb");
+    run_files.reader = open_icode(stream, run.input_name.c_str(), optimizer_client());
+    if (run_files.reader) return;
+    fclose(stream);
+    fprintf(stderr, "\n>> Error when opening input icode file : %s, Aborting\n", run.input_name.c_str());
+    exit(1);
+}
+
+// Replaces the object that the command line filled by one for each option set of the file, with the command line's options
+// on top. Without sets it stays.
+void build_option_objects() {
+    if (!run_files.reader || icode_string_lists(*run_files.reader).empty()) return;
+    const bool ignore_sets = option_enabled(*command_line.objects.front(), OPT_IGNORE_FILE_SETS);
+    release_command_line();
+    for (const STRING_LIST& set : icode_string_lists(*run_files.reader)) {
+        OPTIONS& object = add_object();
+        ARGUMENT_WALK texts{set.strings};
+        if (!ignore_sets) parse_texts(texts, object, nullptr);
+        parse_texts(command_line.arguments, object, nullptr);
+    }
+}
+
+void answer_questions(const OPTIONS& options) {
+    if (option_enabled(options, OPT_HELP) || option_enabled(options, OPT_HELP_SHORT)) {
+        print_help(options, stdout);
+    } else if (option_enabled(options, OPT_VERSION)) {
+        print_banner(stdout);
+    } else {
+        return;
+    }
+    if (run_files.reader) close_icode(run_files.reader);
+    run_files.reader = nullptr;
+    release_command_line();
+    exit(0);
+}
+
+void apply_settings(const OPTIONS& options) {
+    reset_settings();
+    apply_options(options, settings);
+    node_factory.char_pointer_operator = settings.char_pointers != 0;
+    zone_start();
+}
+
+void prepare_debugging(OPTIONS& options) {
+    if (!option_given(options, OPT_DEBUG)) return;
+    settings.no_uncalled_warning = 0;
+    set_option(options, OPT_INFO, 1);
+    if (settings.code_size_level >= 0) fputs("\n\t*** Optimizing code size, not speed ***\n\n", stderr);
+}
+
+void check_positional() {
+    if (command_line.positional == 0) {
+        fprintf(stderr, "Usage: %s [-options] filename\n", run.program_name.c_str());
+        exit(1);
+    }
+    if (command_line.positional == 1)
+        run.output_name = with_extension(without_extension(run.input_name), ".opt", false);
+    if (command_line.positional >= 3) {
+        fputs("\n>>>> OPTIMIZER ERROR: Garbage on command line\n\n", stderr);
+        exit(1);
+    }
+}
+
+// True when something other than the trace prints on the debug stream.
+bool wants_debug_stream() { return debug_switch("dump_after") || debug_switch("timing"); }
+
+// The information file is about the file-level analysis, which starts at level 3.
+void name_text_files(OPTIONS& options) {
+    if (settings.optimization_level < 3 && !option_given(options, OPT_DEBUG))
+        set_option(options, OPT_INFO, 0);
+    if (option_enabled(options, OPT_INFO))
+        run_files.info_name = option_given(options, OPT_INFO_FILE)
+                                  ? option_text(options, OPT_INFO_FILE)
+                                  : with_extension(without_extension(run.input_name), ".nfo", false);
+    if ((option_given(options, OPT_DEBUG) || wants_debug_stream()) && !settings.print_debug)
+        run_files.debug_name = with_extension(run.input_name, ".odb", true);
+}
+
+void open_debug_output(const OPTIONS& options) {
+    if (option_given(options, OPT_DEBUG)) {
+        open_debug_file(true);
+        trace_state.debug_output = option_value(options, OPT_DEBUG) != 0;
+    } else if (wants_debug_stream()) {
+        open_debug_file(false);
+    }
+}
+
+void write_option_sets() {
+    for (const STRING_LIST& set : icode_string_lists(*run_files.reader))
+        write_string_list(*run_files.writer, set);
+}
+
+void warn_all_volatile() {
+    if (!settings.all_volatile) return;
+    constexpr const char* WARNING = "\n>>>> Warning: All non-auto lvalues are considered VOLATILE.\n\n";
+    trace("%s", WARNING);
+    if (!debug_on() || debug_file() != stderr) fputs(WARNING, stderr);
+}
+
+// The line is a note for people; one that is longer than a record can hold is cut.
+void write_command_line() {
+    constexpr size_t LONGEST_TEXT = ICODE_BUFFER_SIZE - 1;
+    std::string text = ";\t";
+    for (const char* argument : command_line.arguments.texts) text.append(argument).append(" ");
+    if (text.size() > LONGEST_TEXT) text.resize(LONGEST_TEXT);
+    write_comment(*run_files.writer, text.c_str());
+}
+
+} // namespace
+
+void process_command_line(int argc, char** argv) {
+    OPTIONS& given = add_object();
+    run.program_name = argv[0];
+    command_line.arguments.texts.assign(argv + 1, argv + argc);
+    install_signal_handlers();
+    parse_texts(command_line.arguments, given, take_positional);
+    if (command_line.positional) open_input();
+
+    build_option_objects();
+    OPTIONS& active = *command_line.objects.front();
+    answer_questions(active);
+    apply_settings(active);
+    set_type_package(new TYPE_PKG());
+    prepare_debugging(active);
+    check_positional();
+
+    name_text_files(active);
+    refuse_shared_files();
+    if (command_line.positional == 1) refuse_foreign_output();
+    if (!run_files.info_name.empty()) open_info_file();
+    open_debug_output(active);
+    open_output_file();
+    write_option_sets();
+    warn_all_volatile();
+    write_command_line();
+}
+
+void release_command_line() { command_line.objects.clear(); }
+
+} // namespace pelorus

@@ -1,0 +1,61 @@
+// The program's spine; see driver.h.
+#include "driver/driver.h"
+
+#include <cstdio>
+
+#include "driver/call_points.h"
+#include "driver/command_line.h"
+#include "driver/files.h"
+#include "driver/option_sets.h"
+#include "driver/options.h"
+#include "driver/phases.h"
+#include "driver/pipeline.h"
+#include "ipa/file_level.h"
+#include "ir/opcodes.h"
+#include "ir/symbol.h"
+#include "ir/type.h"
+#include "support/settings.h"
+
+namespace pelorus {
+
+namespace {
+
+void check_processor_version() {
+    int32_t& version = settings.processor_version;
+    if (version == 5 || version == 6 || version == -1 || version == 0) return;
+    printf("\n>>>> Warning: unrecognized option: '-v%d'\n\n", version);
+    version = 0;
+}
+
+void start_file_state() {
+    clear_file_symbols();
+    clear_funinfo();
+    start_file_level();
+    call_point(CALL_POINT::BUILTIN_DESCRIPTORS);
+}
+
+void release_run() {
+    release_command_line();
+    delete type_package();
+    set_type_package(nullptr);
+}
+
+} // namespace
+
+int run_optimizer(int argc, char** argv) {
+    icode_exit = leave_without_output;
+    option_exit = leave_without_output;
+    process_command_line(argc, argv);
+    validate_opcode_tables();
+    check_processor_version();
+    start_file_state();
+    save_options();
+    optimize_file();
+    report_step_times();
+    const bool complete = close_icode_files();
+    close_text_files();
+    release_run();
+    return complete ? 0 : 1;
+}
+
+} // namespace pelorus

@@ -1,0 +1,207 @@
+// The files of the run, and the ends of the run that abandon them; see files.h.
+#include "driver/files.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "driver/options.h"
+#include "support/fatal.h"
+#include "support/run.h"
+#include "support/settings.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace fs = std::filesystem;
+
+RUN_FILES run_files;
+
+// --- Names ---
+
+namespace {
+
+// Where the extension's "." stands; npos without one.
+size_t extension_start(std::string_view name) {
+    const size_t dot = name.rfind('.');
+    const bool in_folder =
+        dot != std::string_view::npos && name.find_first_of("/\\", dot) != std::string_view::npos;
+    return in_folder ? std::string_view::npos : dot;
+}
+
+} // namespace
+
+std::string without_extension(std::string_view name) {
+    return std::string(name.substr(0, extension_start(name)));
+}
+
+std::string with_extension(std::string_view name, std::string_view extension, bool replace) {
+    const bool has_one = extension_start(name) != std::string_view::npos;
+    if (has_one && !replace) return std::string(name);
+    return without_extension(name).append(extension);
+}
+
+// --- Shared files ---
+
+namespace {
+
+struct NAMED_FILE {
+    const char* what;
+    const std::string* name;
+};
+
+// A file that does not exist yet is known by its path; devices and pipes lose nothing by being opened.
+bool is_same_file(const std::string& a, const std::string& b) {
+    std::error_code error;
+    const fs::file_status status = fs::status(a, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) return false;
+    if (fs::equivalent(a, b, error)) return true;
+    const fs::path path = fs::weakly_canonical(fs::absolute(a, error), error);
+    return !error && path == fs::weakly_canonical(fs::absolute(b, error), error) && !error;
+}
+
+} // namespace
+
+void refuse_shared_files() {
+    const NAMED_FILE files[] = {{"Input icode File", &run.input_name},
+                                {"Output icode File", &run.output_name},
+                                {"Info File", &run_files.info_name},
+                                {"Debug File", &run_files.debug_name}};
+    for (const NAMED_FILE& file : files) {
+        for (const NAMED_FILE* other = files; other != &file; ++other) {
+            if (file.name->empty() || other->name->empty() || !is_same_file(*file.name, *other->name))
+                continue;
+            fprintf(stderr, "\n>> %s Is Also The %s : %s, Aborting\n", file.what, other->what,
+                    file.name->c_str());
+            exit(1);
+        }
+    }
+}
+
+namespace {
+
+// A file that cannot be read is left to the opening for writing; an empty one is what a run that was stopped leaves.
+bool holds_something_else(const std::string& name) {
+    FILE* stream = fopen(name.c_str(), "rb");
+    if (!stream) return false;
+    char head[32] = {};
+    const size_t count = fread(head, 1, sizeof head, stream);
+    fclose(stream);
+    return count && std::string_view(head, count).find(ICODE_MAGIC) == std::string_view::npos;
+}
+
+} // namespace
+
+void refuse_foreign_output() {
+    if (run.output_name.ends_with(".opt") || !holds_something_else(run.output_name)) return;
+    fprintf(stderr, "\n>> Output File Exists And Is No icode File : %s, Aborting\n", run.output_name.c_str());
+    exit(1);
+}
+
+// --- Opening ---
+
+FILE* open_file(const char* what, const std::string& name, const char* mode) {
+    if (FILE* stream = fopen(name.c_str(), mode)) return stream;
+    fprintf(stderr, "\n>> Cannot Open %s, %s : %s, Aborting\n", what, strerror(errno), name.c_str());
+    exit(1);
+}
+
+void open_info_file() {
+    trace_state.info_stream = open_file("Info File", run_files.info_name, "w");
+    trace_state.info_output = true;
+    print_banner(trace_state.info_stream);
+    info("Build Number %s\n", PELORUS_VERSION);
+}
+
+void open_debug_file(bool abort_on_failure) {
+    if (trace_state.debug_stream) return;
+    if (settings.print_debug) {
+        trace_state.debug_stream = stderr;
+        return;
+    }
+    const std::string name = with_extension(run.input_name, ".odb", true);
+    if (abort_on_failure) {
+        trace_state.debug_stream = open_file("Debug File", name, "w");
+        return;
+    }
+    trace_state.debug_stream = fopen(name.c_str(), "w");
+    if (trace_state.debug_stream) return;
+    fprintf(stderr, "\n>> Cannot Open Debug File, %s : %s, Aborting\n", strerror(errno), name.c_str());
+    trace_state.debug_stream = stderr;
+}
+
+void open_output_file() {
+    FILE* stream = open_file("Output icode File", run.output_name, "wb");
+    run_files.writer =
+        create_icode(stream, run.output_name.c_str(), icode_source_name(*run_files.reader), *type_package());
+}
+
+// --- Ends ---
+
+namespace {
+
+// Only what is a file: the output may be a device, and a link's target is what is incomplete.
+void remove_output() {
+    std::error_code error;
+    const fs::path path = fs::canonical(run.output_name, error);
+    if (!error && fs::is_regular_file(path, error)) fs::remove(path, error);
+}
+
+void close_reader() {
+    if (run_files.reader) close_icode(run_files.reader);
+    run_files.reader = nullptr;
+}
+
+void close_text(FILE*& stream) {
+    if (stream && stream != stderr) fclose(stream);
+    stream = nullptr;
+}
+
+} // namespace
+
+bool close_icode_files() {
+    close_reader();
+    const bool complete = close_icode_writer(run_files.writer);
+    run_files.writer = nullptr;
+    if (!complete) remove_output();
+    return complete;
+}
+
+void abandon_icode_files() {
+    close_reader();
+    if (!run_files.writer) return;
+    abandon_icode_writer(run_files.writer);
+    run_files.writer = nullptr;
+    if (!settings.keep_output) remove_output();
+}
+
+void close_text_files() {
+    trace("\n== END OF DEBUG OUTPUT==\n");
+    close_text(trace_state.debug_stream);
+    trace_state.debug_output = false;
+    info("\n== END OF INFO OUTPUT==\n");
+    close_text(trace_state.info_stream);
+    trace_state.info_output = false;
+}
+
+void leave_without_output(int status) {
+    abandon_icode_files();
+    exit(status);
+}
+
+void fatal_exit() {
+    static bool leaving = false;
+    if (leaving) _Exit(1); // the clean-up itself failed
+    leaving = true;
+    abandon_icode_files();
+    trace("\n>>>> Optimizer terminated abnormally.\n");
+    close_text(trace_state.debug_stream);
+    trace_state.debug_output = false;
+    fputs("\n>>>> Optimizer terminated abnormally\n", stderr);
+    if (run.current_function) fprintf(stderr, ">>>>    in function %s()\n", run.current_function_name);
+    fprintf(stderr, ">>>>    in file \"%s\"\n", run.current_file);
+    exit(1);
+}
+
+} // namespace pelorus

@@ -1,0 +1,56 @@
+// The files of the run: their names, how they are opened, and how they end.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include "icode/reader.h"
+#include "icode/writer.h"
+
+namespace pelorus {
+
+struct RUN_FILES {
+    ICODE_READER* reader = nullptr; // of the input; null before it was opened and after it was closed
+    ICODE_WRITER* writer = nullptr; // of the output; the same
+    std::string info_name;          // "" while no information file is wanted
+    std::string debug_name;         // "" while no debug file is wanted
+};
+extern RUN_FILES run_files;
+
+// The name cut at its last ".", unless a "/" or "\" follows that ".".
+std::string without_extension(std::string_view name);
+// The name with `extension`, which begins with "."; a name that has one keeps it unless `replace`.
+std::string with_extension(std::string_view name, std::string_view extension, bool replace);
+
+// Ends the run with status 1 when two of the run's files are the same file: opening one for writing would destroy
+// the other. Devices may be shared. Needs: all names set. To be called before anything is opened for writing.
+void refuse_shared_files();
+
+// Ends the run with status 1 when the output's name does not end in ".opt" and is that of a file that is no icode: the
+// name was derived from one with two extensions, such as "prog.c.if", and would overwrite somebody's source.
+void refuse_foreign_output();
+
+// Opens a file; on failure says "Cannot Open <what>" and ends the run with status 1.
+FILE* open_file(const char* what, const std::string& name, const char* mode);
+
+// Opens the information file of run_files.info_name and writes its head; information output is on afterwards.
+void open_info_file();
+// Opens the debug stream unless it is open. When that fails the run ends with status 1, or the standard error
+// stream takes its place.
+void open_debug_file(bool abort_on_failure);
+
+// Opens the output and writes the header. Needs: the reader, the current type package.
+void open_output_file();
+
+// Closes input and output. False, after a message, when the output could not be written in full; it is removed then.
+bool close_icode_files();
+// Closes input and output and removes the output, which is not complete.
+void abandon_icode_files();
+// Ends the debug and information output with their last lines.
+void close_text_files();
+
+// What an error in the input or an option does: the run ends with `status` and leaves no output.
+[[noreturn]] void leave_without_output(int status);
+
+} // namespace pelorus

@@ -1,0 +1,13 @@
+// Fatal signals: the last words of a run that crashed or was stopped.
+#pragma once
+
+namespace pelorus {
+
+// Has every fatal signal reported; the handler ends the process with status 2.
+void install_signal_handlers();
+
+// The report on the standard error stream. Reads nothing but names and the current function's record, and that
+// only when its address can be one.
+void report_signal(int signal_number);
+
+} // namespace pelorus
