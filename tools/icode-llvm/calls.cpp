@@ -1,0 +1,181 @@
+// Calls: arguments and results in the form in which the calling convention moves them (abi.h).
+#include "emitter.h"
+
+#include <algorithm>
+
+namespace pelorus {
+
+namespace {
+
+// The type of the function that is called; null when the callee's type does not tell.
+const TYPE* called_type(const NODE* callee) {
+    const TYPE* type = type_strip(callee->type);
+    if (type->kind == TK_POINTER && type->base) type = type_strip(type->base);
+    return type->kind == TK_FUNCTION ? type : nullptr;
+}
+
+const SYMBOL* called_symbol(const NODE* callee) {
+    while (callee->op == OP_PCONV) callee = callee->left;
+    bool direct = callee->op == OP_UAND && callee->left->op == OP_NAME;
+    return direct ? callee->left->symbol() : nullptr;
+}
+
+// Whether evaluating a tree can change an object.
+bool has_effects(const NODE* tree) {
+    TREE_LIST rest = {tree};
+    while (!rest.empty()) {
+        const NODE* node = rest.back();
+        rest.pop_back();
+        OPCODE_CLASS kind = opcode_facts[node->op].kind;
+        if (kind == OPCODE_CLASS::ASSIGNS || kind == OPCODE_CLASS::CALLS) return true;
+        if (node->left) rest.push_back(node->left);
+        if (node->right) rest.push_back(node->right);
+    }
+    return false;
+}
+
+// The memory form of a structure argument. LLVM copies it when the call is made, which is too late when an argument
+// that is evaluated in between changes the structure.
+std::string argument_in_memory(EMITTER& emitter, const PASSING& passing, const VALUE& value, uint32_t size,
+                               bool copy) {
+    if (!copy && !value.is_volatile && value.align >= passing.align) return value.text;
+    std::string slot = temporary_slot(emitter, passing.type, passing.align);
+    copy_memory(emitter, slot, passing.align, value.text, value.align, size, value.is_volatile);
+    return slot;
+}
+
+struct ARGUMENT_LIST {
+    std::string text;
+
+    template <class... PARTS>
+    void add(const PARTS&... parts) {
+        put(text, text.empty() ? "" : ", ", parts...);
+    }
+};
+
+void add_argument(EMITTER& emitter, ARGUMENT_LIST& list, const NODE* tree, const TYPE* type, bool variadic,
+                  bool changed_later) {
+    PASSING passing = pass_argument(type, variadic);
+    if (passing.how == PASSED::DIRECTLY) {
+        VALUE value = emit_value_as(emitter, tree, type);
+        if (value.type == LTYPE::MEMORY) value.type = LTYPE::PTR;
+        return list.add(passing.type, " ", passing.extension, value.text);
+    }
+    VALUE value = emit_value(emitter, tree);
+    if (passing.how == PASSED::NOT_AT_ALL) return;
+    if (value.type != LTYPE::MEMORY) refuse(emitter.module, "a structure argument has no structure value");
+    const TYPE* structure = type_strip(type);
+    if (!value.align) value.align = structure->align;
+    if (passing.how == PASSED::AS_ARRAY)
+        return list.add(passing.type, " ", load_as_array(emitter, passing, value, structure->size).text);
+    std::string address = argument_in_memory(emitter, passing, value, structure->size, changed_later);
+    list.add("ptr byval(", passing.type, ") align ", passing.align, " ", address);
+}
+
+void add_arguments(EMITTER& emitter, ARGUMENT_LIST& list, const TREE_LIST& trees, const TYPE* function_type) {
+    const TYPE_PART* parameter = function_type && function_type->prototyped ? function_type->parts : nullptr;
+    bool variadic = function_type && function_type->variadic;
+    size_t last_effect = trees.size();
+    while (last_effect > 0 && !has_effects(trees[last_effect - 1])) last_effect--;
+    for (size_t i = 0; i < trees.size(); i++) {
+        while (parameter && parameter->record_kind != TR_PARAMETER) parameter = parameter->next;
+        const TYPE* type = parameter ? parameter->type : trees[i]->type;
+        if (type_is_array(type)) type = type_package()->make_pointer(type_target(type));
+        if (type_is_csu(type) != type_is_csu(trees[i]->type)) type = trees[i]->type;
+        add_argument(emitter, list, trees[i], type, variadic, i + 1 < last_effect);
+        if (parameter) parameter = parameter->next;
+    }
+}
+
+// A result that came in registers, as an object.
+VALUE result_in_slot(EMITTER& emitter, const PASSING& passing, const TYPE* structure,
+                     const std::string& value) {
+    uint32_t align = std::max(passing.align, structure->align);
+    uint32_t bytes = std::max(passing.bytes, structure->size);
+    std::string slot = temporary_slot(emitter, ltype_bytes(bytes), align);
+    line(emitter, "store ", passing.type, " ", value, ", ptr ", slot, ", align ", align);
+    return {slot, LTYPE::MEMORY, align};
+}
+
+const char* call_attributes(const SYMBOL* symbol, const TYPE* function_type) {
+    if (symbol && returns_twice(symbol)) return " #1";
+    bool no_return = (symbol && (symbol->flags & SF_NORETURN)) ||
+                     (function_type && (function_type->attributes & FA_NORETURN));
+    return no_return ? " #2" : "";
+}
+
+// What stands between "call" and the callee: the result's type, or for a callee that takes "..." its whole type.
+std::string call_type(const PASSING& result, const TYPE* function_type) {
+    std::string type = joined(result.extension, result.type);
+    if (result.how == PASSED::NOT_AT_ALL || result.how == PASSED::IN_MEMORY) type = "void";
+    if (function_type && function_type->variadic)
+        put(type, " (", signature_of(function_type).parameters, ")");
+    return type;
+}
+
+const TYPE* result_type(const NODE* tree, const TYPE* function_type) {
+    if (!function_type || (type_is_void(function_type->base) && !type_is_void(tree->type))) return tree->type;
+    return function_type->base;
+}
+
+std::string callee_text(EMITTER& emitter, const NODE* callee, const SYMBOL* symbol) {
+    if (symbol && !symbol->level) return global_name(emitter.module, symbol);
+    VALUE value = emit_value(emitter, callee);
+    return reshape(emitter, value, false, LTYPE::PTR).text;
+}
+
+} // namespace
+
+VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from, uint32_t size) {
+    VALUE source = from;
+    if (passing.bytes > size || from.is_volatile) {
+        source.align = std::max(passing.align, 4u);
+        source.text = temporary_slot(emitter, ltype_bytes(std::max(passing.bytes, size)), source.align);
+        copy_memory(emitter, source.text, source.align, from.text, from.align, size, from.is_volatile);
+    }
+    return operation(emitter, LTYPE::MEMORY, "load ", passing.type, ", ptr ", source.text, ", align ",
+                     std::max(source.align, 1u));
+}
+
+VALUE emit_call(EMITTER& emitter, const NODE* tree) {
+    const TYPE* function_type = called_type(tree->left);
+    const SYMBOL* symbol = called_symbol(tree->left);
+    std::string callee = callee_text(emitter, tree->left, symbol);
+    const TYPE* type = type_strip(result_type(tree, function_type));
+    PASSING result = pass_result(type, function_type && function_type->variadic);
+    ARGUMENT_LIST list;
+    VALUE value = {.text = {}, .type = LTYPE::MEMORY, .align = type->align};
+    if (result.how == PASSED::IN_MEMORY) {
+        value.text = temporary_slot(emitter, result.type, result.align);
+        list.add("ptr sret(", result.type, ") align ", result.align, " ", value.text);
+    }
+    bool has_arguments = tree->op == OP_CALL;
+    add_arguments(emitter, list, has_arguments ? list_items(tree->right) : TREE_LIST(), function_type);
+    std::string call = joined("call ", call_type(result, function_type), " ", callee, "(", list.text, ")",
+                              call_attributes(symbol, function_type));
+    switch (result.how) {
+    case PASSED::NOT_AT_ALL:
+        line(emitter, call);
+        if (!type_is_csu(type)) return {};
+        value.text = temporary_slot(emitter, ltype_bytes(type->size), type->align);
+        return value;
+    case PASSED::IN_MEMORY: line(emitter, call); return value;
+    case PASSED::DIRECTLY:
+        value = operation(emitter, result.scalar, call);
+        if (type_is_void(tree->type) || ltype_of(tree->type) == result.scalar) return value;
+        return convert(emitter, value, type, tree->type);
+    case PASSED::AS_ARRAY:
+        return result_in_slot(emitter, result, type, operation(emitter, LTYPE::MEMORY, call).text);
+    }
+    return {};
+}
+
+VALUE emit_argument_walk(EMITTER& emitter) {
+    if (!emitter.variadic) refuse(emitter.module, "ARGREF in a function that takes no unnamed arguments");
+    declare(emitter.module, "declare void @llvm.va_start.p0(ptr)");
+    std::string slot = temporary_slot(emitter, "ptr", 4);
+    line(emitter, "call void @llvm.va_start.p0(ptr ", slot, ")");
+    return operation(emitter, LTYPE::PTR, "load ptr, ptr ", slot, ", align 4");
+}
+
+} // namespace pelorus

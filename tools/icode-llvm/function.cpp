@@ -1,0 +1,133 @@
+// One function: its head, its parameters, its statements.
+//
+// A parameter is read only to be copied into its home, so a scalar one is used as it comes; one that is assigned to or
+// whose address is taken all the same gets a slot, as structures do.
+#include "emitter.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "ir/stmt.h"
+
+namespace pelorus {
+
+namespace {
+
+TREE_LIST statements_in_order() {
+    TREE_LIST trees;
+    for (const STMT* statement = function.statements; statement; statement = statement->next)
+        trees.push_back(statement->tree);
+    std::reverse(trees.begin(), trees.end());
+    return trees;
+}
+
+// The object that an operator changes or takes the address of, when it is a parameter.
+const SYMBOL* parameter_as_object(const NODE* node) {
+    bool object =
+        opcode_facts[node->op].kind == OPCODE_CLASS::ASSIGNS || node->op == OP_UAND || node->op == OP_ACONV;
+    if (!object || !node->left) return nullptr;
+    const NODE* left = node->left;
+    while (left->op == OP_COMMAOP) left = left->right;
+    return left->op == OP_NAME && left->ref && left->symbol()->level == 1 ? left->symbol() : nullptr;
+}
+
+std::unordered_set<const SYMBOL*> parameters_as_objects(const TREE_LIST& statements) {
+    std::unordered_set<const SYMBOL*> found;
+    TREE_LIST rest = statements;
+    while (!rest.empty()) {
+        const NODE* node = rest.back();
+        rest.pop_back();
+        if (const SYMBOL* symbol = parameter_as_object(node)) found.insert(symbol);
+        if (node->left) rest.push_back(node->left);
+        if (node->right) rest.push_back(node->right);
+    }
+    return found;
+}
+
+void receive_in_slot(EMITTER& emitter, const SYMBOL* symbol, const PASSING& passing,
+                     const std::string& argument) {
+    const TYPE* type = type_strip(symbol->declared_type);
+    LOCAL local = {{}, std::max({symbol->align, type->align, passing.align}), false};
+    uint32_t bytes = std::max(passing.bytes, type->size);
+    local.text = temporary_slot(emitter, passing.how == PASSED::DIRECTLY ? passing.type : ltype_bytes(bytes),
+                                local.align);
+    if (passing.how != PASSED::NOT_AT_ALL)
+        put(emitter.slots, "  store ", passing.type, " ", argument, ", ptr ", local.text, ", align ",
+            local.align, "\n");
+    emitter.locals[symbol] = local;
+}
+
+// The text of a parameter in the function's head; "" for one that is not passed. Enters it in `locals`.
+std::string receive(EMITTER& emitter, const SYMBOL* symbol, bool as_object, size_t number) {
+    PASSING passing = pass_argument(symbol->declared_type, emitter.variadic);
+    std::string argument = joined("%a", number);
+    switch (passing.how) {
+    case PASSED::NOT_AT_ALL: receive_in_slot(emitter, symbol, passing, argument); return "";
+    case PASSED::IN_MEMORY:
+        emitter.locals[symbol] = {argument, passing.align, false};
+        return joined("ptr byval(", passing.type, ") align ", passing.align, " ", argument);
+    case PASSED::DIRECTLY:
+        if (!as_object) {
+            emitter.locals[symbol] = {argument, 1, true};
+            break;
+        }
+        [[fallthrough]];
+    case PASSED::AS_ARRAY: receive_in_slot(emitter, symbol, passing, argument);
+    }
+    return joined(passing.type, " ", passing.extension, argument);
+}
+
+std::string parameter_list(EMITTER& emitter, const TREE_LIST& statements) {
+    std::unordered_set<const SYMBOL*> objects = parameters_as_objects(statements);
+    std::string text;
+    auto add = [&](std::string_view part) { put(text, text.empty() ? "" : ", ", part); };
+    if (emitter.result.how == PASSED::IN_MEMORY)
+        add(joined("ptr sret(", emitter.result.type, ") align ", emitter.result.align, " %result"));
+    size_t number = 0;
+    for (const SYMBOL* symbol = function_symbols.parameters.first; symbol; symbol = symbol->next)
+        if (std::string part = receive(emitter, symbol, objects.contains(symbol), number++); !part.empty())
+            add(part);
+    if (emitter.variadic) add("...");
+    return text;
+}
+
+void check_labels(EMITTER& emitter) {
+    for (size_t number = 0; number < emitter.labels.size(); number++)
+        if (emitter.labels[number] == LABEL_NAMED)
+            refuse(emitter.module, "label %zu is named but nowhere defined", number);
+}
+
+void put_head(EMITTER& emitter, const std::string& parameters) {
+    MODULE& module = emitter.module;
+    const SYMBOL* symbol = function.symbol;
+    const PASSING& result = emitter.result;
+    bool none = result.how == PASSED::NOT_AT_ALL || result.how == PASSED::IN_MEMORY;
+    put(module.functions, "define ", linkage_text(module, symbol), visibility_text(symbol), result.extension,
+        none ? std::string("void") : result.type, " ", global_name(module, symbol), "(", parameters, ") #0");
+    if (find_attribute(symbol, "noinline")) put(module.functions, " noinline");
+    if (symbol->flags & SF_NORETURN) put(module.functions, " noreturn");
+    put(module.functions, section_text(symbol, ""));
+    const char* align = attribute_argument(symbol, "aligned");
+    if (align) put(module.functions, " align ", align);
+}
+
+} // namespace
+
+void write_function(MODULE& module) {
+    const TYPE* type = type_strip(function.symbol->declared_type);
+    if (type->kind != TK_FUNCTION) refuse(module, "'%s' is no function", function.symbol->name);
+    module.function_name = plain_name(function.symbol->name);
+    EMITTER emitter = {.module = module, .slots = {}, .body = {}, .block = "entry"};
+    emitter.variadic = type->variadic;
+    emitter.result = pass_result(type->base, type->variadic);
+    TREE_LIST statements = statements_in_order();
+    std::string parameters = parameter_list(emitter, statements);
+    for (const NODE* tree : statements) emit_statement(emitter, tree);
+    if (emitter.open) emit_return_of(emitter, function.return_symbol);
+    check_labels(emitter);
+    put_head(emitter, parameters);
+    put(module.functions, " {\nentry:\n", emitter.slots, emitter.body, "}\n\n");
+    module.function_name.clear();
+}
+
+} // namespace pelorus

@@ -1,0 +1,109 @@
+// icode-llvm: translates an icode file to LLVM IR text for llc 19.
+//
+//     icode-llvm input.if [-o output.ll] [--pic]
+//
+// The translation is plain: a variable is a stack slot, arithmetic wraps around, and nothing is promised to the code
+// generator that icode does not promise. So what a program costs is what the optimizer before made of it.
+//
+// It works function by function while the file is read. It does not optimize, and it does not carry source positions.
+#include <pthread.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "translate.h"
+
+namespace pelorus {
+
+namespace {
+
+// Right operands nest up to 10,000 deep in a file, and each level takes a few stack frames; with sanitizers they are
+// large.
+constexpr size_t STACK_BYTES = size_t(1) << 29;
+
+struct OPTIONS {
+    const char* input = nullptr;
+    const char* output = nullptr; // null: the standard output
+    bool pic = false;             // code for a shared library
+};
+
+const char usage[] =
+    "Usage: icode-llvm INPUT [-o OUTPUT] [--pic]\n"
+    "Translates an icode file to LLVM IR text.\n"
+    "  -o OUTPUT   the file to write; the standard output without it\n"
+    "  --pic       for a shared library: exported symbols may be replaced by other modules\n";
+
+[[noreturn]] void wrong_usage(const char* problem, const char* word) {
+    fprintf(stderr, "icode-llvm: %s%s\n%s", problem, word, usage);
+    exit(1);
+}
+
+OPTIONS read_options(int argc, char** argv) {
+    OPTIONS options;
+    for (int i = 1; i < argc; i++) {
+        const char* word = argv[i];
+        if (!strcmp(word, "--help")) {
+            fputs(usage, stdout);
+            exit(0);
+        }
+        if (!strcmp(word, "--version")) {
+            puts("icode-llvm " PELORUS_VERSION);
+            exit(0);
+        }
+        if (!strcmp(word, "--pic"))
+            options.pic = true;
+        else if (!strcmp(word, "-o") && i + 1 < argc)
+            options.output = argv[++i];
+        else if (word[0] == '-')
+            wrong_usage("unknown option ", word);
+        else if (options.input)
+            wrong_usage("more than one input: ", word);
+        else
+            options.input = word;
+    }
+    if (!options.input) wrong_usage("no input", "");
+    return options;
+}
+
+void write_output(const OPTIONS& options, const std::string& text) {
+    FILE* stream = options.output ? fopen(options.output, "wb") : stdout;
+    bool written = stream && fwrite(text.data(), 1, text.size(), stream) == text.size();
+    if (stream && (stream == stdout ? fflush(stream) : fclose(stream)) != 0) written = false;
+    if (written) return;
+    perror(options.output ? options.output : "icode-llvm: standard output");
+    if (options.output && stream) remove(options.output);
+    exit(1);
+}
+
+void translate(const OPTIONS& options) {
+    FILE* stream = fopen(options.input, "rb");
+    if (!stream) {
+        perror(options.input);
+        exit(1);
+    }
+    write_output(options, translate_unit(stream, options.input, options.pic));
+}
+
+void* translate_on_thread(void* options) {
+    translate(*static_cast<OPTIONS*>(options));
+    return nullptr;
+}
+
+} // namespace
+
+} // namespace pelorus
+
+int main(int argc, char** argv) {
+    pelorus::OPTIONS options = pelorus::read_options(argc, argv);
+    pthread_attr_t attributes;
+    pthread_t thread;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, pelorus::STACK_BYTES);
+    if (pthread_create(&thread, &attributes, pelorus::translate_on_thread, &options) != 0) {
+        fputs("icode-llvm: no memory for the stack\n", stderr);
+        return 1;
+    }
+    pthread_join(thread, nullptr);
+    return 0;
+}

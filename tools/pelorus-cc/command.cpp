@@ -1,0 +1,265 @@
+// Reading the command line: every word is an option of options.def or a file.
+#include "command.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace pelorus {
+
+namespace {
+
+enum class FORM { WHOLE, JOINED, SEPARATE, EITHER };
+
+enum class USE {
+    FRONT,
+    LINK,
+    BOTH,
+    NOTHING,
+    REFUSED,
+    STOP_OBJECT,
+    STOP_ASSEMBLY,
+    STOP_PREPROCESSED,
+    STOP_DEPENDENCIES,
+    STOP_SYNTAX,
+    STOP_ICODE,
+    OUTPUT,
+    LEVEL,
+    LANGUAGE,
+    OPTIMIZER,
+    SHOW,
+    VERBOSE,
+    ASK_VERSION,
+    ASK_HELP,
+    ASK_NUMBER,
+    ASK_LINKER,
+    DEPENDENCIES,
+    DEPENDENCY_FILE,
+    DEPENDENCY_TARGET,
+    PREPROCESSOR_LIST,
+    PREPROCESSOR_WORD,
+    PIC,
+    NO_PIC,
+    CODE_GENERATOR,
+    ASSEMBLER,
+};
+
+struct OPTION_ROW {
+    std::string_view text;
+    FORM form;
+    USE use;
+};
+
+constexpr OPTION_ROW option_rows[] = {
+#define CC_OPTION(text, form, use) {text, FORM::form, USE::use},
+#include "options.def"
+};
+
+struct LANGUAGE_ROW {
+    std::string_view name;      // of -x
+    std::string_view extension; // of a file
+    INPUT_KIND kind;
+};
+
+constexpr LANGUAGE_ROW language_rows[] = {
+    {"c", ".c", INPUT_KIND::C},
+    {"c-header", ".h", INPUT_KIND::C},
+    {"cpp-output", ".i", INPUT_KIND::PREPROCESSED},
+    {"icode", ".if", INPUT_KIND::ICODE},
+    {"optimized-icode", ".opt", INPUT_KIND::OPTIMIZED},
+    {"ir", ".ll", INPUT_KIND::LLVM},
+    {"assembler", ".s", INPUT_KIND::ASSEMBLY},
+    {"assembler-with-cpp", ".S", INPUT_KIND::CPP_ASSEMBLY},
+    {"", ".sx", INPUT_KIND::CPP_ASSEMBLY},
+};
+
+constexpr std::string_view foreign_extensions[] = {".cc", ".cpp", ".cxx", ".C", ".m", ".f", ".f90"};
+
+// The reading of one command line.
+struct READER {
+    const WORDS& words;
+    size_t next = 0;
+    COMMAND command;
+    const LANGUAGE_ROW* language = nullptr; // of -x; null: each file's extension tells
+    bool guesses_language = false;          // the standard input is read and nothing says what it is
+};
+
+// The option that a word is or begins with; null for none.
+const OPTION_ROW* find_option(std::string_view word) {
+    const OPTION_ROW* best = nullptr;
+    for (const OPTION_ROW& row : option_rows) {
+        bool whole = row.form == FORM::WHOLE || row.form == FORM::SEPARATE;
+        bool matches = whole ? word == row.text : word.starts_with(row.text);
+        if (matches && (!best || row.text.size() >= best->text.size())) best = &row;
+    }
+    return best;
+}
+
+INPUT_KIND kind_of_file(READER& reader, std::string_view name) {
+    if (reader.language) return reader.language->kind;
+    size_t dot = name.rfind('.');
+    std::string_view extension = dot == std::string_view::npos ? "" : name.substr(dot);
+    for (const LANGUAGE_ROW& row : language_rows)
+        if (extension == row.extension) return row.kind;
+    for (std::string_view foreign : foreign_extensions)
+        if (extension == foreign) reader.command.errors.push_back(std::string(name) + ": only C is compiled");
+    return INPUT_KIND::LINKER;
+}
+
+void read_file(READER& reader, const std::string& word) {
+    bool nameless = word == "-" && !reader.language;
+    reader.guesses_language = reader.guesses_language || nameless;
+    INPUT_KIND kind = nameless ? INPUT_KIND::C : kind_of_file(reader, word);
+    reader.command.inputs.push_back({kind, word});
+}
+
+void read_language(READER& reader, const std::string& name) {
+    reader.language = nullptr;
+    if (name == "none") return;
+    for (const LANGUAGE_ROW& row : language_rows)
+        if (!row.name.empty() && name == row.name) reader.language = &row;
+    if (!reader.language) reader.command.errors.push_back("language '" + name + "' is not known");
+}
+
+void read_level(READER& reader, const std::string& text) {
+    COMMAND& command = reader.command;
+    command.code_size.clear();
+    if (text == "s" || text == "z") {
+        command.level = "2";
+        command.code_size = text == "s" ? "-Z1" : "-Z3";
+    } else if (text.empty() || text == "g")
+        command.level = "1";
+    else if (text == "fast")
+        command.level = "3";
+    else if (text.find_first_not_of("0123456789") == std::string::npos)
+        command.level = text.size() == 1 && text[0] <= '4' ? text : "4";
+    else
+        command.errors.push_back("optimization level '-O" + text + "' is not known");
+}
+
+// "-Wp,-MD,file" and the like: the preprocessor's own options, which take the dependency file as an argument.
+void read_preprocessor_list(READER& reader, std::string_view list) {
+    COMMAND& command = reader.command;
+    bool file_follows = false;
+    while (!list.empty()) {
+        std::string word(list.substr(0, list.find(',')));
+        list.remove_prefix(std::min(list.size(), word.size() + 1));
+        bool dependencies = word == "-MD" || word == "-MMD";
+        if (file_follows)
+            command.dependency_file = word;
+        else if (dependencies)
+            command.dependencies = word;
+        else
+            command.front.push_back(word);
+        file_follows = dependencies;
+    }
+}
+
+void set_stop(COMMAND& command, STOP stop) {
+    // -E and -M end the work before -c and -S whatever their order.
+    if (command.stop < stop) command.stop = stop;
+}
+
+// Appends the option as it was written: `word`, with its argument when that is a word of its own.
+void pass_on(WORDS& list, const std::string& word, bool separate, const std::string& argument) {
+    list.push_back(word);
+    if (separate) list.push_back(argument);
+}
+
+void pass_to_linker(COMMAND& command, const std::string& word, bool separate, const std::string& argument) {
+    command.inputs.push_back({INPUT_KIND::LINKER_WORD, word});
+    if (separate) command.inputs.push_back({INPUT_KIND::LINKER_WORD, argument});
+}
+
+void apply(READER& reader, USE use, const std::string& word, bool separate, const std::string& argument) {
+    COMMAND& command = reader.command;
+    switch (use) {
+    case USE::FRONT: return pass_on(command.front, word, separate, argument);
+    case USE::LINK: return pass_to_linker(command, word, separate, argument);
+    case USE::BOTH:
+        pass_on(command.front, word, separate, argument);
+        return pass_to_linker(command, word, separate, argument);
+    case USE::NOTHING: return;
+    case USE::REFUSED: command.errors.push_back("'" + word + "' is not supported"); return;
+    case USE::STOP_OBJECT: return set_stop(command, STOP::OBJECT);
+    case USE::STOP_ASSEMBLY: return set_stop(command, STOP::ASSEMBLY);
+    case USE::STOP_PREPROCESSED: return set_stop(command, STOP::PREPROCESSED);
+    case USE::STOP_DEPENDENCIES: command.front.push_back(word); return set_stop(command, STOP::DEPENDENCIES);
+    case USE::STOP_SYNTAX: return set_stop(command, STOP::SYNTAX);
+    case USE::STOP_ICODE: return set_stop(command, STOP::ICODE);
+    case USE::OUTPUT: command.output = argument; return;
+    case USE::LEVEL: return read_level(reader, argument);
+    case USE::LANGUAGE: return read_language(reader, argument);
+    case USE::OPTIMIZER: command.optimizer.push_back(argument); return;
+    case USE::SHOW: command.show = true; return;
+    case USE::VERBOSE: command.verbose = true; return;
+    case USE::ASK_VERSION: command.asks_version = true; return;
+    case USE::ASK_HELP: command.asks_help = true; return;
+    case USE::ASK_NUMBER: command.asks_number = true; return;
+    case USE::ASK_LINKER: command.questions.push_back(word); return;
+    case USE::DEPENDENCIES: command.dependencies = word; return;
+    case USE::DEPENDENCY_FILE: command.dependency_file = argument; return;
+    case USE::DEPENDENCY_TARGET:
+        command.has_dependency_target = true;
+        return pass_on(command.front, word, separate, argument);
+    case USE::PREPROCESSOR_LIST: return read_preprocessor_list(reader, argument);
+    case USE::PREPROCESSOR_WORD: command.front.push_back(argument); return;
+    case USE::PIC:
+        command.front.push_back(word);
+        command.position_independent = true;
+        return;
+    case USE::NO_PIC:
+        command.front.push_back(word);
+        command.position_independent = false;
+        return;
+    case USE::CODE_GENERATOR: command.code_generator.push_back("-" + word.substr(1 + strlen("f"))); return;
+    case USE::ASSEMBLER: return pass_on(command.assembler, word, separate, argument);
+    }
+}
+
+void read_option(READER& reader, const std::string& word) {
+    const OPTION_ROW* row = find_option(word);
+    if (!row) {
+        reader.command.errors.push_back("option '" + word + "' is not known");
+        return;
+    }
+    bool separate = row->form == FORM::SEPARATE || (row->form == FORM::EITHER && word == row->text);
+    std::string argument = word.substr(row->text.size());
+    if (separate) {
+        if (reader.next >= reader.words.size()) {
+            reader.command.errors.push_back("the argument of '" + word + "' is missing");
+            return;
+        }
+        argument = reader.words[reader.next++];
+    }
+    apply(reader, row->use, word, separate, argument);
+}
+
+// Rules that concern more than one word.
+void check_whole(READER& reader) {
+    COMMAND& command = reader.command;
+    if (reader.guesses_language && command.stop < STOP::PREPROCESSED)
+        command.errors.push_back("-x is needed for the standard input");
+    size_t compiled = 0;
+    for (const INPUT& input : command.inputs)
+        if (input.kind != INPUT_KIND::LINKER_WORD && input.kind != INPUT_KIND::LINKER) compiled++;
+    if (!command.output.empty() && compiled > 1 && command.stop != STOP::LINKED &&
+        command.stop != STOP::SYNTAX && command.stop != STOP::DEPENDENCIES)
+        command.errors.push_back("-o names one file, but there are several to be written");
+}
+
+} // namespace
+
+COMMAND read_command(const WORDS& words) {
+    READER reader = {.words = words, .command = {}};
+    while (reader.next < words.size()) {
+        const std::string& word = words[reader.next++];
+        if (word.size() > 1 && word[0] == '-')
+            read_option(reader, word);
+        else
+            read_file(reader, word);
+    }
+    check_whole(reader);
+    return std::move(reader.command);
+}
+
+} // namespace pelorus

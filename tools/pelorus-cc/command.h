@@ -1,0 +1,67 @@
+// The command line of pelorus-cc, read.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace pelorus {
+
+using WORDS = std::vector<std::string>;
+
+// Where the work ends.
+enum class STOP { LINKED, OBJECT, ASSEMBLY, ICODE, SYNTAX, PREPROCESSED, DEPENDENCIES };
+
+enum class INPUT_KIND {
+    C,            // also headers
+    PREPROCESSED, // .i
+    ICODE,        // .if: goes on with the optimizer
+    OPTIMIZED,    // .opt: goes on with icode-llvm
+    LLVM,         // .ll: goes on with llc
+    ASSEMBLY,     // .s
+    CPP_ASSEMBLY, // .S
+    LINKER,       // an object file or library
+    LINKER_WORD,  // an option for the linker, at its place among the files
+};
+
+struct INPUT {
+    INPUT_KIND kind;
+    std::string text; // file name, "-" for the standard input, or the word
+};
+
+struct COMMAND {
+    STOP stop = STOP::LINKED;
+    std::string output;                // "" when not given
+    std::string level = "1";           // of the optimizer
+    std::string code_size;             // option of the optimizer for code size, or ""
+    bool position_independent = false; // code for shared libraries
+    bool show = false;                 // print the steps instead of running them
+    bool verbose = false;              // print the steps while running them
+    bool asks_version = false, asks_number = false, asks_help = false;
+    WORDS questions;                    // that the linker's driver answers
+    std::vector<INPUT> inputs;          // files and linker words in order
+    WORDS front;                        // for icode-cc
+    WORDS optimizer;                    // for pelorus
+    WORDS code_generator;               // for llc
+    WORDS assembler;                    // for the assembler, in the form of the linker's driver
+    std::string dependencies;           // "-MD", "-MMD" or ""
+    std::string dependency_file;        // "" when not given
+    bool has_dependency_target = false; // one of `front`
+    WORDS errors;                       // what was wrong, a sentence each
+};
+
+// Reads the words of a command line, the program's name left out.
+COMMAND read_command(const WORDS& words);
+
+// Replaces each "@file" by the words in the file; a file that cannot be read stays as it is.
+WORDS expand_response_files(const WORDS& words);
+
+// The words of a text: separated by white space, quoted with ', " and \.
+WORDS split_words(const std::string& text);
+// A word as a shell reads it back.
+std::string shell_quoted(const std::string& word);
+
+// "dir/name.c": "name", and "dir/name.c" with "dir/name.x" for extension ".x".
+std::string base_name(const std::string& path);
+std::string with_extension(const std::string& path, const std::string& extension);
+
+} // namespace pelorus

@@ -1,0 +1,84 @@
+// pelorus-cc: the compiler driver, with the habits of cc.
+//
+//     pelorus-cc -O2 prog.c -o prog
+//
+// It reads the command line (command.cpp) and runs the other programs (steps.cpp). The optimizer's levels are -O0 to
+// -O4; everything else is as a makefile expects it from a C compiler.
+#include <cstdio>
+
+#include "command.h"
+#include "process.h"
+#include "steps.h"
+
+namespace pelorus {
+
+namespace {
+
+const char usage[] =
+    "Usage: pelorus-cc [options] file...\n"
+    "Compiles C for 32-bit ARM (hard-float EABI) through the Pelorus optimizer.\n\n"
+    "  -o FILE            the output\n"
+    "  -O0 to -O4         the optimizer's level; -O1 when nothing is said, -Os and -Oz for size\n"
+    "  -c, -S, -E         stop after the object file, the assembly, the preprocessor\n"
+    "  --icode            stop after the optimizer and keep its input NAME.if and its output NAME.opt\n"
+    "  -Xpelorus OPTION   an option for the optimizer\n"
+    "  -v                 show the steps that are run\n"
+    "  -###               show the steps and run none\n"
+    "  -I -D -U -std= -W... -f... -M... -include ...   for the preprocessor and the compiler\n"
+    "  -l -L -static -shared -Wl,... ...               for the linker\n"
+    "  @FILE              options from a file\n"
+    "Files: .c, .i, .s, .S, .if (icode), .opt (optimized icode), .ll; others go to the linker.\n";
+
+void print_version(FILE* stream) {
+    fprintf(stream, "pelorus-cc version %s\nTarget: arm-linux-gnueabihf\n", PELORUS_VERSION);
+}
+
+bool has_file(const COMMAND& command) {
+    for (const INPUT& input : command.inputs)
+        if (input.kind != INPUT_KIND::LINKER_WORD) return true;
+    return false;
+}
+
+int answer_with_linker(const WORDS& questions) {
+    WORDS words = {"arm-linux-gnueabihf-gcc"};
+    words.insert(words.end(), questions.begin(), questions.end());
+    return run_program(words);
+}
+
+// Questions, and commands without a file. True when there is nothing left to do; `status` is then set.
+bool answered(const COMMAND& command, int& status) {
+    status = 0;
+    if (command.asks_help)
+        fputs(usage, stdout);
+    else if (command.asks_version)
+        print_version(stdout);
+    else if (command.asks_number)
+        puts(PELORUS_VERSION);
+    else if (!command.questions.empty())
+        status = answer_with_linker(command.questions);
+    else if (!has_file(command)) {
+        if (command.verbose || command.show)
+            print_version(stderr);
+        else {
+            fputs("pelorus-cc: error: no input files\n", stderr);
+            status = 1;
+        }
+    } else
+        return false;
+    return true;
+}
+
+} // namespace
+
+} // namespace pelorus
+
+int main(int argc, char** argv) {
+    using namespace pelorus;
+    COMMAND command = read_command(expand_response_files(WORDS(argv + 1, argv + argc)));
+    for (const std::string& error : command.errors) fprintf(stderr, "pelorus-cc: error: %s\n", error.c_str());
+    if (!command.errors.empty()) return 1;
+    int status;
+    if (answered(command, status)) return status;
+    catch_signals();
+    return run_command(command);
+}

@@ -1,0 +1,219 @@
+// The steps from source to executable:
+//
+//     x.c -> icode-cc -> x.if -> pelorus -> x.opt -> icode-llvm -> x.ll -> llc -> x.o -> linker
+//
+// A file enters the chain where its kind says and leaves it where the command says. Files in between lie in the
+// temporary directory. An output that a failed step may have begun is removed.
+#include "steps.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "process.h"
+
+namespace pelorus {
+
+namespace {
+
+constexpr const char* LINKER = "arm-linux-gnueabihf-gcc"; // also assembles
+constexpr const char* CODE_GENERATOR = "llc-19";
+
+// One file on its way through the chain.
+struct CHAIN {
+    const COMMAND& command;
+    const INPUT& input;
+    std::string base;   // name for files made from it
+    std::string file;   // where it is now
+    std::string object; // where its object file is wanted
+};
+
+std::string sibling(const char* program) { return own_directory() + program; }
+
+void print_step(const WORDS& words) {
+    std::string line;
+    for (const std::string& word : words) line += " " + shell_quoted(word);
+    fprintf(stderr, "%s\n", line.c_str());
+}
+
+// Runs one step; true when it succeeded. `output` is the file that it writes.
+bool run_step(const COMMAND& command, const WORDS& words, const std::string& output) {
+    if (command.show || command.verbose) print_step(words);
+    if (command.show) return true;
+    if (run_program(words) == 0) return true;
+    if (!output.empty() && output != "/dev/null") unlink(output.c_str());
+    return false;
+}
+
+void append(WORDS& words, const WORDS& more) { words.insert(words.end(), more.begin(), more.end()); }
+
+std::string temporary_file(const CHAIN& chain, const char* extension) {
+    return temporary_directory(chain.command.show) + chain.base + extension;
+}
+
+// The file that the command asks for: its -o, or the input's name with another extension in the current directory.
+std::string asked_output(const CHAIN& chain, const char* extension) {
+    if (!chain.command.output.empty()) return chain.command.output;
+    return base_name(chain.input.text) + extension;
+}
+
+// Options that make icode-cc write dependencies as if it wrote the object file itself.
+WORDS dependency_words(const CHAIN& chain) {
+    const COMMAND& command = chain.command;
+    if (command.dependencies.empty()) return {};
+    bool named = command.stop != STOP::LINKED && !command.output.empty();
+    std::string object = named ? command.output : base_name(chain.input.text) + ".o";
+    WORDS words = {command.dependencies, "-MF"};
+    words.push_back(command.dependency_file.empty() ? with_extension(object, ".d") : command.dependency_file);
+    if (!command.has_dependency_target) append(words, {"-MQ", object});
+    return words;
+}
+
+WORDS front_words(const CHAIN& chain) {
+    WORDS words = {sibling("icode-cc")};
+    append(words, chain.command.front);
+    if (chain.input.kind == INPUT_KIND::PREPROCESSED)
+        append(words, {"-x", "cpp-output"});
+    else if (chain.input.text == "-" ||
+             base_name(chain.input.text) + ".c" != chain.input.text.substr(chain.input.text.rfind('/') + 1))
+        append(words, {"-x", "c"});
+    return words;
+}
+
+bool compile(CHAIN& chain) {
+    bool kept = chain.command.stop == STOP::ICODE;
+    std::string output =
+        kept ? with_extension(asked_output(chain, ".opt"), ".if") : temporary_file(chain, ".if");
+    WORDS words = front_words(chain);
+    append(words, dependency_words(chain));
+    append(words, {chain.file, "-o", output});
+    chain.file = output;
+    return run_step(chain.command, words, output);
+}
+
+bool optimize(CHAIN& chain) {
+    const COMMAND& command = chain.command;
+    std::string output =
+        command.stop == STOP::ICODE ? asked_output(chain, ".opt") : temporary_file(chain, ".opt");
+    WORDS words = {sibling("pelorus"), "-o" + command.level};
+    if (!command.code_size.empty()) words.push_back(command.code_size);
+    append(words, command.optimizer);
+    append(words, {chain.file, output});
+    chain.file = output;
+    return run_step(command, words, output);
+}
+
+bool translate(CHAIN& chain) {
+    std::string output = temporary_file(chain, ".ll");
+    WORDS words = {sibling("icode-llvm"), chain.file, "-o", output};
+    if (chain.command.position_independent) words.push_back("--pic");
+    chain.file = output;
+    return run_step(chain.command, words, output);
+}
+
+bool generate(CHAIN& chain) {
+    bool text = chain.command.stop == STOP::ASSEMBLY;
+    std::string output = text ? asked_output(chain, ".s") : chain.object;
+    WORDS words = {CODE_GENERATOR, "-O2", "-relocation-model=pic", text ? "-filetype=asm" : "-filetype=obj"};
+    append(words, chain.command.code_generator);
+    append(words, {chain.file, "-o", output});
+    chain.file = output;
+    return run_step(chain.command, words, output);
+}
+
+bool assemble(CHAIN& chain) {
+    WORDS words = {LINKER, "-c"};
+    append(words, chain.command.assembler);
+    if (chain.input.kind == INPUT_KIND::CPP_ASSEMBLY)
+        for (const std::string& word : chain.command.front)
+            if (word.starts_with("-I") || word.starts_with("-D") || word.starts_with("-U"))
+                words.push_back(word);
+    append(words, {"-x", chain.input.kind == INPUT_KIND::CPP_ASSEMBLY ? "assembler-with-cpp" : "assembler"});
+    append(words, {chain.file, "-o", chain.object});
+    return run_step(chain.command, words, chain.object);
+}
+
+// -E, -M and -MM: the text goes to -o or to the standard output.
+bool preprocess(const CHAIN& chain) {
+    const COMMAND& command = chain.command;
+    WORDS words = front_words(chain);
+    if (command.stop == STOP::PREPROCESSED) {
+        words.push_back("-E");
+        append(words, dependency_words(chain));
+    } else if (!command.dependency_file.empty())
+        append(words, {"-MF", command.dependency_file});
+    words.push_back(chain.file);
+    if (!command.output.empty()) append(words, {"-o", command.output});
+    return run_step(command, words, command.output);
+}
+
+bool check_syntax(const CHAIN& chain) {
+    WORDS words = front_words(chain);
+    append(words, dependency_words(chain));
+    append(words, {"-fsyntax-only", chain.file});
+    return run_step(chain.command, words, "");
+}
+
+bool is_source(INPUT_KIND kind) { return kind == INPUT_KIND::C || kind == INPUT_KIND::PREPROCESSED; }
+
+// Takes one file through the chain; true when every step succeeded.
+bool run_chain(CHAIN& chain) {
+    INPUT_KIND kind = chain.input.kind;
+    STOP stop = chain.command.stop;
+    if (kind == INPUT_KIND::ASSEMBLY || kind == INPUT_KIND::CPP_ASSEMBLY)
+        return stop == STOP::LINKED || stop == STOP::OBJECT ? assemble(chain) : true;
+    if (is_source(kind)) {
+        if (stop == STOP::PREPROCESSED || stop == STOP::DEPENDENCIES) return preprocess(chain);
+        if (stop == STOP::SYNTAX) return check_syntax(chain);
+        if (!compile(chain)) return false;
+    } else if (stop > STOP::ICODE)
+        return true;
+    if ((is_source(kind) || kind == INPUT_KIND::ICODE) && !optimize(chain)) return false;
+    if (stop == STOP::ICODE) return true;
+    if (kind != INPUT_KIND::LLVM && !translate(chain)) return false;
+    return generate(chain);
+}
+
+bool link(const COMMAND& command, const WORDS& parts) {
+    WORDS words = {LINKER};
+    std::string output = command.output.empty() ? "a.out" : command.output;
+    append(words, parts);
+    append(words, {"-o", output});
+    return run_step(command, words, "");
+}
+
+bool exists(const std::string& file) { return file == "-" || access(file.c_str(), F_OK) == 0; }
+
+// Compiles what is to be compiled. `parts` gets the words for the linker in their order.
+bool run_inputs(const COMMAND& command, WORDS& parts) {
+    bool all = true;
+    size_t number = 0;
+    for (const INPUT& input : command.inputs) {
+        if (input.kind == INPUT_KIND::LINKER || input.kind == INPUT_KIND::LINKER_WORD) {
+            parts.push_back(input.text);
+            continue;
+        }
+        CHAIN chain = {
+            command, input, std::to_string(number++) + "-" + base_name(input.text), input.text, {}};
+        chain.object = command.stop == STOP::OBJECT ? asked_output(chain, ".o") : temporary_file(chain, ".o");
+        if (!exists(input.text)) {
+            fprintf(stderr, "pelorus-cc: error: there is no file '%s'\n", input.text.c_str());
+            all = false;
+        } else if (!run_chain(chain))
+            all = false;
+        parts.push_back(chain.object);
+    }
+    return all;
+}
+
+} // namespace
+
+int run_command(const COMMAND& command) {
+    WORDS parts;
+    bool done = run_inputs(command, parts);
+    if (done && command.stop == STOP::LINKED) done = link(command, parts);
+    if (!command.show) remove_temporary_directory();
+    return done ? 0 : 1;
+}
+
+} // namespace pelorus
