@@ -11,7 +11,6 @@
 Times are user plus system time, the median of --runs runs that alternate between the two programs.
 """
 import argparse
-import os
 import pathlib
 import statistics
 import subprocess
@@ -29,29 +28,6 @@ def run(*command):
     if result.returncode:
         sys.exit(f"{' '.join(str(word) for word in command)}\n{result.stderr.decode(errors='replace')}")
     return result.stdout
-
-
-def cost(command):
-    """(seconds, bytes) of user and system time and of peak memory of one run."""
-    child = os.fork()
-    if child == 0:
-        silent = os.open(os.devnull, os.O_RDWR)
-        for stream in (1, 2):
-            os.dup2(silent, stream)
-        os.execvp(str(command[0]), [str(word) for word in command])
-    _, status, usage = os.wait4(child, 0)
-    if status:
-        sys.exit(f"failed: {command}")
-    return usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024
-
-
-def compare(ours, theirs, runs):
-    """Medians ((seconds, bytes) of ours, of theirs) over alternating runs."""
-    samples = ([], [])
-    for _ in range(runs):
-        for side, command in zip(samples, (ours, theirs)):
-            side.append(cost(command))
-    return [tuple(statistics.median(column) for column in zip(*side)) for side in samples]
 
 
 def generated_source(functions):
@@ -85,6 +61,21 @@ class Bench:
         self.tools = tools
         self.folder = folder
         self.runs = runs
+        self.measure = folder / "measure"
+        run("cc", "-O2", ROOT / "bench" / "measure.c", "-o", self.measure)
+
+    def cost(self, command):
+        """(seconds, bytes): user and system time, and peak memory, of one run."""
+        seconds, peak = run(self.measure, *command).split()
+        return float(seconds), int(peak)
+
+    def compare(self, ours, theirs):
+        """Medians ((seconds, bytes) of ours, of theirs) over alternating runs."""
+        samples = ([], [])
+        for _ in range(self.runs):
+            for side, command in zip(samples, (ours, theirs)):
+                side.append(self.cost(command))
+        return [tuple(statistics.median(column) for column in zip(*side)) for side in samples]
 
     def both_forms(self, source):
         stem = self.folder / source.stem
@@ -95,7 +86,7 @@ class Bench:
     def read_and_write(self, source):
         icode, bitcode = self.both_forms(source)
         ours = [self.tools / "pelorus", "-o0", icode, self.folder / "out.opt"]
-        return compare(ours, ["opt-19", bitcode, "-o", self.folder / "out.bc"], self.runs)
+        return self.compare(ours, ["opt-19", bitcode, "-o", self.folder / "out.bc"])
 
     def generated(self, functions):
         source = self.folder / f"generated{functions}.c"

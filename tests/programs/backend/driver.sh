@@ -1,0 +1,86 @@
+#!/bin/sh
+# pelorus-cc as makefiles and configure scripts use it.
+# Usage: driver.sh BIN-DIRECTORY
+set -eu
+cc=$(cd "$1" && pwd)/pelorus-cc
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+mkdir tmp
+TMPDIR=$work/tmp
+export TMPDIR
+failures=0
+
+fail() {
+    echo "failed: $*"
+    failures=$((failures + 1))
+}
+run() { qemu-arm -L /usr/arm-linux-gnueabihf "$@"; }
+
+mkdir inc sub
+echo '#define GREETING "hello"' >inc/greeting.h
+cat >main.c <<'C'
+#include <stdio.h>
+#include <greeting.h>
+extern double twice(double);
+extern int plus_one(int);
+int main(int argc, char **argv) { printf("%s %g %d %s\n", GREETING, twice(1.5), plus_one(41), argc > 1 ? argv[1] : NAME); return 3; }
+C
+echo 'double twice(double x) { return x + x; }' >sub/twice.c
+printf '.text\n.global plus_one\n.type plus_one, %%function\nplus_one: add r0, r0, #ONE\n bx lr\n.section .note.GNU-stack\n' >plus.S
+
+# Everything at once, with assembly and libraries.
+"$cc" -O2 -Iinc '-DNAME="a b"' main.c sub/twice.c -DONE=1 plus.S -lm -o all
+status=0
+run ./all >out || status=$?
+[ "$status" = 3 ] && [ "$(cat out)" = "hello 3 42 a b" ] || fail "several files at once: $status $(cat out)"
+
+# Separate objects, an archive, a response file, -static.
+"$cc" -c -Iinc '-DNAME="x"' main.c && "$cc" -c sub/twice.c && "$cc" -c -DONE=1 plus.S -o plus.o
+ar cr libparts.a twice.o plus.o
+printf -- '-static\nmain.o "-L." -lparts' >words
+"$cc" @words -o static && [ "$(run ./static word || true)" = "hello 3 42 word" ] || fail "archive and response file"
+
+# Dependencies name the object, and the steps between leave nothing behind.
+"$cc" -MD -MP -Iinc '-DNAME="x"' -c main.c -o sub/main.o
+grep -q '^sub/main.o: main.c' sub/main.d && grep -q 'inc/greeting.h:' sub/main.d || fail "dependency file"
+[ "$("$cc" -MM -Iinc main.c)" = "main.o: main.c inc/greeting.h" ] || fail "-MM"
+[ -z "$(ls tmp)" ] || fail "temporary files are left: $(ls tmp)"
+
+# Each place to stop.
+"$cc" -S sub/twice.c && grep -q '^twice:' twice.s || fail "-S"
+"$cc" -E -P -Iinc -include greeting.h -xc - >pre.i <<'C'
+GREETING
+C
+grep -qx '"hello"' pre.i || fail "-E from the standard input"
+"$cc" --icode -O1 sub/twice.c && [ -s twice.if ] && [ -s twice.opt ] || fail "--icode"
+"$cc" -c twice.opt -o again.o && "$cc" -c twice.if -o again.o || fail "icode as input"
+"$cc" -### -O3 -c sub/twice.c 2>steps && grep -q 'pelorus -o3 ' steps && [ "$(wc -l <steps)" = 4 ] || fail "-###"
+
+# A shared library.
+"$cc" -fPIC -shared sub/twice.c plus.S -DONE=1 -o libtwice.so
+"$cc" -Iinc '-DNAME="x"' main.c -L. -ltwice '-Wl,-rpath,$ORIGIN' -o shared
+[ "$(run ./shared || true)" = "hello 3 42 x" ] || fail "shared library"
+
+# What must fail, with one status and no output.
+echo 'int f(void) { return }' >bad.c
+for words in "-c bad.c -o bad.o" "-V" "-qversion" "nowhere.c" "-c main.c sub/twice.c -o x" "-O2" "-c -Xpelorus -o9 sub/twice.c -o bad.o"; do
+    status=0
+    # shellcheck disable=SC2086
+    "$cc" $words >messages 2>&1 || status=$?
+    [ "$status" = 1 ] && [ -s messages ] && [ ! -e bad.o ] || fail "$words: status $status"
+done
+[ -z "$(ls tmp)" ] || fail "temporary files are left after failures"
+
+# An unmodified makefile with built-in rules.
+cat >Makefile <<'M'
+CFLAGS = -O2 -Wall -g -pipe -Iinc -DNAME='"make"' -MMD
+CPPFLAGS = -DONE=1
+prog: main.o sub/twice.o plus.o
+	$(CC) $(LDFLAGS) $^ $(LDLIBS) -o $@
+-include main.d
+M
+rm -f ./*.o sub/*.o
+make -s CC="$cc" LDLIBS=-lm prog || fail "make"
+[ "$(run ./prog || true)" = "hello 3 42 make" ] || fail "makefile"
+exit $failures
