@@ -8,9 +8,6 @@
 // Each reading forms bytes, so that there is one way through a text; those of the last one count.
 #include "icode/text_as.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "icode/text_form.h"
 #include "icode/text_names.h"
 #include "ir/type.h"

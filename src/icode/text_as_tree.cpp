@@ -196,6 +196,7 @@ LINKED_NODE parse_node(ASSEMBLER& as) {
         as.lexer.next();
         node.width = parse_width(as);
         linked.count_is_free = accept(as, '!');
+        node.type.value = default_node_type(as.context, node.op);
         if (accept(as, ':')) node.type = parse_type(as);
         parse_payload(as, linked);
     } else if (as.lexer.kind == TOKEN::WORD || as.lexer.kind == TOKEN::SYMBOL) {

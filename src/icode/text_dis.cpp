@@ -357,14 +357,14 @@ private:
         return name + number_text(number, field.code == 'b' || field.code == 'l');
     }
 
-    // The name of a position's file, where it is news.
+    // The name of a position's file, where it is news or a function begins.
     void print_comment(const TEXT_RECORD& record) {
-        const TEXT_PLACE& place = context_.place;
         for (size_t i = 0; i < record.values.size(); ++i) {
             if ((*record.fields)[i].code != 'p') continue;
             const uint64_t file = record.values[i].numbers[0].value;
             const std::string_view name = context_.known.file(file);
-            if (name.empty() || (place.in_function && file == place.function_file)) continue;
+            if (name.empty() || (file == named_file_ && record.kind != RK_FUNCTION_BEGIN)) continue;
+            named_file_ = file;
             result_.text += "  ; " + (is_plain_text(name) ? std::string(name) : quoted(name));
         }
         if (record.kind == RK_FILE_NAME)
@@ -388,6 +388,7 @@ private:
     size_t effort_ = 0; // bytes that attempts after damage may still look at
     size_t line_start_ = 0;
     uint64_t attached_pragmas_ = 0; // to come
+    uint64_t named_file_ = 0;       // whose name the last such comment gave
 };
 
 } // namespace

@@ -111,7 +111,7 @@ std::string node_text(TEXT_CONTEXT& context, const TEXT_NODE& node) {
         return payload;
     text = opcode_word(node.op) + width_text(node.width);
     if (node.children != record_children(node.op)) text += "!";
-    if (node.type.value || node.type.width)
+    if (node.type.value != default_node_type(context, node.op) || node.type.width)
         text += ":" + (node.type.value ? "" : std::string("0")) + type_reference(context, node.type);
     return payload.empty() ? text : text + " " + payload;
 }

@@ -77,6 +77,7 @@ void define_type(TEXT_CONTEXT& context, const TEXT_RECORD& record) {
     type.align = field_number(record, "align");
     if (const TEXT_VALUE* name = field_value(record, "name")) type.name = name->text;
     tables.type_order.push_back(record.type.value);
+    if (type.kind == TR_VOID && !tables.void_type) tables.void_type = record.type.value;
 }
 
 void add_member(TEXT_CONTEXT& context, const TEXT_RECORD& record) {
@@ -126,11 +127,9 @@ void leave_function(TEXT_PLACE& place) {
     place.calls = 0;
 }
 
-void begin_function(TEXT_PLACE& place, const TEXT_RECORD& record) {
+void begin_function(TEXT_PLACE& place) {
     leave_function(place);
     place.in_function = true;
-    if (const TEXT_VALUE* position = field_value(record, "position"))
-        place.function_file = position->numbers[0].value;
 }
 
 void end_block(TEXT_PLACE& place) {
@@ -274,7 +273,7 @@ void note_record(TEXT_CONTEXT& context, const TEXT_RECORD& record) {
     case RK_FILE_NAME: return note_file(context, record.values[0].text);
     case RK_FUNCTION_BEGIN:
     case RK_OTHER_BEGIN:
-        if (place.section == TEXT_PLACE::STREAM) begin_function(place, record);
+        if (place.section == TEXT_PLACE::STREAM) begin_function(place);
         break;
     case RK_FUNCTION_END:
     case RK_OTHER_END: return leave_function(place);
@@ -314,6 +313,11 @@ int unnamed_number(const TEXT_RECORD& record) {
     return record.kind != RK_TYPE && !record.fields->empty() && strchr("uyb", record.fields->front().code)
                ? 0
                : -1;
+}
+
+uint64_t default_node_type(const TEXT_CONTEXT& context, uint8_t op) {
+    const OPCODE_CLASS kind = op <= LAST_OPCODE ? opcode_facts[op].kind : OPCODE_CLASS::VALUE;
+    return kind == OPCODE_CLASS::CONTROL || kind == OPCODE_CLASS::PARTS ? context.known.void_type : 0;
 }
 
 bool text_type_is_signed(const TEXT_TABLES& tables, uint64_t index) {

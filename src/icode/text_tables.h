@@ -44,6 +44,7 @@ struct TEXT_TABLES {
     std::unordered_map<uint64_t, TEXT_TYPE> types; // by index; of several with one index the first
     std::vector<uint64_t> type_order;              // indices in the order of the records
     std::unordered_map<std::string, uint64_t> labels;
+    uint64_t void_type = 0; // the first type of kind VOID; 0 for none
     std::vector<std::string_view> section_files, stream_files;
     std::vector<TEXT_SYMBOL> section_globals, stream_globals;
     std::unordered_map<std::string_view, uint64_t>
@@ -67,9 +68,8 @@ struct TEXT_PLACE {
     std::vector<uint64_t> visible;   // locals of the open scopes
     std::vector<size_t> scopes;      // open blocks: how many locals were visible before
     std::unordered_map<std::string_view, std::vector<uint64_t>>
-        by_name;                // visible locals of a name, the last one last
-    uint64_t calls = 0;         // in the function so far
-    uint64_t function_file = 0; // file of the function's position
+        by_name;        // visible locals of a name, the last one last
+    uint64_t calls = 0; // in the function so far
 
     uint64_t last_type = 0;                           // index of the last record that defines a type
     uint64_t part_owner = 0;                          // index of the last type record
@@ -99,6 +99,9 @@ bool is_section_offset(const TEXT_RECORD& record, const FIELD_LAYOUT& field);
 // The field that is a string and stands without its name, and the one that is a number and does; -1 for none.
 int unnamed_string(const TEXT_RECORD& record);
 int unnamed_number(const TEXT_RECORD& record);
+
+// The type of a node whose text names none: void, in its file's own way, for statements and their parts; else no type.
+uint64_t default_node_type(const TEXT_CONTEXT& context, uint8_t op);
 
 // True for types whose integers are written as signed numbers.
 bool text_type_is_signed(const TEXT_TABLES& tables, uint64_t index);
