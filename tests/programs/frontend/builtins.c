@@ -1,0 +1,69 @@
+// Builtin functions of the GNU dialect, _Generic, choices at compile time.
+#include <math.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+
+volatile unsigned word = 0x12345678;
+volatile unsigned long long wide = 0x123456789ABCDEF0ull;
+volatile double real = 2.5, not_a_number, infinite;
+volatile float single = -0.0f;
+volatile int number = 2147483647;
+struct part { char c; struct { int x[4]; } inner; double d; };
+
+#define KIND(x) _Generic((x), int: "int", unsigned: "unsigned", char *: "text", const char *: "const text", double: "double", default: "other")
+
+static void bits(void) {
+    printf("%d %d %d %d\n", __builtin_clz(word), __builtin_ctz(word), __builtin_popcount(word), __builtin_ffs(word));
+    printf("%d %d %d %d\n", __builtin_clzll(wide), __builtin_ctzll(wide), __builtin_popcountll(wide), __builtin_parity(word));
+    printf("%x %x %llx\n", __builtin_bswap16((unsigned short)word), __builtin_bswap32(word), (unsigned long long)__builtin_bswap64(wide));
+}
+
+static void floating(void) {
+    not_a_number = __builtin_nan("");
+    infinite = __builtin_inf();
+    printf("%d%d%d ", isnan(not_a_number) != 0, isinf(-infinite) != 0, isfinite(real) != 0);
+    printf("%d%d%d ", isnan(real) != 0, isinf(real) != 0, isfinite(infinite) != 0);
+    printf("%d%d%d ", isnormal(real) != 0, isnormal(real * 1e-320) != 0, signbit(single) != 0);
+    printf("%d %d %d\n", fpclassify(real) == FP_NORMAL, fpclassify(0.0 * real) == FP_ZERO, fpclassify(not_a_number) == FP_NAN);
+    printf("%d%d%d\n", isgreater(real, 1.0), isless(not_a_number, 1.0), isunordered(not_a_number, real));
+    printf("%g %g %g\n", HUGE_VAL, __builtin_fabs(-real), __builtin_copysign(3.0, single));
+    printf("%g %g %.3f\n", sqrt(real * 10), fabs(-real), sin(real));
+}
+
+static void overflow(void) {
+    int r; unsigned u; long long l; unsigned long long ull; signed char c;
+    printf("%d ", __builtin_add_overflow(number, 1, &r)); printf("%d ", r);
+    printf("%d ", __builtin_mul_overflow(number, 2, &l)); printf("%lld ", l);
+    printf("%d ", __builtin_sub_overflow(0u, word, &u)); printf("%u\n", u);
+    printf("%d ", __builtin_mul_overflow(wide, wide, &ull)); printf("%llu ", ull);
+    printf("%d ", __builtin_saddll_overflow(INT64_MAX, number, &l)); printf("%lld ", l);
+    printf("%d ", __builtin_smulll_overflow(-3LL, 5LL * number, &l)); printf("%lld ", l);
+    printf("%d ", __builtin_add_overflow(100, 27, &c)); printf("%d ", c);
+    printf("%d\n", __builtin_add_overflow(100, 28, &c));
+}
+
+static void constants(void) {
+    char copy[8];
+    static char sized[__builtin_types_compatible_p(int, long) ? 3 : 5];
+    printf("%d %d %d\n", (int)offsetof(struct part, inner.x[2]), (int)sizeof sized, __builtin_constant_p(word));
+    printf("%s %s %s %s %s\n", KIND(1), KIND(1u), KIND(copy), KIND("x"), KIND(1.0f));
+    printf("%d %d\n", __builtin_choose_expr(1, 5, "no"), (int)__builtin_strlen("seven!!"));
+    __builtin_memcpy(copy, "builtin", 8);
+    __builtin_printf("%s %d\n", copy, __builtin_expect(word == 5, 0) ? 1 : 2);
+    printf("%d %d %d\n", L'\x1234', (int)sizeof L"wide", (int)L"wide"[3]);
+    printf("%d %d %d\n", __builtin_object_size(copy, 0) == 8, (int)_Alignof(double), (int)sizeof(long double));
+    __builtin_prefetch(copy);
+    memset(copy, 'x', 3);
+    printf("%.3s %u %d\n", copy, (unsigned)UINT8_C(7), __builtin_isinf_sign(-infinite));
+    printf("%d %d\n", __sync_fetch_and_add(&number, 1) == 2147483647, __sync_bool_compare_and_swap(&word, 5u, 6u));
+}
+
+int main(void) {
+    bits();
+    floating();
+    overflow();
+    constants();
+    return 0;
+}

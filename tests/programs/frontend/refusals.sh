@@ -1,0 +1,63 @@
+#!/bin/sh
+# What icode-cc must refuse, and what its command line must do besides: each refusal names the place and the construct, ends
+# with status 1 and leaves no output.
+#   refusals.sh <folder of icode-cc>
+tools=$1
+folder=$(mktemp -d) || exit 1
+trap 'rm -rf "$folder"' EXIT
+cd "$folder" || exit 1
+failures=0
+
+fail() {
+    echo "refusals: $*" >&2
+    failures=$((failures + 1))
+}
+
+# refused <place> <text of the message> <program>
+refused() {
+    printf '%s\n' "$3" > input.c
+    if "$tools/icode-cc" -w input.c -o output.if 2> messages; then fail "accepted: $3"; fi
+    grep -qF "input.c:$1: error: $2 has no icode" messages || fail "wrong message for: $3: $(head -n 1 messages)"
+    [ -e output.if ] && fail "an output is left for: $3"
+    rm -f output.if
+}
+
+refused 1:18 "an array of variable length" 'int f(int n){int a[n]; return a[0];}'
+refused 1:5 "an array of variable length" 'int f(int n, int (*a)[n]){return a[1][0];}'
+refused 1:15 "inline assembly with operands" 'void f(int x){asm("nop" :: "r"(x));}'
+refused 2:1 "a computed goto" 'void f(void){static void *p = 0; if (0) p = &&out; out:
+goto *p;
+}'
+refused 1:35 "the address of a label" 'void g(void*);void f(void){out: g(&&out);}'
+refused 1:17 "the type '_Complex double'" 'double _Complex c; double f(void){return __real__ c;}'
+refused 1:52 "the type '__attribute__((__vector_size__(4 * sizeof(int)))) int'" 'typedef int v4 __attribute__((vector_size(16)));v4 v;'
+refused 1:13 "the type '_Atomic(int)'" '_Atomic int a;'
+refused 1:29 "the builtin function '__builtin_alloca'" 'void *f(unsigned n){ return __builtin_alloca(n); }'
+refused 1:24 "a case range of more than 1024 values" 'int f(int x){switch(x){case 0 ... 1024: return 1;}return 0;}'
+refused 1:31 "the attribute cleanup" 'void c(int*p);int f(void){int x __attribute__((cleanup(c)));return x;}'
+refused 1:14 "a global register variable" 'register int r asm("r9"); int f(void){return r;}'
+
+# All refusals of a file are reported in one run.
+printf 'int f(int n){int a[n]; return a[0];}\nint g(void *p){return *(_Atomic int *)p;}\n' > input.c
+"$tools/icode-cc" -w input.c -o output.if 2> messages
+grep -q 'input.c:1:18' messages && grep -q 'input.c:2:' messages || fail "not all refusals are reported"
+
+# An error of the language and a missing file are clang's, with the same status.
+echo 'int f(void){return x;}' > input.c
+"$tools/icode-cc" input.c -o output.if 2> /dev/null && fail "a faulty program was accepted"
+"$tools/icode-cc" missing.c -o output.if 2> /dev/null && fail "a missing file was accepted"
+"$tools/icode-cc" input.c 2> /dev/null && fail "no output was named, but the status is 0"
+[ -e output.if ] && fail "an output is left after errors"
+
+# Options reach clang: macros, headers, dependency files, the preprocessor alone.
+printf '#include "inner.h"\nint VALUE = NUMBER;\n' > input.c
+mkdir include
+echo '#define VALUE value' > include/inner.h
+"$tools/icode-cc" -Iinclude -DNUMBER=7 -O2 -MMD -MF deps -MT target input.c -o output.if || fail "a correct program was refused"
+[ -s output.if ] || fail "there is no output"
+grep -q '^target: input.c include/inner.h$' deps || fail "wrong dependencies: $(cat deps)"
+"$tools/icode-cc" -E -P -Iinclude -DNUMBER=7 input.c | grep -q '^int value = 7;$' || fail "wrong preprocessed text"
+echo 'int __OPTIMIZE__;' > input.c
+"$tools/icode-cc" -O2 input.c -o output.if || fail "-O defines __OPTIMIZE__"
+
+[ "$failures" -eq 0 ]

@@ -1,0 +1,72 @@
+// The function that is being converted.
+//
+// Its statements gather in a list of records, so that the symbols of the whole body can be written before them: one level-2
+// symbol a variable, whatever the block that declares it. Labels and calls get their final numbers when the list is written.
+#pragma once
+
+#include "clang/AST/Stmt.h"
+
+#include "symbols.h"
+
+namespace pelorus {
+
+enum class BODY_RECORD : uint8_t { STATEMENT, LABEL, ASSEMBLY, UNROLL };
+
+struct BODY_ITEM {
+    BODY_RECORD kind;
+    NODE* tree;       // STATEMENT
+    uint32_t label;   // LABEL; UNROLL: the count
+    const char* text; // ASSEMBLY
+    POSITION position;
+};
+
+// Where `break` and `continue` lead; 0: no such statement is around.
+struct JUMP_TARGETS {
+    uint32_t break_label;
+    uint32_t continue_label;
+};
+
+struct BODY {
+    UNIT& unit;
+    const clang::FunctionDecl* function = nullptr;
+    SYMBOL* symbol = nullptr;
+    SYMBOL* return_symbol = nullptr;  // null in void functions
+    SYMBOL* last_parameter = nullptr; // level 1; null without parameters
+    std::vector<SYMBOL*> locals{};    // level 2, in order
+    std::vector<BODY_ITEM> items{};
+    POSITION position{};                    // of the statement being converted
+    bool reachable = true;                  // control may come to the end of `items`
+    bool walks_arguments = false;           // the body uses va_start
+    bool has_statement_expressions = false; //
+    uint32_t last_label = 0;
+    uint32_t last_temporary = 0;
+    JUMP_TARGETS targets{};
+    llvm::DenseMap<const clang::Decl*, SYMBOL*> variables{};
+    llvm::DenseMap<const clang::Decl*, uint32_t> labels{}; // of `goto`
+    llvm::DenseMap<const clang::SwitchCase*, uint32_t> case_labels{};
+    llvm::DenseMap<const clang::Expr*, SYMBOL*> saved{};    // values that a temporary holds already
+    llvm::DenseMap<const clang::Expr*, SYMBOL*> literals{}; // compound literals
+};
+
+// Appends a statement at the current position; nothing when control does not come here.
+void emit(BODY& body, NODE* tree);
+void emit_label(BODY& body, uint32_t label);
+void emit_assembly(BODY& body, const std::string& text);
+uint32_t new_label(BODY& body);
+NODE* label_leaf(uint32_t label);
+void emit_branch(BODY& body, uint32_t label);
+void emit_if(BODY& body, NODE* condition, uint32_t yes, uint32_t no);
+
+// A level-2 variable.
+SYMBOL* new_local(BODY& body, const std::string& name, TYPE* type, uint32_t align,
+                  clang::SourceLocation place);
+// A local without a name in the source. Qualifiers of the type do not count.
+SYMBOL* new_temporary_local(BODY& body, TYPE* type);
+
+// The local or static symbol that a variable of a function has.
+SYMBOL* variable_of(BODY& body, const clang::VarDecl* variable);
+
+// Converts the definition and writes it as the function `symbol`. Releases the function zone.
+void write_function(UNIT& unit, const clang::FunctionDecl* definition, SYMBOL* symbol);
+
+} // namespace pelorus

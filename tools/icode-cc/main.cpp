@@ -1,0 +1,250 @@
+// icode-cc: C to icode for 32-bit ARM with the hard-float EABI.
+//
+//   icode-cc [options of the clang driver] input.c -o out.if
+//
+// 1. The words of the command line go through clang's own driver, so search paths, -I, -D, -U, -std, -W, -f, -include and the
+// options for dependency files mean what they mean there. -O is left out, since it is the optimizer's: no macro tells it.
+// 2. clang parses and checks the whole file. 3. The declarations are converted (unit.h) into an unnamed file.
+// 4. It is copied to the output when nothing was refused, so there is never half an output.
+//
+// With -E, -M or -MM it does what clang does. What has no icode is refused with its place: assembly with operands,
+// computed goto, arrays of variable length, complex numbers, vectors, atomic types, alloca.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include <unistd.h>
+
+#include "clang/AST/ASTConsumer.h"
+#include "clang/AST/Attr.h"
+#include "clang/Frontend/CompilerInstance.h"
+#include "clang/Frontend/FrontendActions.h"
+#include "clang/Frontend/Utils.h"
+#include "clang/FrontendTool/Utils.h"
+#include "llvm/TargetParser/Triple.h"
+
+#include "body.h"
+#include "objects.h"
+
+namespace pelorus {
+
+using namespace clang;
+
+namespace {
+
+constexpr const char* TARGET = "--target=armv7-linux-gnueabihf";
+
+constexpr const char* USAGE = "usage: icode-cc [options] input.c -o out.if\n"
+                              "       icode-cc -E [options] input.c [-o file]\n"
+                              "Options are those of the clang driver; the target is always 32-bit ARM.\n";
+
+// --- The conversion of a parsed file ---
+
+void write_definition(UNIT& unit, const FunctionDecl* function) {
+    SYMBOL* symbol = function_symbol(unit, function);
+    declare_global(*unit.writer, symbol);
+    write_function(unit, function, symbol);
+}
+
+// One declaration of the file, if it is a definition that is needed now. True when it was written.
+bool write_if_needed(UNIT& unit, const Decl* decl) {
+    if (const auto* function = dyn_cast<FunctionDecl>(decl)) {
+        if (function->hasAttr<AliasAttr>())
+            return declare_global(*unit.writer, function_symbol(unit, function)), true;
+        if (!function->doesThisDeclarationHaveABody() || !must_emit(unit, function)) return false;
+        write_definition(unit, function);
+        return true;
+    }
+    if (const auto* variable = dyn_cast<VarDecl>(decl)) {
+        const VarDecl* definition = variable->getDefinition();
+        if (!definition) definition = const_cast<VarDecl*>(variable)->getActingDefinition();
+        const bool alias = variable->hasAttr<AliasAttr>();
+        if ((!definition || definition != variable) && !alias) return false;
+        if (!alias && !must_emit(unit, variable)) return false;
+        write_variable(unit, variable);
+        return true;
+    }
+    if (const auto* assembly = dyn_cast<FileScopeAsmDecl>(decl)) {
+        write_assembly(*unit.writer, assembly->getAsmString()->getString().str().c_str(),
+                       position_of(unit, assembly->getLocation()));
+        return true;
+    }
+    return false;
+}
+
+void write_copies(UNIT& unit) {
+    while (!unit.pending_copies.empty()) {
+        const PENDING_COPY copy = unit.pending_copies.front();
+        unit.pending_copies.erase(unit.pending_copies.begin());
+        write_function(unit, copy.definition, copy.symbol);
+    }
+}
+
+// Goes over the file in source order until nothing new is needed: a definition may be needed only by a later one.
+void write_definitions(UNIT& unit) {
+    std::vector<const Decl*> waiting;
+    for (const Decl* decl : unit.ast->getTranslationUnitDecl()->decls())
+        if (isa<FunctionDecl, VarDecl, FileScopeAsmDecl>(decl)) waiting.push_back(decl);
+    for (bool changed = true; changed;) {
+        const size_t before = waiting.size() + unit.pending_copies.size();
+        std::erase_if(waiting, [&](const Decl* decl) { return write_if_needed(unit, decl); });
+        changed = waiting.size() != before || !unit.pending_copies.empty();
+        write_copies(unit);
+        write_pending_objects(unit);
+    }
+}
+
+// What one run of the front end leaves.
+struct RESULT {
+    FILE* file = nullptr; // an unnamed file with the icode; the writer has a stream of its own on it
+    bool complete = false;
+};
+
+class CONVERTER final : public ASTConsumer {
+public:
+    CONVERTER(RESULT& result, std::string name) : result_(result), name_(std::move(name)) {}
+
+    void HandleTranslationUnit(ASTContext& context) override {
+        if (context.getDiagnostics().hasErrorOccurred()) return;
+        register_file_opcodes();
+        validate_opcode_tables();
+        UNIT unit;
+        unit.ast = &context;
+        set_type_package(&unit.types);
+        FILE* stream = fdopen(dup(fileno(result_.file)), "w+b");
+        if (!stream) return;
+        unit.writer = create_icode(stream, name_.c_str(), name_.c_str(), unit.types);
+        number_declarations(unit);
+        write_definitions(unit);
+        if (unit.refused) {
+            abandon_icode_writer(unit.writer);
+        } else {
+            result_.complete = close_icode_writer(unit.writer);
+        }
+        set_type_package(nullptr);
+    }
+
+private:
+    RESULT& result_;
+    std::string name_;
+};
+
+class CONVERT_ACTION final : public ASTFrontendAction {
+public:
+    explicit CONVERT_ACTION(RESULT& result) : result_(result) {}
+
+protected:
+    std::unique_ptr<ASTConsumer> CreateASTConsumer(CompilerInstance&, StringRef file) override {
+        return std::make_unique<CONVERTER>(result_, file.str());
+    }
+
+private:
+    RESULT& result_;
+};
+
+// --- The command line ---
+
+struct COMMAND {
+    std::vector<const char*> words; // for the clang driver
+    const char* output = nullptr;   // of -o
+    bool preprocesses = false;      // -E, -M or -MM
+};
+
+bool begins_with(const char* text, const char* start) { return !strncmp(text, start, strlen(start)); }
+
+COMMAND read_command(int count, char** words) {
+    COMMAND command;
+    command.words = {ICODE_CC_CLANG, TARGET, "-std=gnu11", "-c"};
+    for (int i = 1; i < count; ++i) {
+        const char* word = words[i];
+        if (begins_with(word, "-O") || !strcmp(word, "-c")) continue;
+        if (!strcmp(word, "-o") && i + 1 < count)
+            command.output = words[i + 1];
+        else if (begins_with(word, "-o") && word[2])
+            command.output = word + 2;
+        if (!strcmp(word, "-E") || !strcmp(word, "-M") || !strcmp(word, "-MM")) command.preprocesses = true;
+        command.words.push_back(word);
+        if (!strcmp(word, "-o") && i + 1 < count) command.words.push_back(words[++i]);
+    }
+    // clang's library puts -fsyntax-only in, which a preprocessor run does not use.
+    if (command.preprocesses) command.words.insert(command.words.begin() + 1, "-Qunused-arguments");
+    return command;
+}
+
+bool copy_file(FILE* from, FILE* to) {
+    char buffer[65536];
+    rewind(from);
+    while (const size_t count = fread(buffer, 1, sizeof buffer, from))
+        if (fwrite(buffer, 1, count, to) != count) return false;
+    return !ferror(from);
+}
+
+bool write_output(const char* name, FILE* from) {
+    FILE* file = fopen(name, "wb");
+    const bool copied = file && copy_file(from, file);
+    if (file && fclose(file) == 0 && copied) return true;
+    fprintf(stderr, "icode-cc: cannot write %s: %s\n", name, strerror(errno));
+    if (file) remove(name);
+    return false;
+}
+
+bool is_wanted_target(const CompilerInstance& compiler) {
+    const llvm::Triple triple(compiler.getTargetOpts().Triple);
+    return triple.isARM() || triple.isThumb();
+}
+
+// Runs the conversion; false after a message.
+bool convert(CompilerInstance& compiler, const COMMAND& command) {
+    if (!command.output) {
+        fprintf(stderr, "icode-cc: no output file; use -o\n");
+        return false;
+    }
+    RESULT result{tmpfile()};
+    if (!result.file) {
+        fprintf(stderr, "icode-cc: cannot make a temporary file: %s\n", strerror(errno));
+        return false;
+    }
+    CONVERT_ACTION action(result);
+    const bool parsed = compiler.ExecuteAction(action) && result.complete;
+    const bool written = parsed && write_output(command.output, result.file);
+    fclose(result.file);
+    return written;
+}
+
+int run_compiler(const COMMAND& command) {
+    CompilerInstance compiler;
+    auto diagnostics =
+        CompilerInstance::createDiagnostics(CreateAndPopulateDiagOpts(command.words).release());
+    CreateInvocationOptions options;
+    options.Diags = diagnostics;
+    std::shared_ptr<CompilerInvocation> invocation = createInvocation(command.words, options);
+    if (!invocation || diagnostics->hasErrorOccurred()) return 1;
+    compiler.setInvocation(invocation);
+    compiler.createDiagnostics();
+    if (!is_wanted_target(compiler) || compiler.getFrontendOpts().Inputs.size() != 1) {
+        fprintf(stderr, "icode-cc: one C file for 32-bit ARM is wanted\n");
+        return 1;
+    }
+    if (command.preprocesses) return ExecuteCompilerInvocation(&compiler) ? 0 : 1;
+    if (compiler.getFrontendOpts().Inputs[0].getKind().getLanguage() != Language::C) {
+        fprintf(stderr, "icode-cc: the input is not C\n");
+        return 1;
+    }
+    return convert(compiler, command) ? 0 : 1;
+}
+
+} // namespace
+
+} // namespace pelorus
+
+int main(int count, char** words) {
+    using namespace pelorus;
+    for (int i = 1; i < count; ++i) {
+        if (!strcmp(words[i], "--help")) return fputs(USAGE, stdout), 0;
+        if (!strcmp(words[i], "--version")) return printf("icode-cc %s\n", PELORUS_VERSION), 0;
+    }
+    if (count < 2) return fputs(USAGE, stderr), 1;
+    return run_compiler(read_command(count, words));
+}

@@ -1,0 +1,256 @@
+// Types: from clang's to icode's; see types.h.
+//
+// A structure's type is entered in the map before its members are made, since they may point to it. Its size is known
+// from the start, so types that contain it may be made in between.
+//
+// A bit-field's container is the smallest naturally aligned unsigned integer that holds the field and lies in the
+// structure. Fields of packed structures may straddle such units; they get the smallest integer from the field's first
+// byte on, or the last one that ends with the structure.
+#include "types.h"
+
+#include "clang/AST/Attr.h"
+#include "clang/AST/RecordLayout.h"
+
+namespace pelorus {
+
+using namespace clang;
+
+namespace {
+
+struct BASIC {
+    uint8_t record_kind;
+    bool is_unsigned;
+    uint8_t size;
+};
+
+TYPE* make_basic(UNIT& unit, BASIC basic) {
+    return unit.types.make_basic(basic.record_kind, basic.is_unsigned, basic.size,
+                                 basic.size ? basic.size : 1u);
+}
+
+// Plain char is described by the character type that it is represented as.
+TYPE* plain_char(UNIT& unit, bool is_unsigned) {
+    return unit.types.make_basic(TR_CHAR, is_unsigned, 1, 1, char_type(unit, is_unsigned));
+}
+
+TYPE* basic_type(UNIT& unit, const BuiltinType* type) {
+    switch (type->getKind()) {
+    case BuiltinType::Void: return void_type(unit);
+    case BuiltinType::Bool: return make_basic(unit, {TR_BOOL, true, 1});
+    case BuiltinType::Char_U: return plain_char(unit, true);
+    case BuiltinType::Char_S: return plain_char(unit, false);
+    case BuiltinType::UChar: return char_type(unit, true);
+    case BuiltinType::SChar: return char_type(unit, false);
+    case BuiltinType::UShort: return make_basic(unit, {TR_SHORT, true, 2});
+    case BuiltinType::Short: return make_basic(unit, {TR_SHORT, false, 2});
+    case BuiltinType::UInt: return unsigned_type(unit);
+    case BuiltinType::Int: return int_type(unit);
+    case BuiltinType::ULong: return make_basic(unit, {TR_LONG, true, 4});
+    case BuiltinType::Long: return make_basic(unit, {TR_LONG, false, 4});
+    case BuiltinType::ULongLong: return long_long_type(unit, true);
+    case BuiltinType::LongLong: return long_long_type(unit, false);
+    case BuiltinType::Float: return make_basic(unit, {TR_FLOAT, false, 4});
+    case BuiltinType::Double: return make_basic(unit, {TR_DOUBLE, false, 8});
+    case BuiltinType::LongDouble: return make_basic(unit, {TR_LONG_DOUBLE, false, 8});
+    case BuiltinType::NullPtr: return void_pointer_type(unit);
+    default: break;
+    }
+    refuse(unit, "the type '" + QualType(type, 0).getAsString() + "'");
+    return int_type(unit);
+}
+
+TYPE* array_type(UNIT& unit, const ArrayType* array) {
+    TYPE* element = icode_type(unit, array->getElementType());
+    if (const auto* constant = dyn_cast<ConstantArrayType>(array))
+        return unit.types.make_array(element, constant->getSize().getZExtValue());
+    if (!isa<IncompleteArrayType>(array)) refuse(unit, "an array of variable length");
+    return unit.types.make_open_array(element);
+}
+
+void complete_list(UNIT& unit, TYPE* type, LIST_CODE list) {
+    const TYPE_FIELD field{.number = list};
+    unit.types.add_record(type->uid.number, TR_LIST_COMPLETE, &field);
+}
+
+void note_layout(UNIT& unit, TYPE* type, LAYOUT_CODE layout) {
+    const TYPE_FIELD field{.number = layout};
+    unit.types.add_record(type->uid.number, TR_LAYOUT, &field);
+}
+
+TYPE* enumeration_type(UNIT& unit, const EnumDecl* declared) {
+    const EnumDecl* definition = declared->getDefinition();
+    if (!definition) return int_type(unit);
+    TYPE* underlying = icode_type(unit, definition->getIntegerType());
+    const POSITION where = position_of(unit, definition->getLocation());
+    TYPE* type = unit.types.make_enumeration(definition->getNameAsString().c_str(), underlying, &where);
+    for (const EnumConstantDecl* constant : definition->enumerators()) {
+        const POSITION place = position_of(unit, constant->getLocation());
+        unit.types.add_enumerator(type, constant->getNameAsString().c_str(),
+                                  constant->getInitVal().getExtValue(), &place);
+    }
+    complete_list(unit, type, LIST_ENUMERATORS);
+    return type;
+}
+
+struct CONTAINER {
+    uint32_t offset; // bytes from the structure's start
+    uint32_t size;   // bytes; 0: there is none
+};
+
+CONTAINER find_container(uint64_t first_bit, uint32_t width, uint64_t structure_size) {
+    for (uint32_t size = 1; size <= 8; size *= 2) {
+        const uint64_t start = first_bit / (8 * size) * size;
+        if (first_bit + width <= (start + size) * 8 && start + size <= structure_size)
+            return {static_cast<uint32_t>(start), size};
+    }
+    for (uint32_t size = 1; size <= 8; size *= 2) {
+        if (size > structure_size) break;
+        const uint64_t start = std::min(first_bit / 8, structure_size - size);
+        if (first_bit + width <= (start + size) * 8) return {static_cast<uint32_t>(start), size};
+    }
+    return {0, 0};
+}
+
+TYPE* container_type(UNIT& unit, uint32_t size) {
+    switch (size) {
+    case 1: return char_type(unit, true);
+    case 2: return make_basic(unit, {TR_SHORT, true, 2});
+    case 4: return unsigned_type(unit);
+    default: return long_long_type(unit, true);
+    }
+}
+
+struct MEMBER_PLACE {
+    TYPE* type;
+    uint32_t offset;
+};
+
+MEMBER_PLACE place_bitfield(UNIT& unit, const FieldDecl* field, uint64_t first_bit, uint64_t structure_size) {
+    const uint32_t width = field->getBitWidthValue(*unit.ast);
+    const CONTAINER container = find_container(first_bit, width, structure_size);
+    TYPE* declared = icode_type(unit, field->getType());
+    if (!container.size) {
+        refuse(unit, field->getLocation(), "a packed bit-field that no integer within its structure holds");
+        return {declared, static_cast<uint32_t>(first_bit / 8)};
+    }
+    const int shift = static_cast<int>(first_bit - container.offset * 8ull);
+    TYPE* type = unit.types.make_bitfield(declared, container_type(unit, container.size), shift,
+                                          static_cast<int>(width));
+    return {type, container.offset};
+}
+
+void add_members(UNIT& unit, TYPE* type, const RecordDecl* record) {
+    const ASTRecordLayout& layout = unit.ast->getASTRecordLayout(record);
+    uint32_t key = 0;
+    for (const FieldDecl* field : record->fields()) {
+        if (field->isUnnamedBitField()) continue;
+        const uint64_t first_bit = layout.getFieldOffset(field->getFieldIndex());
+        MEMBER_PLACE place{};
+        if (field->isBitField())
+            place =
+                place_bitfield(unit, field, first_bit, static_cast<uint64_t>(layout.getSize().getQuantity()));
+        else
+            place = {icode_type(unit, field->getType()), static_cast<uint32_t>(first_bit / 8)};
+        const POSITION where = position_of(unit, field->getLocation());
+        unit.members[field] = unit.types.add_member(type, field->getNameAsString().c_str(), place.type,
+                                                    place.offset, ++key, &where);
+    }
+}
+
+TYPE* record_type(UNIT& unit, const RecordDecl* declared) {
+    const RecordDecl* definition = declared->getDefinition();
+    const TYPE_KIND kind = declared->isUnion() ? TK_UNION : TK_STRUCT;
+    const std::string tag = declared->getNameAsString();
+    TYPE*& known = unit.type_map[unit.ast->getRecordType(declared).getCanonicalType().getAsOpaquePtr()];
+    const POSITION where = position_of(unit, (definition ? definition : declared)->getLocation());
+    if (!definition || definition->isInvalidDecl())
+        return known = unit.types.make_csu(tag.c_str(), kind, 0, 1, false, &where);
+    const ASTRecordLayout& layout = unit.ast->getASTRecordLayout(definition);
+    TYPE* type =
+        unit.types.make_csu(tag.c_str(), kind, static_cast<uint32_t>(layout.getSize().getQuantity()),
+                            static_cast<uint32_t>(layout.getAlignment().getQuantity()), true, &where);
+    known = type;
+    if (definition->hasAttr<PackedAttr>()) note_layout(unit, type, LAYOUT_PACKED);
+    if (definition->hasAttr<TransparentUnionAttr>()) note_layout(unit, type, LAYOUT_TRANSPARENT_UNION);
+    if (definition->hasAttr<MayAliasAttr>()) note_layout(unit, type, LAYOUT_MAY_ALIAS);
+    add_members(unit, type, definition);
+    complete_list(unit, type, LIST_MEMBERS);
+    return type;
+}
+
+TYPE* unqualified_type(UNIT& unit, QualType canonical) {
+    if (const auto* basic = dyn_cast<BuiltinType>(canonical)) return basic_type(unit, basic);
+    if (const auto* pointer = dyn_cast<PointerType>(canonical))
+        return unit.types.make_pointer(icode_type(unit, pointer->getPointeeType()));
+    if (const auto* record = dyn_cast<RecordType>(canonical)) return record_type(unit, record->getDecl());
+    if (const auto* enumeration = dyn_cast<EnumType>(canonical))
+        return enumeration_type(unit, enumeration->getDecl());
+    if (isa<FunctionType>(canonical)) return function_type(unit, canonical, 0);
+    refuse(unit, "the type '" + canonical.getAsString() + "'");
+    return int_type(unit);
+}
+
+TYPE* convert_type(UNIT& unit, QualType canonical) {
+    if (const ArrayType* array = unit.ast->getAsArrayType(canonical)) return array_type(unit, array);
+    const Qualifiers local = canonical.getLocalQualifiers();
+    if (local.empty()) return unqualified_type(unit, canonical);
+    const auto bits =
+        static_cast<uint8_t>((local.hasConst() ? Q_CONST : 0) | (local.hasVolatile() ? Q_VOLATILE : 0) |
+                             (local.hasRestrict() ? Q_RESTRICT : 0));
+    return unit.types.make_qualified(icode_type(unit, canonical.getLocalUnqualifiedType()), bits);
+}
+
+} // namespace
+
+TYPE* void_type(UNIT& unit) { return unit.types.void_type(); }
+TYPE* int_type(UNIT& unit) { return unit.types.int_type(); }
+TYPE* unsigned_type(UNIT& unit) { return unit.types.unsigned_int_type(); }
+TYPE* long_long_type(UNIT& unit, bool is_unsigned) {
+    return make_basic(unit, {TR_LONG_LONG, is_unsigned, 8});
+}
+TYPE* char_type(UNIT& unit, bool is_unsigned) { return make_basic(unit, {TR_CHAR, is_unsigned, 1}); }
+TYPE* void_pointer_type(UNIT& unit) { return unit.types.make_pointer(void_type(unit)); }
+TYPE* char_pointer_type(UNIT& unit) { return unit.types.make_pointer(char_type(unit, true)); }
+
+uint32_t size_in_bytes(const UNIT& unit, QualType type) {
+    return static_cast<uint32_t>(unit.ast->getTypeSizeInChars(type).getQuantity());
+}
+
+TYPE* icode_type(UNIT& unit, QualType type) {
+    const QualType canonical = type.getCanonicalType();
+    const void* key = canonical.getAsOpaquePtr();
+    if (const auto known = unit.type_map.find(key); known != unit.type_map.end()) return known->second;
+    TYPE* made = convert_type(unit, canonical);
+    return unit.type_map[key] = made;
+}
+
+TYPE* function_type(UNIT& unit, QualType type, uint32_t attributes) {
+    const QualType canonical = type.getCanonicalType();
+    const auto* function = cast<FunctionType>(canonical);
+    if (function->getNoReturnAttr()) attributes |= FA_NORETURN;
+    TYPE*& known = unit.function_types[{canonical.getAsOpaquePtr(), attributes}];
+    if (known) return known;
+    const auto* prototype = dyn_cast<FunctionProtoType>(function);
+    TYPE* result = icode_type(unit, function->getReturnType());
+    std::vector<TYPE*> parameters;
+    if (prototype)
+        for (const QualType parameter : prototype->param_types())
+            parameters.push_back(icode_type(unit, parameter));
+    // A parameter's type may have made the same function type meanwhile, through a structure that points to it.
+    TYPE*& place = unit.function_types[{canonical.getAsOpaquePtr(), attributes}];
+    if (place) return place;
+    TYPE* made = unit.types.make_function(result, prototype != nullptr, prototype && prototype->isVariadic(),
+                                          attributes);
+    place = made;
+    for (TYPE* parameter : parameters) unit.types.add_parameter(made, parameter);
+    complete_list(unit, made, LIST_PARAMETERS);
+    return made;
+}
+
+TYPE_PART* member_of(UNIT& unit, const FieldDecl* field) {
+    icode_type(unit, unit.ast->getRecordType(field->getParent()));
+    const auto found = unit.members.find(field);
+    return found == unit.members.end() ? nullptr : found->second;
+}
+
+} // namespace pelorus
