@@ -11,7 +11,7 @@ namespace pelorus {
 struct SYMBOL;
 
 enum FUN_FLAG : uint32_t {
-#define FUN_FLAG(value, name) FUN_##name = value,
+#define FUN_FLAG(value, name) FUN_##name = (value),
 #include "ir/fun_flags.def"
 #undef FUN_FLAG
 };

@@ -19,9 +19,11 @@ bool size_comes_from_type(int32_t op) {
     return op != OP_LABEL && op != OP_SCON && op != OP_ICON && op != OP_FCON && op != OP_CSE_DUPE;
 }
 
-// A conversion to a pointer to characters, which some targets do differently from other pointer conversions.
+// A conversion to a pointer to characters, which some targets do differently from other pointer conversions: in an integer
+// register, so an int must be as large as a pointer.
 bool converts_to_char_pointer(const TYPE* type) {
-    if (!node_factory.char_pointer_operator || !type || !type_is_pointer(type)) return false;
+    if (!node_factory.char_pointer_operator || !type || !type_package()->int_holds_pointer()) return false;
+    if (type_strip(type)->kind != TK_POINTER) return false; // references are no pointers here
     const TYPE* target = type_target(type);
     return target && (type_is_plain_char(target) || type_is_byte(target));
 }
@@ -36,6 +38,7 @@ NODE* new_node(int32_t op, TYPE* type) {
     node->type = type;
     node->size = size_comes_from_type(op) && type ? static_cast<int32_t>(type->size) : -1;
     if (op == OP_UCALL) function_node_state.call_state = 0;
+    if (op == OP_SCONV && type && type_strip(type)->kind == TK_ENUM) type_note_conversion(type_strip(type));
     node->op = op == OP_PCONV && converts_to_char_pointer(type) ? static_cast<int32_t>(OP_ISP2CHAR) : op;
     return node;
 }
@@ -94,11 +97,7 @@ TYPE* NODE::op_field_owner() { return static_cast<TYPE*>(ref); }
 int32_t NODE::op_label() { return value_lo; }
 int32_t NODE::op_number() { return value_lo; }
 
-INT96 NODE::op_integer() {
-    const bool fits = type_is_signed(type) ? int96_fits_signed32(value()) : int96_fits_unsigned32(value());
-    if (!fits) return value();
-    return type_is_signed(type) ? int96_signed(value_lo) : int96_unsigned(static_cast<uint32_t>(value_lo));
-}
+TARGET_INTEGER NODE::op_integer() { return {value(), !type_is_signed(type)}; }
 
 const char* NODE::op_float_text() {
     if (!text) {
@@ -142,7 +141,6 @@ void NODE::set_decimal(const char* digits) {
     int96_parse(digits, number);
     set_value(number);
     op = OP_ICON;
-    size = -1;
 }
 
 void NODE::set_float(const char* decimal) {

@@ -36,7 +36,7 @@ public:
     virtual TYPE* op_field_owner() = 0;          //  3  `ref`: the structure of a FIELD
     virtual int32_t op_label() = 0;              //  4  `value_lo`
     virtual int32_t op_number() = 0;             //  5  `value_lo`
-    virtual INT96 op_integer() = 0;              //  6  the value as an integer of a standard type
+    virtual TARGET_INTEGER op_integer() = 0;     //  6  the value as a constant of a standard type
     virtual const char* op_float_text() = 0;     //  7  decimal text of an FCON, formed when first asked for
     virtual const char* op_text() = 0;           //  8  `text`
     virtual int32_t op_length() = 0;             //  9  `value_lo`: bytes of an SCON
@@ -101,7 +101,7 @@ struct NODE final : BASE_NODE {
     TYPE* op_field_owner() override;
     int32_t op_label() override;
     int32_t op_number() override;
-    INT96 op_integer() override;
+    TARGET_INTEGER op_integer() override;
     const char* op_float_text() override;
     const char* op_text() override;
     int32_t op_length() override;

@@ -98,11 +98,14 @@ int32_t check_cross_zone(const NODE* tree) {
     return dangling;
 }
 
-int32_t check_cross_zone(const SYMBOL* symbol) {
+namespace {
+
+// Checks a symbol and the first `items` items of its initializer.
+int32_t check_symbol(const SYMBOL* symbol, size_t items) {
     if (!check_is_on()) return 0;
     HOLDER holder{in_zone(symbol)};
     int32_t inside = 0;
-    for (const INIT_ITEM* item = symbol->init_trees; item; item = item->next) {
+    for (const INIT_ITEM* item = symbol->init_trees; item && items; item = item->next, --items) {
         check_initializer(holder, symbol, item);
         check_initializer(holder, symbol, item->tree);
         inside += check_cross_zone(item->tree);
@@ -113,17 +116,28 @@ int32_t check_cross_zone(const SYMBOL* symbol) {
     return holder.dangling + inside;
 }
 
-void check_zones(std::span<NODE* const> function_trees, std::span<NODE* const> file_trees,
-                 std::span<SYMBOL* const> symbols) {
-    if (!check_is_on()) return;
-    std::clock_t start = std::clock();
+// What dangles in symbols of the file; those of the function go with the release.
+int32_t count_dangling(std::span<SYMBOL* const> symbols, size_t items) {
     int32_t dangling = 0;
-    for (const NODE* tree : function_trees) check_cross_zone(tree); // all of it goes with the release
-    for (const NODE* tree : file_trees) dangling += check_cross_zone(tree);
     for (const SYMBOL* symbol : symbols) {
-        int32_t found = check_cross_zone(symbol);
+        const int32_t found = check_symbol(symbol, items);
         if (!in_zone(symbol)) dangling += found;
     }
+    return dangling;
+}
+
+} // namespace
+
+int32_t check_cross_zone(const SYMBOL* symbol) { return check_symbol(symbol, SIZE_MAX); }
+
+void check_zones(const ZONE_CHECK& what) {
+    if (!check_is_on()) return;
+    std::clock_t start = std::clock();
+    for (const NODE* tree : what.function_trees) check_cross_zone(tree); // all of it goes with the release
+    int32_t dangling = 0;
+    for (const NODE* tree : what.file_trees) dangling += check_cross_zone(tree);
+    dangling += count_dangling(what.symbols, SIZE_MAX);
+    dangling += count_dangling(what.records, 1);
     trace("(%.1f sec for allocation check.)", double(std::clock() - start) / CLOCKS_PER_SEC);
     if (dangling) {
         fprintf(stderr, "Spurious cross-zone pointer found.\n");

@@ -29,9 +29,17 @@ NODE* recycled_node();
 int32_t check_cross_zone(const NODE* tree);
 int32_t check_cross_zone(const SYMBOL* symbol);
 
-// The whole check, for the time before a release: the trees of the function, the trees of the file, and the symbols
-// of both. Traces its own time. Ends the run when a tree or a symbol of the file holds a pointer that would dangle.
-void check_zones(std::span<NODE* const> function_trees, std::span<NODE* const> file_trees,
-                 std::span<SYMBOL* const> symbols);
+// What is checked before a release.
+struct ZONE_CHECK {
+    std::span<NODE* const> function_trees{};
+    std::span<NODE* const> file_trees{};
+    std::span<SYMBOL* const> symbols{}; // of the file and of the function, with all of their initializers
+    std::span<SYMBOL* const>
+        records{}; // symbols of which only the record and its initializer's first tree are checked
+};
+
+// The whole check, for the time before a release. Traces its own time. Ends the run when a tree or a symbol of the file
+// holds a pointer that would dangle.
+void check_zones(const ZONE_CHECK& what);
 
 } // namespace pelorus

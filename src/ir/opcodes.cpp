@@ -81,7 +81,7 @@ void register_file_opcodes() {
     if (registered) return;
     registered = true;
     for (int32_t op = 0; op <= LAST_FILE_OPCODE; ++op) {
-        const OPCODE_FACTS& row = opcode_facts[static_cast<size_t>(op)];
+        const OPCODE_FACTS& row = opcode_fact(op);
         if (row.arity >= 0) register_opcode(op, row.name, row.arity);
     }
     register_opcode(OP_BGNBLOCK, "VREG", 0);
@@ -89,7 +89,7 @@ void register_file_opcodes() {
 
 void register_own_opcodes() {
     for (int32_t op = FIRST_OWN_OPCODE; op <= LAST_OWN_OPCODE; ++op) {
-        const OPCODE_FACTS& row = opcode_facts[static_cast<size_t>(op)];
+        const OPCODE_FACTS& row = opcode_fact(op);
         if (row.arity >= 0) register_opcode(op, row.name, row.arity);
     }
 }
@@ -102,7 +102,7 @@ bool entry_is(int32_t number, const char* name) {
 }
 
 bool entry_matches(int32_t number) {
-    const OPCODE_FACTS& fact = opcode_facts[static_cast<size_t>(number)];
+    const OPCODE_FACTS& fact = opcode_fact(number);
     const IF_NODE_INFO& entry = if_node_info[static_cast<size_t>(number)];
     const bool name_differs = !entry.name || strcmp(entry.name, fact.name) != 0;
     if (entry.number == number && entry.arity == fact.arity && !name_differs) return true;
@@ -121,7 +121,7 @@ void validate_opcode_tables() {
     register_own_opcodes();
     bool all_match = true;
     for (int32_t op = 0; op <= LAST_OPCODE; ++op)
-        if (opcode_facts[static_cast<size_t>(op)].name && !entry_matches(op)) all_match = false;
+        if (opcode_fact(op).name && !entry_matches(op)) all_match = false;
     if (!all_match) fatal_exit();
     trace(" *** OPCODE TABLES ARE OK\n\n");
 }
@@ -134,16 +134,8 @@ const char* opcode_spelling(int32_t number) {
 
 const char* opcode_name(int32_t number) {
     if (number < 0 || number > LAST_OPCODE) return "?";
-    const char* name = opcode_facts[static_cast<size_t>(number)].name;
+    const char* name = opcode_fact(number).name;
     return name ? name : "?";
-}
-
-int32_t opcode_by_name(const char* name) {
-    for (int32_t op = 0; op <= LAST_OPCODE; ++op) {
-        const char* own = opcode_facts[static_cast<size_t>(op)].name;
-        if (own && !strcmp(own, name)) return op;
-    }
-    return -1;
 }
 
 bool opcode_is_leaf_record(int32_t number) {
@@ -163,7 +155,7 @@ bool opcode_is_leaf_record(int32_t number) {
 
 bool opcode_has_side_effect(int32_t number) {
     if (number < 0 || number > LAST_OPCODE) return false;
-    const OPCODE_CLASS kind = opcode_facts[static_cast<size_t>(number)].kind;
+    const OPCODE_CLASS kind = opcode_fact(number).kind;
     return kind == OPCODE_CLASS::ASSIGNS || kind == OPCODE_CLASS::CALLS || kind == OPCODE_CLASS::CONTROL;
 }
 

@@ -8,7 +8,7 @@
 namespace pelorus {
 
 enum OPCODE : int32_t {
-#define OPCODE(number, name, arity, spelling, payload, kind, complement, swapped) OP_##name = number,
+#define OPCODE(number, name, arity, spelling, payload, kind, complement, swapped) OP_##name = (number),
 #define OPCODE_UNNAMED(number, arity)
 #include "ir/opcodes.def"
 #undef OPCODE
@@ -51,6 +51,7 @@ struct OPCODE_FACTS {
 
 // Facts of number 0..LAST_OPCODE; the row of a number that is no opcode has arity -1.
 extern const std::array<OPCODE_FACTS, OPCODE_COUNT> opcode_facts;
+inline const OPCODE_FACTS& opcode_fact(int32_t number) { return opcode_facts[static_cast<size_t>(number)]; }
 
 // The record of an opcode as the reader uses it. A number that was never registered has an all-zero record, so
 // that it reads as a leaf.
@@ -84,13 +85,13 @@ const char* opcode_spelling(int32_t number);
 // The name, or "?" when there is none. Any number may be asked for.
 const char* opcode_name(int32_t number);
 
-// The number of the opcode called `name`, -1 when there is none.
-int32_t opcode_by_name(const char* name);
-
 // 0, 1 or 2; -1 for any number that is no opcode.
 inline int opcode_arity(int32_t number) {
-    return number >= 0 && number <= LAST_OPCODE ? opcode_facts[static_cast<size_t>(number)].arity : -1;
+    return number >= 0 && number <= LAST_OPCODE ? opcode_fact(number).arity : -1;
 }
+
+// EQ to UGT: the operators that compare.
+constexpr bool opcode_is_relation(int32_t number) { return number >= OP_EQ && number <= OP_UGT; }
 
 // True for opcodes that are leaves of a tree record whatever their arity.
 bool opcode_is_leaf_record(int32_t number);

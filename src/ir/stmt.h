@@ -26,14 +26,13 @@ struct FUNCTION {
     FUNINFO* info = nullptr;    //
     STMT* statements = nullptr; // as read: last statement first; null once the blocks hold them
     SYMBOL* return_symbol =
-        nullptr;                 // variable that the returns name; null for void or when none named one yet
-    POSITION begin{};            // of the function begin record
-    POSITION body{};             // of the body begin record
-    POSITION current{};          // of the last kind-6 record
-    POSITION end{};              // of the function end record
-    STMT* comments = nullptr;    // lines collected to stand before the body, in order
-    uint32_t size_units = 0;     // operator nodes of the statements
-    int32_t statement_count = 0; //
+        nullptr;              // variable that the returns name; null for void or when none named one yet
+    POSITION begin{};         // of the function begin record
+    POSITION body{};          // of the body begin record
+    POSITION current{};       // of the last kind-6 record
+    POSITION end{};           // of the function end record
+    STMT* comments = nullptr; // lines collected to stand before the body, in order
+    uint32_t size_units = 0;  // operator nodes of the statements
 };
 extern FUNCTION function;
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <string_view>
 #include <unordered_set>
 
@@ -117,10 +118,17 @@ void end_symbol_scope(SYMBOL* symbol, const POSITION& end) { symbol->scope_end =
 
 namespace {
 
+// The variable that an lvalue names: the right operand of a COMMAOP is one, too. Null for anything else.
+SYMBOL* named_by(const NODE* lvalue) {
+    while (lvalue && (lvalue->op == OP_COMMAOP || lvalue->op == OP_IDENTITY))
+        lvalue = lvalue->op == OP_COMMAOP ? lvalue->right : lvalue->left;
+    return lvalue && lvalue->op == OP_NAME ? lvalue->symbol() : nullptr;
+}
+
 void expose_addressed(const NODE* tree) {
     for (; tree; tree = tree->left) {
-        if (tree->op == OP_UAND && tree->left && tree->left->op == OP_NAME && tree->left->symbol())
-            tree->left->symbol()->address_exposed = 1;
+        SYMBOL* symbol = tree->op == OP_UAND ? named_by(tree->left) : nullptr;
+        if (symbol) symbol->address_exposed = 1;
         expose_addressed(tree->right);
     }
 }
@@ -132,16 +140,16 @@ bool may_be_candidate(const SYMBOL& symbol) {
 
 } // namespace
 
-CANDIDATES build_candidate_list(const STMT* statements) {
-    SYMBOL_LIST* lists[] = {&function_symbols.parameters, &function_symbols.variables,
-                            &function_symbols.temporaries, &function_symbols.splits};
-    for (SYMBOL_LIST* list : lists)
+CANDIDATES build_candidate_list(std::span<const STMT* const> lists) {
+    const SYMBOL_LIST* symbol_lists[] = {&function_symbols.parameters, &function_symbols.variables,
+                                         &function_symbols.temporaries, &function_symbols.splits};
+    for (const SYMBOL_LIST* list : symbol_lists)
         for (SYMBOL* symbol = list->first; symbol; symbol = symbol->next)
             symbol->candidate = -1, symbol->address_exposed = 0;
-    for (const STMT* statement = statements; statement; statement = statement->next)
-        expose_addressed(statement->tree);
+    for (const STMT* statement : lists)
+        for (; statement; statement = statement->next) expose_addressed(statement->tree);
     CANDIDATES candidates{zone_array<SYMBOL*>(true, static_cast<size_t>(function_symbols.serial)), 0};
-    for (SYMBOL_LIST* list : lists)
+    for (const SYMBOL_LIST* list : symbol_lists)
         for (SYMBOL* symbol = list->first; symbol; symbol = symbol->next) {
             if (!may_be_candidate(*symbol) || candidates.count > std::numeric_limits<int16_t>::max())
                 continue;
@@ -181,7 +189,9 @@ const char* intern_name(const char* name) {
 }
 
 void print_name_statistics() {
-    const auto has_no_function = [](std::string_view name) { return !find_funinfo(name.data()); };
+    const auto has_no_function = [](std::string_view name) {
+        return !find_funinfo(std::string(name).c_str());
+    };
     const auto count = static_cast<int>(names.texts.size());
     const int longest = *std::max_element(names.chain_lengths.begin(), names.chain_lengths.end());
     const auto without_function =

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <type_traits>
 
 #include "ir/node.h"
@@ -109,6 +110,7 @@ struct SYMBOL {
     NODE* replacement;      // tree that stands for the variable when `replaced`; null otherwise
     POSITION scope_end;     // end of the block that declares it; missing for file scope
     int32_t ssa_version;    // printed by the tree printer; 0 without SSA form
+    int32_t ssa_copy;       // tells apart the variables made for one version; 0: the version itself
     uint32_t out_index;     // index in the output's symbol table, counted from 1; 0: not entered yet
     uint64_t output_offset; // functions: of their begin record in the output; 0 before it was written
     uint8_t local;          // 1: in the function zone
@@ -167,15 +169,16 @@ void clear_file_symbols();
 // The end of the block in which `symbol` was declared.
 void end_symbol_scope(SYMBOL* symbol, const POSITION& end);
 
-// Collects the candidate variables of the current function for a data-flow pass: local scalars whose address is
-// not taken, not volatile. Numbers them from 0 (at most 32767) and sets every other symbol's number to -1. `trees` are
-// the function's statements. Returns the candidates in order.
+// Collects the candidate variables of the current function for a data-flow pass: local scalars, not volatile, whose
+// address the statements do not take. Numbers them from 0 (at most 32767) and sets every other symbol's number to -1.
+// `lists` are the function's statements: one list before the graph is built, afterwards one for each block. Returns the
+// candidates in order.
 struct CANDIDATES {
     SYMBOL** symbols; // in the function zone; candidate number is the index
     int32_t count;
 };
 struct STMT;
-CANDIDATES build_candidate_list(const STMT* statements);
+CANDIDATES build_candidate_list(std::span<const STMT* const> lists);
 
 // Names. `intern_name` returns the one copy of the text in the global zone.
 const char* intern_name(const char* name);

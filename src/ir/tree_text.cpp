@@ -52,6 +52,10 @@ struct INFIX {
 };
 
 bool infix_levels(int32_t op, INFIX& levels) {
+    if (opcode_is_relation(op)) {
+        levels = {op == OP_EQ || op == OP_NEQ ? EQUALITY : RELATION, SUM, SUM};
+        return true;
+    }
     switch (op) {
     case OP_MULT:
     case OP_DIV:
@@ -60,16 +64,6 @@ bool infix_levels(int32_t op, INFIX& levels) {
     case OP_MINUS: levels = {SUM, SUM, PRODUCT}; return true;
     case OP_SLL:
     case OP_SRL: levels = {SHIFT, UNARY, UNARY}; return true;
-    case OP_LE:
-    case OP_LT:
-    case OP_GE:
-    case OP_GT:
-    case OP_ULE:
-    case OP_ULT:
-    case OP_UGE:
-    case OP_UGT: levels = {RELATION, SUM, SUM}; return true;
-    case OP_EQ:
-    case OP_NEQ: levels = {EQUALITY, SUM, SUM}; return true;
     case OP_ANDB: levels = {BIT_AND, UNARY, UNARY}; return true;
     case OP_XORB: levels = {BIT_XOR, UNARY, UNARY}; return true;
     case OP_ORB: levels = {BIT_OR, UNARY, UNARY}; return true;
@@ -82,7 +76,7 @@ bool infix_levels(int32_t op, INFIX& levels) {
     }
     if (op < 0 || op > LAST_OPCODE || op == OP_PLUSPLUS || op == OP_MINMIN) return false;
     levels = {ASSIGNMENT, UNARY, ASSIGNMENT};
-    return opcode_facts[static_cast<size_t>(op)].kind == OPCODE_CLASS::ASSIGNS;
+    return opcode_fact(op).kind == OPCODE_CLASS::ASSIGNS;
 }
 
 bool is_switch_item(const NODE* node) { return node && (node->op == OP_CASE || node->op == OP_DEFAULT); }
@@ -93,7 +87,7 @@ const char* infix_operator(const NODE* node) {
     case OP_STASG:
     case OP_STFIELD:
     case OP_ARASG: return "=";
-    default: return opcode_facts[static_cast<size_t>(node->op)].spelling;
+    default: return opcode_fact(node->op).spelling;
     }
 }
 
@@ -210,7 +204,7 @@ std::string function_name(int32_t op) {
     default: break;
     }
     if (opcode_arity(op) < 0) return op == OP_ERASED ? "<erased>" : formatted("<op %ld>", op);
-    const char* name = opcode_facts[static_cast<size_t>(op)].name;
+    const char* name = opcode_fact(op).name;
     return name ? name : formatted("op%ld", op);
 }
 
@@ -490,7 +484,9 @@ std::string symbol_text(const SYMBOL* symbol) {
     if (!symbol) return "((nil))";
     std::string text = symbol->name;
     if (text == "this" && !is_own_this(symbol)) text = formatted("th%lds", symbol->serial);
-    return symbol->ssa_version ? text + formatted("$%02ld", symbol->ssa_version) : text;
+    if (symbol->ssa_version) text += formatted("$%02ld", symbol->ssa_version);
+    if (symbol->ssa_copy) text += formatted("^%02ld", symbol->ssa_copy);
+    return text;
 }
 
 std::string quoted_text(const char* bytes, size_t length) {

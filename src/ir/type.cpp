@@ -39,6 +39,7 @@ constexpr auto record_rows = build_rows();
 TYPE_PKG* current_package;
 
 constexpr uint32_t POINTER_BYTES = 4;
+constexpr uint32_t INT_BYTES = 4;
 
 bool is_basic(uint8_t record_kind) {
     return record_kind <= TR_WCHAR || record_kind == TR_LONG_LONG || record_kind == TR_NULLPTR;
@@ -181,11 +182,6 @@ void fill_type(TYPE& type, const TYPE_FIELD* fields) {
     if (!type.align) type.align = 1;
 }
 
-bool same_basic(const TYPE& a, const TYPE& b) {
-    return a.record_kind == b.record_kind && a.is_unsigned == b.is_unsigned && a.size == b.size &&
-           a.align == b.align && a.other == b.other;
-}
-
 bool is_csu_kind(uint8_t kind) { return kind == TK_STRUCT || kind == TK_UNION || kind == TK_CLASS; }
 
 // The fields of a part that passes ask for.
@@ -241,6 +237,11 @@ bool needs_base(uint8_t kind) {
     case TK_COMPLEX: return true;
     default: return false;
     }
+}
+
+// The same for parts and their `type`.
+bool part_needs_type(uint8_t record_kind) {
+    return record_kind == TR_PARAMETER || record_kind == TR_MEMBER || record_kind == TR_BASE_CLASS;
 }
 
 // What a type must be from the start, since the next record may already ask it.
@@ -371,24 +372,27 @@ TYPE* TYPE_PKG::new_type(uint64_t number, uint8_t record_kind, const TYPE_FIELD*
     fill_type(draft, fields);
     check_type(draft);
     if (is_basic(record_kind))
-        if (TYPE* known = intern_basic(&draft, number)) return known;
+        if (TYPE* known = intern_basic(draft, number)) return known;
     auto* type = zone_new<TYPE>(false);
     *type = draft;
     allocation_.types++;
     place(number, type);
     type->record = append_record(type, record_kind, fields);
-    if (is_basic(record_kind)) basics_.push_back(type);
+    if (is_basic(record_kind)) basics_.emplace(basic_key(*type), type);
     return type;
 }
 
 // A basic type that is there already takes the further number, too; its record is written once.
-TYPE* TYPE_PKG::intern_basic(TYPE* draft, uint64_t number) {
-    for (TYPE* known : basics_) {
-        if (!same_basic(*known, *draft)) continue;
-        place(number, known);
-        return known;
-    }
-    return nullptr;
+TYPE* TYPE_PKG::intern_basic(const TYPE& draft, uint64_t number) {
+    const auto known = basics_.find(basic_key(draft));
+    if (known == basics_.end()) return nullptr;
+    place(number, known->second);
+    return known->second;
+}
+
+TYPE_PKG::BASIC_KEY TYPE_PKG::basic_key(const TYPE& type) {
+    return {type.record_kind, type.is_unsigned, type.size, type.align,
+            type.other ? type.other->uid.number : 0};
 }
 
 void TYPE_PKG::place(uint64_t number, TYPE* type) {
@@ -402,6 +406,7 @@ void TYPE_PKG::add_part(TYPE* owner, uint8_t record_kind, TYPE_RECORD* record) {
     part->record_kind = record_kind;
     part->record = record;
     fill_part(*part, record->fields);
+    if (part_needs_type(record_kind) && !part->type) type_internal_error("type without its component type");
     (owner->last_part ? owner->last_part->next : owner->parts) = part;
     owner->last_part = part;
     allocation_.parts++;
@@ -409,7 +414,9 @@ void TYPE_PKG::add_part(TYPE* owner, uint8_t record_kind, TYPE_RECORD* record) {
 
 void TYPE_PKG::add_attribute(TYPE* owner, uint8_t record_kind, int64_t code) {
     const bool csu = is_csu_kind(owner->kind);
-    const uint8_t bit = static_cast<uint8_t>(1 << (code & 7));
+    if (code < 0 || code > 7)
+        type_internal_error("Unexpected type attribute"); // no bit is left to remember it
+    const uint8_t bit = static_cast<uint8_t>(1 << code);
     if (record_kind == TR_LAYOUT) {
         if (!csu && owner->kind != TK_ENUM) type_internal_error("Unexpected type attribute");
         if (owner->layouts_seen & bit)
@@ -440,10 +447,9 @@ TYPE* TYPE_PKG::make_basic(uint8_t record_kind, bool is_unsigned, uint32_t size,
                                  type_field(related)};
     TYPE draft{};
     draft.record_kind = record_kind;
-    fill_type(draft, fields);
-    for (TYPE* known : basics_)
-        if (same_basic(*known, draft)) return known;
-    return add_record(0, record_kind, fields);
+    fill_basic(draft, fields);
+    const auto known = basics_.find(basic_key(draft));
+    return known != basics_.end() ? known->second : add_record(0, record_kind, fields);
 }
 
 TYPE* TYPE_PKG::make_pointer(TYPE* target) {
@@ -500,12 +506,6 @@ TYPE* TYPE_PKG::make_csu(const char* name, TYPE_KIND kind, uint32_t size, uint32
     return add_record(0, TR_CSU, fields);
 }
 
-void TYPE_PKG::complete_csu(TYPE* csu, uint32_t size, uint32_t align) {
-    csu->record->fields[2].number = csu->size = size;
-    csu->record->fields[3].number = csu->align = align;
-    csu->record->fields[4].number = csu->complete = 1;
-}
-
 TYPE* TYPE_PKG::make_enumeration(const char* name, TYPE* underlying, const POSITION* where) {
     const TYPE_FIELD fields[] = {
         text_field(name),       number_field(underlying->size), number_field(underlying->align),
@@ -525,16 +525,6 @@ TYPE* TYPE_PKG::make_bitfield(TYPE* declared, TYPE* container, int shift, int wi
                                  type_field(declared),          type_field(container),
                                  number_field(container->size), number_field(container->align)};
     return add_record(0, TR_BITFIELD, fields);
-}
-
-TYPE* TYPE_PKG::make_atomic(TYPE* base) {
-    const TYPE_FIELD fields[] = {type_field(base)};
-    return add_record(0, TR_ATOMIC, fields);
-}
-
-TYPE* TYPE_PKG::make_opaque(uint32_t size) {
-    const TYPE_FIELD fields[] = {number_field(size)};
-    return add_record(0, TR_OPAQUE, fields);
 }
 
 TYPE_PART* TYPE_PKG::add_member(TYPE* csu, const char* name, TYPE* type, uint32_t offset, uint32_t key,
@@ -561,14 +551,29 @@ TYPE_PART* TYPE_PKG::add_enumerator(TYPE* enumeration, const char* name, int64_t
     return enumeration->last_part;
 }
 
-TYPE* TYPE_PKG::own_basic(uint8_t record_kind, bool is_unsigned, uint32_t size) {
-    for (TYPE* known : basics_)
-        if (known->record_kind == record_kind && (known->is_unsigned != 0) == is_unsigned) return known;
-    return make_basic(record_kind, is_unsigned, size, size ? size : 1);
+TYPE* TYPE_PKG::known_basic(uint8_t record_kind, bool is_unsigned) const {
+    const auto known = basics_.lower_bound({record_kind, is_unsigned, 0, 0, 0});
+    if (known == basics_.end()) return nullptr;
+    TYPE* type = known->second;
+    return type->record_kind == record_kind && (type->is_unsigned != 0) == is_unsigned ? type : nullptr;
 }
 
-TYPE* TYPE_PKG::void_type() { return own_basic(TR_VOID, false, 0); }
-TYPE* TYPE_PKG::int_type() { return own_basic(TR_INT, false, 4); }
-TYPE* TYPE_PKG::unsigned_int_type() { return own_basic(TR_INT, true, 4); }
+TYPE* TYPE_PKG::own_basic(uint8_t record_kind, bool is_unsigned, uint32_t size) {
+    TYPE* known = known_basic(record_kind, is_unsigned);
+    return known ? known : make_basic(record_kind, is_unsigned, size, size ? size : 1);
+}
+
+TYPE* TYPE_PKG::void_type() {
+    if (!void_) void_ = own_basic(TR_VOID, false, 0);
+    return void_;
+}
+
+TYPE* TYPE_PKG::int_type() { return own_basic(TR_INT, false, INT_BYTES); }
+TYPE* TYPE_PKG::unsigned_int_type() { return own_basic(TR_INT, true, INT_BYTES); }
+
+bool TYPE_PKG::int_holds_pointer() const {
+    const TYPE* known = known_basic(TR_INT, false);
+    return (known ? known->size : INT_BYTES) == POINTER_BYTES;
+}
 
 } // namespace pelorus

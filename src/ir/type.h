@@ -1,7 +1,7 @@
 // The type package: the types of the translation unit, as the target sees them.
 //
 // A type is made of type records (ir/type_kinds.def): one that defines it and, for structures, enumerations and
-// functions, one for each part. Every type is made by `TYPE_PKG::add_type` from the fields of its record, whether
+// functions, one for each part. Every type is made by `TYPE_PKG::add_record` from the fields of its record, whether
 // the record was read from a file or put together by a `make_` function, so there is one way in and what was read
 // can be written again. Types live in the global zone for the whole run. Basic types are interned; the `make_`
 // functions for pointers, arrays and qualified types return the type that they made before for the same operands.
@@ -11,7 +11,9 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ir/position.h"
@@ -43,7 +45,7 @@ enum TYPE_KIND : uint8_t {
 };
 
 enum TYPE_RECORD_KIND : uint8_t {
-#define TYPE_RECORD_KIND(number, name, role, layout) TR_##name = number,
+#define TYPE_RECORD_KIND(number, name, role, layout) TR_##name = (number),
 #include "ir/type_kinds.def"
 #undef TYPE_RECORD_KIND
 };
@@ -106,6 +108,7 @@ struct TYPE {
     uint8_t layouts_seen; // bit n: a LAYOUT record n was read
     uint8_t prototyped;   // TK_FUNCTION
     uint8_t variadic;     // TK_FUNCTION
+    uint8_t converted_to; // TK_ENUM: some value is converted to it; see type_note_conversion
     uint32_t attributes;  // TK_FUNCTION: FA_ bits
     UID uid;              // the number in the file; types made in memory get fresh numbers
     uint32_t size;        // bytes; 0 for void, functions and incomplete types
@@ -169,19 +172,17 @@ public:
     TYPE* make_enumeration(const char* name, TYPE* underlying, const POSITION* where);
     TYPE* make_function(TYPE* result, bool prototyped, bool variadic, uint32_t attributes);
     TYPE* make_bitfield(TYPE* declared, TYPE* container, int shift, int width);
-    TYPE* make_atomic(TYPE* base);
-    TYPE* make_opaque(uint32_t size);
     TYPE_PART* add_member(TYPE* csu, const char* name, TYPE* type, uint32_t offset, uint32_t key,
                           const POSITION* where);
     TYPE_PART* add_parameter(TYPE* function, TYPE* type);
     TYPE_PART* add_enumerator(TYPE* enumeration, const char* name, int64_t value, const POSITION* where);
-    // Completes a structure that was made incomplete, for instance to point to itself.
-    void complete_csu(TYPE* csu, uint32_t size, uint32_t align);
 
     // Types that passes need. Each is the file's own when the file has one, and is made otherwise.
     TYPE* void_type();
     TYPE* int_type();
     TYPE* unsigned_int_type();
+    // An int is as large as a pointer. The file's own int counts when it has one.
+    bool int_holds_pointer() const;
 
     TYPE_RECORD* first_record() const { return first_; }
     const TP_ALLOC& allocation() const { return allocation_; }
@@ -192,15 +193,22 @@ public:
 private:
     TYPE_RECORD* append_record(TYPE* owner, uint8_t record_kind, const TYPE_FIELD* fields);
     TYPE* new_type(uint64_t number, uint8_t record_kind, const TYPE_FIELD* fields);
-    TYPE* intern_basic(TYPE* type, uint64_t number);
+    TYPE* intern_basic(const TYPE& draft, uint64_t number);
     void add_part(TYPE* owner, uint8_t record_kind, TYPE_RECORD* record);
     void add_attribute(TYPE* owner, uint8_t record_kind, int64_t code);
     void place(uint64_t number, TYPE* type);
+    TYPE* known_basic(uint8_t record_kind, bool is_unsigned) const;
     TYPE* own_basic(uint8_t record_kind, bool is_unsigned, uint32_t size);
     TYPE* make_simple_array(TYPE* element, uint64_t count, bool open);
 
     std::vector<TYPE*> by_number_; // index: number in the file
-    std::vector<TYPE*> basics_;    // interned basic types; a few dozen at the most
+    // Interned basic types by record kind, signedness, size, alignment, number of the related type. Usually a dozen, but
+    // that is the file's choice.
+    using BASIC_KEY = std::tuple<uint8_t, uint8_t, uint32_t, uint32_t, uint32_t>;
+    static BASIC_KEY basic_key(const TYPE& type);
+    std::map<BASIC_KEY, TYPE*> basics_;
+    TYPE* void_ =
+        nullptr; // what void_type answers, asked for with every statement; null until the first time
     TYPE_RECORD* first_ = nullptr;
     TYPE_RECORD* last_ = nullptr;
     uint64_t number_limit_ = UINT32_MAX;
@@ -225,6 +233,10 @@ TYPE* type_normalise(TYPE* type);
 // The type without typedef names and any qualifier. Atomic types lose "atomic" as well.
 TYPE* type_strip(TYPE* type);
 inline const TYPE* type_strip(const TYPE* type) { return type_strip(const_cast<TYPE*>(type)); }
+
+// Takes note of a conversion to an enumeration: a variable of the type may then hold values that none of its
+// enumerators has, which whoever argues from the list of enumerators must know.
+void type_note_conversion(TYPE* enumeration);
 
 // Tests of category; all look through typedefs and qualifiers.
 bool type_is_integer(const TYPE* type); // integers, enumerations and bit-fields

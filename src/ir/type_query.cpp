@@ -48,6 +48,8 @@ TYPE* type_normalise(TYPE* type) {
     return type->normal;
 }
 
+void type_note_conversion(TYPE* enumeration) { enumeration->converted_to = 1; }
+
 bool type_is_integer(const TYPE* type) {
     const uint8_t kind = type_strip(type)->kind;
     return kind == TK_INTEGER || kind == TK_ENUM || kind == TK_BITFIELD;

@@ -112,7 +112,7 @@ std::string declare(const TYPE* type, std::string name, int depth) {
             const TYPE* base = type->base;
             const std::string text = qualifier_text(type->qualifiers);
             if (base->kind == TK_POINTER || base->kind == TK_REFERENCE)
-                name = name.empty() ? text.substr(0, text.size() - 1) : text + name;
+                name.insert(0, text, 0, text.size() - name.empty()); // nothing follows: no blank either
             else
                 qualifiers += text;
             type = base;

@@ -106,6 +106,7 @@ struct OPERAND_TYPES {
 };
 
 OPERAND_TYPES operand_types(int32_t op) {
+    if (opcode_is_relation(op)) return {expect_integer_type, expect_scalar_type, expect_scalar_type};
     switch (op) {
     case OP_PLUS:
     case OP_MINUS: return {expect_scalar_type, expect_scalar_type, expect_scalar_type};
@@ -123,16 +124,6 @@ OPERAND_TYPES operand_types(int32_t op) {
     case OP_SQRT:
     case OP_SQR:
     case OP_RECIP: return {expect_arithmetic_type, expect_arithmetic_type, nullptr};
-    case OP_EQ:
-    case OP_NEQ:
-    case OP_LE:
-    case OP_LT:
-    case OP_GE:
-    case OP_GT:
-    case OP_ULE:
-    case OP_ULT:
-    case OP_UGE:
-    case OP_UGT:
     case OP_ANDAND:
     case OP_OROR: return {expect_integer_type, expect_scalar_type, expect_scalar_type};
     case OP_EXCLAIM: return {expect_integer_type, expect_scalar_type, nullptr};
@@ -230,8 +221,9 @@ int check_nodes(const NODE* tree, const TREE_PLACE& place) {
 namespace {
 
 bool check_switch_item(const NODE* item, bool& has_default, const TREE_PLACE& place) {
-    if (item && item->op == OP_COMMA) return invalid("Right-towered COMMA tree", item, place);
-    if (item && item->op == OP_DEFAULT) {
+    if (!item) return expect_operator(item, OP_CASE, place);
+    if (item->op == OP_COMMA) return invalid("Right-towered COMMA tree", item, place);
+    if (item->op == OP_DEFAULT) {
         if (has_default) return invalid("Multiple DEFAULTs for SWITCH", item, place);
         has_default = true;
         return expect_operator(item->left, OP_LABEL, place);
@@ -282,7 +274,7 @@ namespace {
 bool has_effect(const NODE* node) {
     if (opcode_has_side_effect(node->op) || node->op == OP_SSA_PHI) return true;
     // Numbers without a name may do anything.
-    if (opcode_arity(node->op) >= 0 && !opcode_facts[static_cast<size_t>(node->op)].name) return true;
+    if (opcode_arity(node->op) >= 0 && !opcode_fact(node->op).name) return true;
     const bool is_access =
         node->op == OP_NAME || node->op == OP_UMULT || node->op == OP_STDOT || node->op == OP_STREF;
     return is_access && node->type && type_is_volatile(node->type);

@@ -15,6 +15,14 @@ struct INT96 {
     bool operator==(const INT96&) const = default;
 };
 
+// A constant of one of the two standard integer types, the widest signed and the widest unsigned one.
+struct TARGET_INTEGER {
+    INT96 value;
+    bool is_unsigned;
+
+    bool operator==(const TARGET_INTEGER&) const = default;
+};
+
 // From a 32-bit number: sign-extended, or zero-extended from its 32 bits.
 INT96 int96_signed(int32_t value);
 INT96 int96_unsigned(uint32_t value);

@@ -44,9 +44,8 @@ bool target_float_parse(std::string_view text, TARGET_FLOAT& result) {
     if (negative || text.starts_with("+")) text.remove_prefix(1);
     if (text.empty() || text.front() == '-') return false;
     double value = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error == std::errc::invalid_argument || stop != end) return false;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc::invalid_argument || stop != text.data() + text.size()) return false;
     if (error == std::errc::result_out_of_range) value = out_of_range_value(text);
     result.value = negative ? -value : value;
     return true;

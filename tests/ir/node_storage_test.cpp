@@ -161,7 +161,7 @@ TEST_F(NodeStorage, ASpuriousPointerOfTheFileEndsTheRun) {
     SYMBOL* list[] = {symbols.file, symbols.local};
     TraceCapture capture;
     testing::internal::CaptureStderr();
-    EXPECT_THROW(check_zones({}, {}, list), FatalExit);
+    EXPECT_THROW(check_zones({.symbols = list}), FatalExit);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Spurious cross-zone pointer found.\n");
     EXPECT_THAT(capture.text(),
                 HasSubstr(formatted("Warning:  zone-0 symbol %p's init_trees is zone-1 node %p\n",
@@ -173,24 +173,41 @@ TEST_F(NodeStorage, ASpuriousPointerOfTheFileEndsTheRun) {
     EXPECT_THAT(capture.text(), HasSubstr(" sec for allocation check.)"));
 }
 
+TEST_F(NodeStorage, OfARecordOnlyTheFirstTreeIsLookedAt) {
+    SYMBOLS symbols;
+    INIT_ITEM* later = zone_new<INIT_ITEM>(false);
+    symbols.item->tree = node_in(false, OP_ICON);
+    symbols.item->next = later;
+    later->tree = node_in(true, OP_ICON);
+    symbols.file->init_trees = symbols.item;
+    SYMBOL* list[] = {symbols.file};
+    TraceCapture capture;
+    check_zones({.records = list});
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(check_zones({.symbols = list}), FatalExit);
+    symbols.file->init_trees = later;
+    EXPECT_THROW(check_zones({.records = list}), FatalExit);
+    testing::internal::GetCapturedStderr();
+}
+
 TEST_F(NodeStorage, WhatGoesWithTheFunctionOnlyWarns) {
     NODE* global = node_in(false, OP_UMINUS, node_in(true, OP_ICON));
     NODE* function_trees[] = {node_in(true, OP_UMINUS, global)};
     NODE* file_trees[] = {global};
     {
         TraceCapture capture;
-        check_zones(function_trees, {}, {});
+        check_zones({.function_trees = function_trees});
         EXPECT_THAT(capture.text(), HasSubstr("zone-0 node"));
         testing::internal::CaptureStderr();
-        EXPECT_THROW(check_zones({}, file_trees, {}), FatalExit);
+        EXPECT_THROW(check_zones({.file_trees = file_trees}), FatalExit);
         testing::internal::GetCapturedStderr();
         set_zone_checking(true);
         std::string before = capture.text();
-        check_zones({}, file_trees, {}); // no zones to compare
+        check_zones({.file_trees = file_trees}); // no zones to compare
         EXPECT_EQ(capture.text(), before);
     }
     set_zone_checking(false);
-    check_zones({}, file_trees, {}); // no debug output
+    check_zones({.file_trees = file_trees}); // no debug output
 }
 
 } // namespace

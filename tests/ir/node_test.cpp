@@ -38,17 +38,31 @@ TEST_F(Node, ConversionsToCharacterPointersFollowTheTargetOption) {
               OP_ISP2CHAR);
     EXPECT_EQ(new_node(OP_PCONV, int_pointer)->op, OP_PCONV);
     EXPECT_EQ(new_node(OP_PCONV, char_type)->op, OP_PCONV);
+    // Where an int does not hold a pointer, the operator does not exist.
+    TYPE_PKG small;
+    set_type_package(&small);
+    small.make_basic(TR_INT, false, 2, 2);
+    EXPECT_EQ(new_node(OP_PCONV, small.make_pointer(small.make_basic(TR_CHAR, false, 1, 1)))->op, OP_PCONV);
+}
+
+TEST_F(Node, ConversionsToEnumerationsAreNoted) {
+    TYPE* colour = types.make_enumeration("colour", unsigned_type, nullptr);
+    new_node(OP_NAME, colour);
+    new_node(OP_SCONV, int_type);
+    EXPECT_EQ(colour->converted_to, 0);
+    new_node(OP_SCONV, types.make_qualified(colour, Q_CONST));
+    EXPECT_EQ(colour->converted_to, 1);
 }
 
 TEST_F(Node, IntegersExtendAsTheirTypeSays) {
     NODE* node = new_node(OP_ICON, int_type);
     node->set_integer(-5);
     EXPECT_EQ(node->value(), (INT96{-1, -1, -5}));
-    EXPECT_EQ(node->op_integer(), int96_signed(-5));
+    EXPECT_EQ(node->op_integer(), (TARGET_INTEGER{{-1, -1, -5}, false}));
     NODE* bits = new_node(OP_ICON, unsigned_type);
     bits->set_integer(-5);
     EXPECT_EQ(bits->value(), (INT96{0, 0, -5}));
-    EXPECT_EQ(bits->op_integer(), int96_unsigned(0xFFFFFFFBU));
+    EXPECT_EQ(bits->op_integer(), (TARGET_INTEGER{{0, 0, -5}, true}));
     NODE* pointer = new_node(OP_ICON, int_pointer);
     pointer->set_integer(-5);
     EXPECT_EQ(pointer->value_hi, 0);
@@ -70,7 +84,6 @@ TEST_F(Node, DecimalsBecomeExactIntegers) {
         NODE* node = new_node(OP_LCON, long_long_type);
         node->set_decimal(digits);
         EXPECT_EQ(node->op, OP_ICON);
-        EXPECT_EQ(node->size, -1);
         EXPECT_EQ(node->value(), value) << digits;
     }
 }

@@ -52,14 +52,6 @@ TEST(Opcodes, Spellings) {
     }
 }
 
-TEST(Opcodes, NamesFindTheirNumbers) {
-    for (int op = 0; op <= LAST_OPCODE; ++op) {
-        const char* name = opcode_facts[static_cast<size_t>(op)].name;
-        EXPECT_TRUE(!name || opcode_by_name(name) == op) << op;
-    }
-    EXPECT_EQ(opcode_by_name("VREG"), -1);
-}
-
 bool compare(int op, int32_t a, int32_t b) {
     const auto ua = static_cast<uint32_t>(a);
     const auto ub = static_cast<uint32_t>(b);

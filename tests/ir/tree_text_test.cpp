@@ -175,6 +175,8 @@ TEST_F(TreeText, PragmasAndAssembly) {
 TEST_F(TreeText, VersionsAndTheObjectPointer) {
     a->symbol()->ssa_version = 3;
     EXPECT_EQ(tree_text(a), "a$03");
+    a->symbol()->ssa_copy = 1;
+    EXPECT_EQ(tree_text(a), "a$03^01");
     NODE* definition = unary(OP_SSA_DEF, int_type, op(OP_ASG, b, c));
     definition->set_value(int96_signed(12));
     EXPECT_EQ(tree_text(definition), "DEF$12: b = c");

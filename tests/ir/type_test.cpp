@@ -153,6 +153,10 @@ TEST_F(Type, BadRecordsAreInternalErrors) {
     EXPECT_EQ(add(enumeration, TR_LIST_COMPLETE, enumerators), error("Duplicate enumerator attributes"));
     EXPECT_EQ(add(record, TR_LAYOUT, layout), "");
     EXPECT_EQ(add(record, TR_LAYOUT, layout), error("Duplicate CSU attributes"));
+    for (const int code : {8 + LAYOUT_PACKED, -1}) { // not taken for another code
+        const TYPE_FIELD unknown[] = {num(code)};
+        EXPECT_EQ(add(record, TR_LAYOUT, unknown), error("Unexpected type attribute")) << code;
+    }
     TraceCapture capture;
     error_of([&] { types.type_of(12345); });
     EXPECT_EQ(capture.text(), error("invalid foward reference"));
@@ -175,6 +179,9 @@ TEST_F(Type, ATypeIsSoundFromTheStart) {
               error("bit-field does not fit its container"));
     const TYPE_FIELD hollow[] = {typ(nullptr), num(1), num(0), num(0), num(0), typ(nullptr)};
     EXPECT_EQ(error_of([&] { types.add_record(0, TR_QUALIFIED, hollow); }),
+              error("type without its component type"));
+    TYPE* routine = types.make_function(int_type, true, false);
+    EXPECT_EQ(error_of([&] { types.add_parameter(routine, nullptr); }),
               error("type without its component type"));
     const TYPE_FIELD crooked[] = {typ(int_type), num(4), num(3)};
     EXPECT_EQ(error_of([&] { types.add_record(0, TR_POINTER, crooked); }),
