@@ -97,7 +97,7 @@ int32_t BYTE_SOURCE::sleb() {
     return static_cast<int32_t>(value);
 }
 
-std::string_view BYTE_SOURCE::string() {
+const std::string& BYTE_SOURCE::string() {
     text_.clear();
     while (const uint8_t c = byte()) text_.push_back(static_cast<char>(c));
     return text_;

@@ -26,8 +26,6 @@ public:
     void (*fault)(void* context, const char* message) = nullptr;
     void* fault_context = nullptr;
 
-    bool at_end() const { return offset_ >= size_; }
-
     uint8_t byte() {
         if (offset_ >= limit_) past_limit();
         const int c = getc_unlocked(stream_);
@@ -45,8 +43,8 @@ public:
         return first < 0x80 ? first : long_uleb(first);
     }
     int32_t sleb();
-    // The text lives until the next string or bytes are read; its data() is terminated.
-    std::string_view string();
+    // Both live until the next string or bytes are read.
+    const std::string& string();
     std::string_view bytes(uint32_t count);
 
 private:

@@ -28,7 +28,7 @@
 namespace pelorus {
 
 enum RECORD_KIND : uint8_t {
-#define RECORD_KIND(number, name, layout, nested) RK_##name = number,
+#define RECORD_KIND(number, name, layout, nested) RK_##name = (number),
 #include "icode/records.def"
 #undef RECORD_KIND
     RK_END = 255,

@@ -45,8 +45,7 @@ void write_variables(ICODE_WRITER& writer) {
 
 bool holds_call(const NODE* tree) {
     for (; tree; tree = tree->left) {
-        if (opcode_facts[static_cast<size_t>(tree->op)].kind == OPCODE_CLASS::CALLS && tree->op != OP_MEMCPY)
-            return true;
+        if (opcode_fact(tree->op).kind == OPCODE_CLASS::CALLS && tree->op != OP_MEMCPY) return true;
         if (tree->right && holds_call(tree->right)) return true;
     }
     return false;
@@ -128,6 +127,7 @@ void begin_function_output(ICODE_WRITER& writer) {
 
 void write_function_blocks(ICODE_WRITER& writer) {
     relink_blocks();
+    trace_symbol_header();
     write_parameters(writer);
     write_body_begin(writer, function.body);
     write_variables(writer);

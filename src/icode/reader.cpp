@@ -132,7 +132,7 @@ void read_attached_pragmas(ICODE_READER& reader, SYMBOL* symbol, int count) {
     }
 }
 
-SYMBOL* read_symbol_body(ICODE_READER& reader, int level, int& pragmas) {
+SYMBOL* read_symbol_body(ICODE_READER& reader, int level, int8_t& pragmas) {
     SYMBOL_FIELDS fields{};
     const std::string name(reader.in.string());
     fields.name = name.c_str();
@@ -154,7 +154,7 @@ SYMBOL* read_symbol_body(ICODE_READER& reader, int level, int& pragmas) {
 void read_symbol(ICODE_READER& reader, uint64_t start) {
     const int level = reader.in_function;
     const FRAME frame = open_frame(reader, RK_SYMBOL, start);
-    int pragmas = 0;
+    int8_t pragmas = 0;
     SYMBOL* symbol = read_symbol_body(reader, level, pragmas);
     close_frame(reader, frame);
     read_attached_pragmas(reader, symbol, pragmas);
@@ -287,7 +287,9 @@ void begin_body(ICODE_READER& reader) {
 void read_statement(ICODE_READER& reader) {
     require_function(reader, 2, "a statement");
     const POSITION position = read_position(reader);
+    reader.in_statement = true;
     NODE* tree = read_tree(reader, true);
+    reader.in_statement = false;
     if (reader.client.statement) reader.client.statement(reader.client.context, tree, position);
 }
 
@@ -531,7 +533,8 @@ void read_header(ICODE_READER& reader) {
         if (!condition) throw NOT_ICODE();
     };
     require(reader.in.byte() == RK_HEADER);
-    const uint64_t end = reader.in.uleb() + reader.in.offset();
+    const uint32_t length = reader.in.uleb();
+    const uint64_t end = reader.in.offset() + length;
     require(end <= reader.in.size());
     reader.in.set_limit(end);
     require(reader.in.string() == ICODE_MAGIC);
@@ -583,7 +586,6 @@ void close_icode(ICODE_READER* reader) {
 }
 
 const char* icode_source_name(const ICODE_READER& reader) { return reader.source_name.c_str(); }
-int16_t icode_version(const ICODE_READER&) { return ICODE_VERSION_B; }
 const std::vector<STRING_LIST>& icode_string_lists(const ICODE_READER& reader) { return reader.string_lists; }
 const std::vector<SYMBOL*>& icode_global_symbols(const ICODE_READER& reader) { return reader.global_symbols; }
 

@@ -47,13 +47,15 @@ struct STRING_LIST {
     std::vector<const char*> strings; // in the global zone
 };
 
-// Opens icode at the stream's position. `name` is used in messages. Checks the header; on success registers the opcodes
-// (ir/opcodes.h), makes the tables empty and reads the string lists. Returns null when it is no icode file. The stream
-// stays the caller's until close_icode, which closes it.
-// Needs: a current type package before read_whole_file.
+// Opens icode at the stream's position. `name` is used in messages. Checks the header; on success registers the file
+// format's opcodes (register_file_opcodes), makes the tables empty and reads the string lists. Returns null when it is
+// no icode file. The stream stays the caller's until close_icode, which closes it.
 ICODE_READER* open_icode(FILE* stream, const char* name, const ICODE_CLIENT& client);
 
-// Reads file names, types, symbols, initializers, then every top-level record up to the end marker.
+// Reads file names, types, symbols, initializers, then every top-level record up to the end marker. Registers the optimizer's
+// own opcodes first (register_own_opcodes), since a number that is not registered reads as a leaf; so a program that does
+// without the check of the opcode tables reads the same trees.
+// Needs: a current type package, empty.
 void read_whole_file(ICODE_READER& reader);
 
 // Reads from `offset` (0: from where the stream stands) to the end of the function.
@@ -74,7 +76,6 @@ NODE* read_tree(ICODE_READER& reader, bool check_header);
 void close_icode(ICODE_READER* reader);
 
 const char* icode_source_name(const ICODE_READER& reader);
-int16_t icode_version(const ICODE_READER& reader);
 const std::vector<STRING_LIST>& icode_string_lists(const ICODE_READER& reader);
 const std::vector<SYMBOL*>& icode_global_symbols(const ICODE_READER& reader);
 

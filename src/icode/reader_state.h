@@ -24,7 +24,7 @@ public:
     BYTE_SOURCE in;
     std::string name; // of the file, for messages
     ICODE_CLIENT client;
-    std::string source_name;               //
+    std::string source_name;               // as the header gives it
     uint32_t sections[SECTION_COUNT] = {}; // offsets; 0 absent
     std::vector<const char*> file_names;   // index 0 is file 1; in the global zone
     std::vector<SYMBOL*> global_symbols;
@@ -36,6 +36,7 @@ public:
     std::vector<TYPE_FIELD> type_fields; // scratch of the type records
     int in_function = 0;                 // 0 outside; 1 after begin; 2 and up in the body
     bool function_ended = false;         // a kind-2 record was handled
+    bool in_statement = false;           // a statement's tree is being read: its calls are numbered
     uint64_t record_start = 0;           // of the top-level record being read
     uint32_t unknown_records = 0;
 };

@@ -28,7 +28,7 @@ SYMBOL* read_symbol_reference(ICODE_READER& reader) {
 
 void read_field(ICODE_READER& reader, NODE* node) {
     const uint64_t at = reader.in.offset();
-    const int check = reader.in.signed_byte();
+    const int8_t check = reader.in.signed_byte();
     const uint32_t key = reader.in.uleb();
     TYPE* owner = read_type_index(reader);
     if (check != 1) icode_fault(reader, at, "a FIELD begins with %d, not 1", check);
@@ -40,19 +40,20 @@ void read_field(ICODE_READER& reader, NODE* node) {
 
 void read_decimal(ICODE_READER& reader, NODE* node) {
     const uint64_t at = reader.in.offset();
-    const std::string_view digits = reader.in.string();
+    const std::string& digits = reader.in.string();
     INT96 value;
-    if (!int96_parse(digits, value)) icode_fault(reader, at, "\"%.40s\" is no decimal number", digits.data());
-    node->set_decimal(digits.data());
+    if (!int96_parse(digits, value))
+        icode_fault(reader, at, "\"%.40s\" is no decimal number", digits.c_str());
+    node->set_decimal(digits.c_str());
 }
 
 void read_float(ICODE_READER& reader, NODE* node) {
     const uint64_t at = reader.in.offset();
-    const std::string_view decimal = reader.in.string();
+    const std::string& decimal = reader.in.string();
     TARGET_FLOAT value;
     if (!target_float_parse(decimal, value))
-        icode_fault(reader, at, "\"%.40s\" is no floating-point number", decimal.data());
-    node->set_float(decimal.data());
+        icode_fault(reader, at, "\"%.40s\" is no floating-point number", decimal.c_str());
+    node->set_float(decimal.c_str());
 }
 
 void read_label_number(ICODE_READER& reader, NODE* node) {
@@ -79,7 +80,7 @@ void read_bytes(ICODE_READER& reader, NODE* node) {
 }
 
 void read_payload(ICODE_READER& reader, NODE* node) {
-    switch (opcode_facts[static_cast<size_t>(node->op)].payload) {
+    switch (opcode_fact(node->op).payload) {
     case PAYLOAD::NONE: break;
     case PAYLOAD::LABEL: read_label_number(reader, node); break;
     case PAYLOAD::SYMBOL: node->set_symbol(read_symbol_reference(reader)); break;
@@ -92,7 +93,7 @@ void read_payload(ICODE_READER& reader, NODE* node) {
     case PAYLOAD::CALL: node->set_call(reader.in.uleb()); break;
     case PAYLOAD::SKIP: node->set_skip(static_cast<int32_t>(reader.in.uleb())); break;
     case PAYLOAD::DDNODE: read_ddnode(reader, node); break;
-    case PAYLOAD::TEXT: node->set_callee_text(reader.in.string().data()); break;
+    case PAYLOAD::TEXT: node->set_callee_text(reader.in.string().c_str()); break;
     case PAYLOAD::DROPPED: node->set_nothing(reader.in.sleb()); break;
     }
 }
@@ -104,7 +105,8 @@ NODE* read_node_fields(ICODE_READER& reader) {
     if (op > LAST_OPCODE) icode_fault(reader, at, "opcode %d is greater than %d", op, LAST_OPCODE);
     NODE* node = new_node(op, read_type_index(reader));
     read_payload(reader, node);
-    if (op == OP_CALL || op == OP_UCALL) node->set_call(static_cast<uint32_t>(++function_node_state.calls));
+    if (reader.in_statement && (op == OP_CALL || op == OP_UCALL))
+        node->set_call(static_cast<uint32_t>(++function_node_state.calls));
     return node;
 }
 
@@ -128,9 +130,10 @@ void check_tree_end(ICODE_READER& reader, const OPEN_NODE& open) {
                     static_cast<unsigned long>(open.end), static_cast<unsigned long>(reader.in.offset()));
 }
 
-uint8_t record_arity(const NODE* node, int32_t op_read) {
-    if (opcode_is_leaf_record(op_read) || node->op == OP_ICON) return 0;
-    return static_cast<uint8_t>(if_node_info[static_cast<size_t>(op_read)].arity);
+// By the opcode that the node has now: an LCON has become an ICON, and both are leaves.
+uint8_t record_arity(const NODE* node) {
+    if (opcode_is_leaf_record(node->op)) return 0;
+    return static_cast<uint8_t>(if_node_info[static_cast<size_t>(node->op)].arity);
 }
 
 void push_node(ICODE_READER& reader, uint64_t start, uint64_t end, uint32_t right_depth) {
@@ -138,7 +141,7 @@ void push_node(ICODE_READER& reader, uint64_t start, uint64_t end, uint32_t righ
         icode_fault(reader, start, "trees are nested deeper than %u, or more than %u right subtrees deep",
                     icode_limits.tree_depth, icode_limits.right_depth);
     NODE* node = read_node_fields(reader);
-    reader.open_nodes.push_back({node, start, end, record_arity(node, node->op), 0, right_depth});
+    reader.open_nodes.push_back({node, start, end, record_arity(node), 0, right_depth});
 }
 
 } // namespace

@@ -88,7 +88,7 @@ void put_integer(ICODE_WRITER& writer, const NODE* node) {
 
 void put_payload(ICODE_WRITER& writer, const NODE* node) {
     const auto number = static_cast<uint32_t>(node->value_lo);
-    switch (opcode_facts[static_cast<size_t>(node->op)].payload) {
+    switch (opcode_fact(node->op).payload) {
     case PAYLOAD::NONE: break;
     case PAYLOAD::LABEL:
     case PAYLOAD::CALL:

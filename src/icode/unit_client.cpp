@@ -33,7 +33,6 @@ uint32_t size_in_units(const NODE* tree) {
 
 void append_statement(NODE* tree, const POSITION& position) {
     function.statements = new_stmt(tree, position, function.statements);
-    function.statement_count++;
 }
 
 void begin_function(void*, SYMBOL* symbol, const POSITION& position, uint64_t offset) {
@@ -55,7 +54,8 @@ void begin_body(void*, const POSITION& position) { function.body = position; }
 void function_place(void*, const POSITION& position) { function.current = position; }
 
 void end_function(void* context, const POSITION& position) {
-    if (!function.info) return clear_function(); // it began with the other kind of record, which names no function to us
+    if (!function.info)
+        return clear_function(); // it began with the other kind of record, which names no function to us
     function.end = position;
     function.info->size = function.size_units;
     if (unit_of(context).function_read) unit_of(context).function_read(unit_of(context).context);

@@ -128,16 +128,6 @@ void put_pragma(ICODE_WRITER& writer, const PRAGMA& pragma) {
     for (uint32_t i = 0; i < pragma.count; ++i) put_string(writer, pragma.strings[i]);
 }
 
-void emit_symbol(ICODE_WRITER& writer, const SYMBOL& symbol) {
-    put_symbol(writer, symbol);
-    emit(writer, RK_SYMBOL);
-    const PRAGMA* pragma = symbol.pragmas;
-    for (int count = pragma_count(symbol); count > 0; --count, pragma = pragma->next) {
-        put_pragma(writer, *pragma);
-        emit(writer, RK_PRAGMA);
-    }
-}
-
 } // namespace
 
 void put_position(ICODE_WRITER& writer, const POSITION& position) {
@@ -166,8 +156,22 @@ uint32_t symbol_reference(ICODE_WRITER& writer, SYMBOL* symbol) {
 
 namespace {
 
+// A number, which says where or which, and a text.
+void echo(const char* name, int kind, long number, const char* text) {
+    trace("%s\t%d\t%ld\t\t\t;%s\n", name, kind, number, text);
+}
+
 void echo_scope(const char* name, int kind, const POSITION& position, const char* text) {
-    trace("%s\t%d\t%ld\t\t\t;%s\n", name, kind, static_cast<long>(position.line), text);
+    echo(name, kind, static_cast<long>(position.line), text);
+}
+
+// Records without a form of their own go by the name of their kind.
+void echo_record(RECORD_KIND kind, size_t number, const char* text) {
+    if (debug_on()) echo(record_layout(kind)->name, kind, static_cast<long>(number), text);
+}
+
+void echo_pragma(const PRAGMA& pragma) {
+    trace("%c[Pragma] %d %d\n", '#', pragma.kind, static_cast<int>(pragma.count));
 }
 
 } // namespace
@@ -181,6 +185,24 @@ void trace_symbol(char mark, const SYMBOL& symbol) {
           symbol.flags, static_cast<long>(symbol.align), type_text(symbol.type).c_str());
     trace("\t; (%d,%d)\n", static_cast<int>(symbol.position.line), static_cast<int>(symbol.position.column));
 }
+
+// --- Symbols ---
+
+namespace {
+
+void emit_symbol(ICODE_WRITER& writer, const SYMBOL& symbol) {
+    put_symbol(writer, symbol);
+    emit(writer, RK_SYMBOL);
+    trace_symbol('#', symbol);
+    const PRAGMA* pragma = symbol.pragmas;
+    for (int count = pragma_count(symbol); count > 0; --count, pragma = pragma->next) {
+        put_pragma(writer, *pragma);
+        emit(writer, RK_PRAGMA);
+        echo_pragma(*pragma);
+    }
+}
+
+} // namespace
 
 // --- Records of functions ---
 
@@ -198,7 +220,6 @@ void write_function_begin(ICODE_WRITER& writer, SYMBOL* symbol, const POSITION& 
 void write_symbol(ICODE_WRITER& writer, SYMBOL* symbol) {
     symbol->out_index = ++writer.local_symbols;
     emit_symbol(writer, *symbol);
-    trace_symbol('#', *symbol);
 }
 
 namespace {
@@ -271,7 +292,7 @@ void write_comment(ICODE_WRITER& writer, const char* text) {
 void write_pragma(ICODE_WRITER& writer, const PRAGMA& pragma) {
     put_pragma(writer, pragma);
     emit(writer, RK_PRAGMA);
-    trace("%c[Pragma] %d %d\n", '#', pragma.kind, static_cast<int>(pragma.count));
+    echo_pragma(pragma);
 }
 
 void write_initializer(ICODE_WRITER& writer, SYMBOL* symbol) {
@@ -282,6 +303,7 @@ void write_initializer(ICODE_WRITER& writer, SYMBOL* symbol) {
     put_uleb(writer, index);
     emit(writer, RK_INITIALIZER, nested);
     emit_waiting(writer);
+    echo_record(RK_INITIALIZER, index, symbol->name);
 }
 
 void write_string_list(ICODE_WRITER& writer, const STRING_LIST& list) { writer.string_lists.push_back(list); }
@@ -297,11 +319,13 @@ void write_header(ICODE_WRITER& writer) {
     for (const uint32_t section : writer.sections) put_word(writer, section);
     put_string(writer, writer.source_name);
     emit(writer, RK_HEADER);
+    echo_record(RK_HEADER, 0, writer.source_name.c_str());
 }
 
 void write_end(ICODE_WRITER& writer) {
     const uint8_t end = RK_END;
     emit_raw(writer, &end, 1);
+    echo("END", RK_END, 0, "");
 }
 
 void begin_section(ICODE_WRITER& writer, SECTION section) {
@@ -317,6 +341,7 @@ void write_string_lists(ICODE_WRITER& writer) {
         put_uleb(writer, list.strings.size());
         for (const char* text : list.strings) put_string(writer, text);
         emit(writer, RK_STRING_LIST);
+        echo_record(RK_STRING_LIST, list.id, "");
     }
     write_end(writer);
 }
@@ -342,6 +367,12 @@ void put_type_field(ICODE_WRITER& writer, char code, const TYPE_FIELD& field, co
     }
 }
 
+void echo_type(const TYPE_RECORD& record) {
+    const std::string text =
+        type_record_name(record.record_kind) + std::string(" ") + type_text(record.owner);
+    echo_record(RK_TYPE, record.owner->uid.number, text.c_str());
+}
+
 void write_types(ICODE_WRITER& writer) {
     if (writer.types->first_record()) begin_section(writer, SECTION_TYPES);
     for (const TYPE_RECORD* record = writer.types->first_record(); record; record = record->next) {
@@ -351,21 +382,25 @@ void write_types(ICODE_WRITER& writer) {
         for (const FIELD_LAYOUT& layout : *type_layout(record->record_kind))
             put_type_field(writer, layout.code, *field++, record->owner);
         emit(writer, RK_TYPE);
+        if (debug_on()) echo_type(*record);
     }
     write_end(writer);
 }
 
 void write_file_names(ICODE_WRITER& writer) {
     begin_section(writer, SECTION_FILE_NAMES);
+    size_t number = 0;
     for (const char* name : writer.file_names) {
         put_string(writer, name);
         emit(writer, RK_FILE_NAME);
+        echo_record(RK_FILE_NAME, ++number, name);
     }
     write_end(writer);
 }
 
 void write_symbols(ICODE_WRITER& writer) {
     begin_section(writer, SECTION_SYMBOLS);
+    trace_symbol_header();
     for (const SYMBOL* symbol : writer.symbols) emit_symbol(writer, *symbol);
     write_end(writer);
 }
@@ -398,18 +433,22 @@ bool close_icode_writer(ICODE_WRITER* writer) {
     enter_symbol_files(*writer);
     write_file_names(*writer);
     write_symbols(*writer);
+    const char* reason = nullptr; // of the first failure
+    const auto require = [&reason](bool good) {
+        if (!good && !reason) reason = errno ? strerror(errno) : "write failed";
+    };
     errno = 0;
-    bool good =
-        fflush(writer->stream) == 0 && !ferror(writer->stream) && fseek(writer->stream, 0, SEEK_SET) == 0;
-    if (good) write_header(*writer);
-    fseek(writer->stream, 0, SEEK_END); // a stream to memory is as long as its position
-    good = good && !ferror(writer->stream);
-    const bool closed = fclose(writer->stream) == 0;
-    if (!good || !closed)
-        fprintf(stderr, "\n>> Cannot Write Output icode File, %s : %s, Aborting\n",
-                errno ? strerror(errno) : "write failed", writer->name.c_str());
+    require(fflush(writer->stream) == 0 && !ferror(writer->stream));
+    require(fseek(writer->stream, 0, SEEK_SET) == 0);
+    if (!reason) write_header(*writer);
+    require(fseek(writer->stream, 0, SEEK_END) == 0); // a stream to memory is as long as its position
+    require(!ferror(writer->stream));
+    require(fclose(writer->stream) == 0);
+    if (reason)
+        fprintf(stderr, "\n>> Cannot Write Output icode File, %s : %s, Aborting\n", reason,
+                writer->name.c_str());
     delete writer;
-    return good && closed;
+    return !reason;
 }
 
 void abandon_icode_writer(ICODE_WRITER* writer) {

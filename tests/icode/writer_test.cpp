@@ -267,6 +267,53 @@ TEST_F(Writer, SymbolsKeepWhatTheFileSaidOfThem) {
     close_icode(reader);
 }
 
+// The trace names every record that goes into the file, in the order of the file.
+TEST_F(Writer, EveryRecordIsEchoed) {
+    TraceCapture capture;
+    write_string_list(*writer, {7, {"a"}});
+    TYPE* number = types.int_type();
+    SYMBOL* f = global("_f", types.make_function(number, true, false, 0));
+    SYMBOL* x = initialized("_x", number, {constant(number, 5)});
+    write_function_begin(*writer, f, POSITION{"a.c", 3, 1});
+    write_body_begin(*writer, POSITION{"a.c", 4, 1});
+    write_block_begin(*writer, POSITION{"a.c", 5, 1});
+    write_statement(*writer, new_binary(OP_ASG, number, new_name(x, number), constant(number, 1)),
+                    POSITION{"a.c", 6, 1});
+    write_block_end(*writer, POSITION{"a.c", 7, 1});
+    write_function_place(*writer, POSITION{"a.c", 8, 1});
+    write_leaf_note(*writer, "f");
+    write_label(*writer, 2);
+    write_pragma(*writer, PRAGMA{nullptr, nullptr, 0, PK_UNROLL});
+    write_function_end(*writer, POSITION{"a.c", 9, 1});
+    write_initializer(*writer, x);
+    close();
+    EXPECT_EQ(capture.text(), "I_BF\t1\t3\t\t\t;_f\n"
+                              "I_EA\t5\t4\t\t\t;\n"
+                              "I_BB\t3\t5\t\t\t;\n"
+                              ".6\n"
+                              "I_EB\t4\t7\t\t\t;\n"
+                              "I_EL\t6\t8\t\t\t;\n"
+                              "\n#\t'L':\tf is a leaf function.\n"
+                              "g2:\n"
+                              "#[Pragma] 2 0\n"
+                              "I_EF\t2\t9\t\t\t;\n"
+                              "INITIALIZER\t105\t1\t\t\t;_x\n"
+                              "END\t255\t0\t\t\t;\n"
+                              "STRING_LIST\t111\t7\t\t\t;\n"
+                              "END\t255\t0\t\t\t;\n"
+                              "TYPE\t116\t1\t\t\t;INT int\n"
+                              "TYPE\t116\t2\t\t\t;FUNCTION int (void)\n"
+                              "TYPE\t116\t3\t\t\t;VOID void\n"
+                              "END\t255\t0\t\t\t;\n"
+                              "FILE_NAME\t126\t1\t\t\t;a.c\n"
+                              "END\t255\t0\t\t\t;\n"
+                              "-- variable -- size -- offset/class/scqual/aln/stype;\n"
+                              "#   _f           0\t   0    5  0xe002   1 int (void)      \t; (0,0)\n"
+                              "#   _x           4\t   0    5  0xe002   4 int             \t; (0,0)\n"
+                              "END\t255\t0\t\t\t;\n"
+                              "HEADER\t8\t0\t\t\t;source.c\n");
+}
+
 // A whole function through the graph and out.
 class FunctionOutput : public Writer {
 protected:
