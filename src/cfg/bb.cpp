@@ -31,12 +31,6 @@ bool in_set(const BB_LIST* set, const BB* block) {
     return false;
 }
 
-int set_size(const BB_LIST* set) {
-    int size = 0;
-    for (; set; set = set->next) ++size;
-    return size;
-}
-
 void add_to_set(BB_LIST*& set, BB* block) {
     if (in_set(set, block)) return;
     auto* cell = new_recycled<BB_LIST>();

@@ -86,7 +86,6 @@ BB* new_block(STMT* stmts, STMT* last);
 void add_to_set(BB_LIST*& set, BB* block);
 void remove_from_set(BB_LIST*& set, const BB* block);
 bool in_set(const BB_LIST* set, const BB* block);
-int set_size(const BB_LIST* set);
 void free_set(BB_LIST*& set);
 // Edges, on both sides.
 void add_edge(BB* from, BB* to);

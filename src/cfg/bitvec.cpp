@@ -22,11 +22,11 @@ uint32_t* heap_words(uint32_t n) {
 }
 
 void fill_words(uint32_t* words, uint32_t n, bool ones) {
-    if (n) memset(words, ones ? 0xFF : 0, n * sizeof(uint32_t));
+    if (words) memset(words, ones ? 0xFF : 0, n * sizeof(uint32_t));
 }
 
 void copy_words(uint32_t* to, const uint32_t* from, uint32_t n) {
-    if (n) memcpy(to, from, n * sizeof(uint32_t));
+    if (to && n) memcpy(to, from, n * sizeof(uint32_t));
 }
 
 // Puts v on new heap storage for n members: ones, over whose start the words of `old` are copied.

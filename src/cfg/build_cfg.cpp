@@ -208,7 +208,7 @@ public:
         int32_t highest = 0;
         for_all([&](const LABEL_RECORD* label) { highest = std::max<int32_t>(highest, label->index); });
         lowest_ = flow_graph.fresh_label;
-        heads_.resize(static_cast<size_t>(highest - lowest_ + 1));
+        heads_.resize(slot(highest) + 1);
         for (BB* block = flow_graph.all_blocks; block; block = block->all_link)
             for (const LABEL_RECORD* label = block->labels; label; label = label->next)
                 if (LABEL_RECORD*& head = heads_[slot(label->index)]; !head) head = block->labels;

@@ -87,7 +87,7 @@ void dump_bb(const BB* first, const BB* last) {
 namespace {
 
 bool goes_to_next(const BB* block, const STMT* cell) {
-    if (cell->next || cell->tree->op != OP_BRANCH) return false;
+    if (cell->next || !cell->tree || cell->tree->op != OP_BRANCH) return false;
     const NODE* leaf = cell->tree->left;
     return leaf && leaf->op == OP_LABEL && leaf->label() && leaf->label()->block == block->dflink;
 }

@@ -96,7 +96,7 @@ void number_chain(F visit) {
         block->dfn = ++number;
         visit(block);
     }
-    flow_graph.bb_list->rdflink = before;
+    if (flow_graph.bb_list) flow_graph.bb_list->rdflink = before;
     flow_graph.bb_count = number;
 }
 

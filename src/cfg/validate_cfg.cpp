@@ -86,7 +86,7 @@ void check_targets(CFG_CHECK& check, BB* block, NODE* branch) {
 void check_branch(CFG_CHECK& check, BB* block) {
     if (!block->stmts) return check.uncorrected(" +++++ BB%d has no statement list\n", block->dfn);
     NODE* branch = ending_branch(block);
-    if (!is_ending_branch(branch->op))
+    if (!branch || !is_ending_branch(branch->op))
         return check.uncorrected(" +++++ BB%d has no ending branch\n", block->dfn);
     const bool returns = branch->op == OP_RETURN || branch->op == OP_URETURN;
     if (!returns || block->succs) check_targets(check, block, branch);
@@ -117,13 +117,16 @@ void check_mutual(CFG_CHECK& check, BB_LIST* BB::* set, BB_LIST* BB::* other, co
 
 // --- reach ---
 
+// Blocks that lose their last predecessor here are found by a later round, or by this one when they come later.
 void check_reach(CFG_CHECK& check) {
+    std::vector<bool> reported(static_cast<size_t>(flow_graph.bb_count) + 1);
     for (bool found = true; found;) {
         found = false;
         for (BB* block = flow_graph.bb_list->dflink; block; block = block->dflink) {
-            if (block->preds || !block->succs) continue;
+            if (block->preds || reported[static_cast<size_t>(block->dfn)]) continue;
             check.corrected(" ----- BB%d cannot be reached from the entry block\n", block->dfn);
             while (block->succs) remove_edge(block, block->succs->block);
+            reported[static_cast<size_t>(block->dfn)] = true;
             found = true;
         }
     }
@@ -138,7 +141,8 @@ void report_count(const char* format, int count) {
 CFG_ERRORS check_cfg() {
     CFG_CHECK check;
     if (!flow_graph.bb_list) {
-        check.uncorrected(" +++++ bb_list == NULL\n");
+        check.errors.uncorrected++;
+        trace(" +++++ bb_list == NULL\n");
         return check.errors;
     }
     for (BB* block = flow_graph.bb_list; block; block = block->dflink) {

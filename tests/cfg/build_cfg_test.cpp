@@ -251,6 +251,31 @@ TEST_F(ValidateCfg, FaultsAreFoundAndTwoKindsMended) {
     EXPECT_NE(capture.text().find(" +++++ BB1 has improper <dflink>\n"), std::string::npos);
 }
 
+TEST_F(ValidateCfg, BlocksThatNothingReachesAreCutOffEachOnce) {
+    SYMBOL* x = variable("x");
+    if_goes(x, 1, 2);
+    label(1);
+    assign(x, 1);
+    branch(3);
+    label(2);
+    assign(x, 2);
+    label(3);
+    add(new_binary(OP_RETURN, types.void_type(), use(x), use(x)));
+    build_cfg();
+    expect_sound();
+    ASSERT_EQ(shape(), "1>3,2 2>4 3>4 4>");
+    // The entry now goes nowhere: both arms and then their join, which has no successors, are out of reach.
+    BB* entry = block_number(1);
+    while (entry->succs) remove_edge(entry, entry->succs->block);
+    entry->last_stmt->tree = new_ureturn();
+    TraceCapture capture;
+    const CFG_ERRORS errors = check_cfg();
+    EXPECT_EQ(errors.corrected, 3) << capture.text();
+    EXPECT_EQ(errors.uncorrected, 0) << capture.text();
+    EXPECT_NE(capture.text().find(" ----- BB4 cannot be reached from the entry block\n"), std::string::npos);
+    EXPECT_EQ(block_number(2)->succs, nullptr);
+}
+
 TEST_F(ValidateCfg, BranchesStandLastAndOnlyThere) {
     SYMBOL* x = variable("x");
     assign(x, 1);
