@@ -5,7 +5,9 @@
 // sets; nothing is opened for writing before everything that can be refused has been.
 #include "driver/command_line.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -108,7 +110,9 @@ void answer_questions(const OPTIONS& options) {
     if (run_files.reader) close_icode(run_files.reader);
     run_files.reader = nullptr;
     release_command_line();
-    exit(0);
+    if (fflush(stdout) == 0) exit(0);
+    fprintf(stderr, "\n>> Cannot Write Standard Output, %s, Aborting\n", strerror(errno));
+    exit(1);
 }
 
 void apply_settings(const OPTIONS& options) {

@@ -1,6 +1,11 @@
 // The current function; see current_function.h.
+//
+// Before a release the trace's check looks for pointers that would dangle. Whole it takes as long as the file is large,
+// so it is whole only between the phases. After a function it covers what the function can have touched: its own trees
+// and symbols, the file's symbols that came since the last check, and the records of those that its trees name.
 #include "driver/current_function.h"
 
+#include <unordered_set>
 #include <vector>
 
 #include "cfg/bb.h"
@@ -44,10 +49,20 @@ void collect_symbols(const SYMBOL_LIST& list, std::vector<SYMBOL*>& symbols) {
     for (SYMBOL* symbol = list.first; symbol; symbol = symbol->next) symbols.push_back(symbol);
 }
 
-// The symbols of the file with the trees of their initializers, and those of the function.
-std::vector<SYMBOL*> all_symbols() {
+// Where the next check of new file symbols begins: the last one of the list at the last check. Null: at the first.
+SYMBOL* last_checked;
+
+void collect_new_file_symbols(std::vector<SYMBOL*>& symbols) {
+    for (SYMBOL* symbol = last_checked ? last_checked : file_symbols.first; symbol; symbol = symbol->next)
+        symbols.push_back(symbol);
+    last_checked = file_symbols.last;
+}
+
+// The symbols of the function, and those of the file that were not checked with it before.
+std::vector<SYMBOL*> symbols_to_check() {
+    if (!run.current_function) last_checked = nullptr;
     std::vector<SYMBOL*> symbols;
-    collect_symbols(file_symbols, symbols);
+    collect_new_file_symbols(symbols);
     collect_symbols(function_symbols.parameters, symbols);
     collect_symbols(function_symbols.variables, symbols);
     collect_symbols(function_symbols.temporaries, symbols);
@@ -55,9 +70,28 @@ std::vector<SYMBOL*> all_symbols() {
     return symbols;
 }
 
+// The file's symbols that the trees name, each once.
+std::vector<SYMBOL*> named_file_symbols(std::vector<NODE*> trees) {
+    std::vector<SYMBOL*> symbols;
+    std::unordered_set<const SYMBOL*> seen;
+    while (!trees.empty()) {
+        const NODE* node = trees.back();
+        trees.pop_back();
+        for (; node; node = node->left) {
+            if (node->right) trees.push_back(node->right);
+            SYMBOL* named = node->op == OP_NAME ? node->symbol() : nullptr;
+            if (named && !named->local && seen.insert(named).second) symbols.push_back(named);
+        }
+    }
+    return symbols;
+}
+
 void check_storage() {
     if (!debug_on()) return;
-    check_zones(function_trees(), {}, all_symbols());
+    const std::vector<NODE*> trees = function_trees();
+    const std::vector<SYMBOL*> symbols = symbols_to_check();
+    const std::vector<SYMBOL*> records = named_file_symbols(trees);
+    check_zones({.function_trees = trees, .symbols = symbols, .records = records});
     report_memory();
 }
 

@@ -52,10 +52,10 @@ int run_optimizer(int argc, char** argv) {
     save_options();
     optimize_file();
     report_step_times();
-    const bool complete = close_icode_files();
-    close_text_files();
+    const bool output_complete = close_icode_files();
+    const bool texts_complete = close_text_files();
     release_run();
-    return complete ? 0 : 1;
+    return output_complete && texts_complete ? 0 : 1;
 }
 
 } // namespace pelorus

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "driver/options.h"
 #include "support/fatal.h"
@@ -153,9 +154,24 @@ void close_reader() {
     run_files.reader = nullptr;
 }
 
-void close_text(FILE*& stream) {
-    if (stream && stream != stderr) fclose(stream);
-    stream = nullptr;
+// False, after a message, when not all of the stream's text could be written.
+bool close_text(FILE*& stream, const char* what, const std::string& name) {
+    FILE* closing = std::exchange(stream, nullptr);
+    if (!closing || closing == stderr) return true;
+    errno = 0;
+    const bool written = fflush(closing) == 0 && !ferror(closing);
+    const int problem = errno;
+    if (fclose(closing) == 0 && written) return true;
+    fprintf(stderr, "\n>> Cannot Write %s, %s : %s\n", what, problem ? strerror(problem) : "write failed",
+            name.c_str());
+    return false;
+}
+
+bool close_debug_stream() {
+    const bool complete =
+        close_text(trace_state.debug_stream, "Debug File", with_extension(run.input_name, ".odb", true));
+    trace_state.debug_output = false;
+    return complete;
 }
 
 } // namespace
@@ -176,13 +192,13 @@ void abandon_icode_files() {
     if (!settings.keep_output) remove_output();
 }
 
-void close_text_files() {
+bool close_text_files() {
     trace("\n== END OF DEBUG OUTPUT==\n");
-    close_text(trace_state.debug_stream);
-    trace_state.debug_output = false;
+    const bool debug_complete = close_debug_stream();
     info("\n== END OF INFO OUTPUT==\n");
-    close_text(trace_state.info_stream);
+    const bool info_complete = close_text(trace_state.info_stream, "Info File", run_files.info_name);
     trace_state.info_output = false;
+    return debug_complete && info_complete;
 }
 
 void leave_without_output(int status) {
@@ -196,8 +212,7 @@ void fatal_exit() {
     leaving = true;
     abandon_icode_files();
     trace("\n>>>> Optimizer terminated abnormally.\n");
-    close_text(trace_state.debug_stream);
-    trace_state.debug_output = false;
+    close_debug_stream();
     fputs("\n>>>> Optimizer terminated abnormally\n", stderr);
     if (run.current_function) fprintf(stderr, ">>>>    in function %s()\n", run.current_function_name);
     fprintf(stderr, ">>>>    in file \"%s\"\n", run.current_file);

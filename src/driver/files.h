@@ -47,8 +47,9 @@ void open_output_file();
 bool close_icode_files();
 // Closes input and output and removes the output, which is not complete.
 void abandon_icode_files();
-// Ends the debug and information output with their last lines.
-void close_text_files();
+// Ends the debug and information output with their last lines. False, after a message, when one of them could not be
+// written in full.
+bool close_text_files();
 
 // What an error in the input or an option does: the run ends with `status` and leaves no output.
 [[noreturn]] void leave_without_output(int status);

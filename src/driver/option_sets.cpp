@@ -48,6 +48,9 @@ void override_options(std::string_view text) {
     settings.thumb_state = DEFAULTS.thumb_state;
     settings.optimization_level = DEFAULTS.optimization_level;
     settings.inline_threshold = DEFAULTS.inline_threshold;
+    // What follows from a level goes with it.
+    settings.level4_inlining = DEFAULTS.level4_inlining;
+    settings.keep_unoptimized = DEFAULTS.keep_unoptimized;
     trace("[Overriding options to be \"%s\"", std::string(text).c_str());
 
     // The command line's arguments are not there for an override to take.

@@ -1,7 +1,9 @@
 // The report of fatal signals; see signals.h.
 //
 // It prints with stdio, which a handler may not do by the letter. What matters is that the words come out in nearly
-// every crash, and that nothing else happens: no destructor, no flush of other streams, no file is touched.
+// every crash, and that nothing else happens: no destructor, no flush of other streams, no file is touched. It runs on a
+// stack of its own, since a stack that has overflowed has no room for it. When it crashes itself, the process ends with
+// the same status and without more words.
 #include "driver/signals.h"
 
 #include <csignal>
@@ -18,6 +20,10 @@ namespace {
 
 constexpr int FATAL_SIGNALS[] = {SIGILL, SIGABRT, SIGFPE, SIGSEGV, SIGTERM, SIGINT};
 constexpr int SIGNAL_STATUS = 2;
+
+// What stdio needs to print unbuffered, several times over.
+constexpr size_t HANDLER_STACK_BYTES = size_t{64} * 1024;
+alignas(16) char handler_stack[HANDLER_STACK_BYTES];
 
 // The state may be what caused the crash: small numbers are no pointers.
 constexpr uintptr_t LOWEST_POINTER = 1001;
@@ -40,6 +46,9 @@ const char* signal_description(int signal_number) {
 }
 
 void handle_signal(int signal_number) {
+    static volatile sig_atomic_t reporting = 0;
+    if (reporting) _Exit(SIGNAL_STATUS);
+    reporting = 1;
     report_signal(signal_number);
     _Exit(SIGNAL_STATUS);
 }
@@ -66,7 +75,16 @@ void report_signal(int signal_number) {
 }
 
 void install_signal_handlers() {
-    for (const int signal_number : FATAL_SIGNALS) std::signal(signal_number, handle_signal);
+    stack_t stack{};
+    stack.ss_sp = handler_stack;
+    stack.ss_size = sizeof handler_stack;
+    struct sigaction action{};
+    action.sa_handler = handle_signal;
+    action.sa_flags = SA_NODEFER; // a blocked signal would kill the process with a status of its own
+    if (sigaltstack(&stack, nullptr) == 0) action.sa_flags |= SA_ONSTACK;
+    for (const int signal_number : FATAL_SIGNALS) sigaction(signal_number, &action, nullptr);
+    std::signal(SIGPIPE,
+                SIG_IGN); // a reader that went away is a write that failed, which the files' ends report
 }
 
 } // namespace pelorus

@@ -145,6 +145,21 @@ TEST_F(OptionSettings, AGlobalOverrideBecomesTheBaseline) {
               "[Restoring options --> -o2 -i1 -Z0]\n");
 }
 
+TEST_F(OptionSettings, WhatALevelBringsGoesWhenAnOverrideSetsAnotherLevel) {
+    settings = applied({"o4"});
+    save_options();
+    override_options("-o2");
+    EXPECT_EQ(settings.level4_inlining, 0);
+    restore_options();
+    EXPECT_EQ(settings.level4_inlining, 1);
+    global_override("-o0");
+    EXPECT_EQ(settings.keep_unoptimized, 1);
+    override_options("-o2");
+    EXPECT_EQ(settings.keep_unoptimized, 0) << "the function asks for more than the file";
+    restore_options();
+    EXPECT_EQ(settings.keep_unoptimized, 1);
+}
+
 TEST_F(OptionSettings, AnOverrideTakesNoWordOfTheCommandLine) {
     words_ = {"3"};
     const Outcome outcome = observe([] { override_options("-o 2"); });

@@ -240,6 +240,23 @@ TEST_F(Program, ReportsAnOutputThatCannotBeWrittenInFull) {
     expect_run("in.if /dev/full", 1,
                "\n>> Cannot Write Output icode File, No space left on device : /dev/full, Aborting\n");
     EXPECT_TRUE(fs::exists("/dev/full")) << "a device is never removed";
+    expect_run("in.if --info -o3 --info_file=/dev/full", 1,
+               "\n>> Cannot Write Info File, No space left on device : /dev/full\n");
+    EXPECT_TRUE(exists("in.opt")) << "the output itself is complete";
+    EXPECT_EQ(std::system(PELORUS_EXECUTABLE " --help >/dev/full 2>/dev/null"), 1 << 8);
+}
+
+TEST_F(Program, TakesAClosedPipeForAnErrorAndNotForASignal) {
+    ICODE_FILE file = full_file();
+    for (int i = 0; i < 4000; ++i)
+        file.symbols.add(symbol_record({"_more_than_a_pipe_holds", INT, SC_EXTERN_DEF}));
+    put("in.if", file.bytes());
+    const std::string command = "cd '" + path("").string() +
+                                "' && ('" PELORUS_EXECUTABLE "' in.if /dev/stdout 2>stderr.txt; "
+                                "echo $? >status.txt) | head -c 1 >/dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(get("status.txt"), "1\n");
+    EXPECT_TRUE(get("stderr.txt").starts_with("\n>> Cannot Write Output icode File, ")) << get("stderr.txt");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 
 #include "ir/funinfo.h"
 #include "support/run.h"
@@ -64,6 +65,23 @@ TEST_F(Signals, EveryFatalSignalEndsTheProcessWithStatus2) {
     for (const int signal_number : {SIGILL, SIGABRT, SIGFPE, SIGSEGV, SIGINT})
         EXPECT_EXIT(die(signal_number), testing::ExitedWithCode(2), "INTERNAL ERROR: opt ");
     EXPECT_EXIT(die(SIGTERM), testing::ExitedWithCode(2), "opt received a terminate signal");
+}
+
+// Deeper than any stack; each frame depends on the one above.
+int descend(const volatile char* above, int depth) {
+    volatile char frame[4096];
+    frame[0] = above[0];
+    return depth ? descend(frame, depth - 1) + frame[0] : frame[0];
+}
+
+TEST_F(Signals, AStackThatOverflowedLeavesRoomForTheReport) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto overflow = [] {
+        install_signal_handlers();
+        const volatile char top = 0;
+        exit(descend(&top, 1 << 24));
+    };
+    EXPECT_EXIT(overflow(), testing::ExitedWithCode(2), "opt experienced a segmentation fault while");
 }
 
 } // namespace

@@ -62,7 +62,7 @@ TEST_F(FreeList, SmallObjectsAreNotWrittenBeyondTheirEnd) {
 
 TEST_F(FreeList, SizesBelowFourEndTheRun) {
     char object[4];
-    for (size_t size : {0, 1, 3}) {
+    for (size_t size : std::initializer_list<size_t>{0, 1, 3}) {
         EXPECT_THROW(put_free(object, size), FatalExit);
         EXPECT_THROW(get_free(size), FatalExit);
     }

@@ -96,7 +96,7 @@ TEST_F(Zone, KnowsItsAddresses) {
 TEST_F(Zone, CheckingModeFreesItsBlocksLastFirst) {
     set_zone_checking(true);
     std::vector<void*> blocks;
-    for (size_t size : {1, 40000, 0, 8, 8}) blocks.push_back(zalloc(size));
+    for (size_t size : std::initializer_list<size_t>{1, 40000, 0, 8, 8}) blocks.push_back(zalloc(size));
     EXPECT_EQ(failing_heap.requests[2], 40000u);
     EXPECT_FALSE(in_zone(blocks[1]));
     EXPECT_EQ(zone_statistics().local_bytes, 40017);
@@ -215,7 +215,7 @@ TEST_F(Zone, EveryWayOfRunningOutOfMemoryEndsTheRunWithItsMessages) {
 TEST_F(Zone, ReportsItsStatisticsAndEmptiesTheHistogram) {
     ZALLOC0(false, 64);
     set_zone_histogram(true);
-    for (size_t size : {100, 8, 100, 24}) zalloc(size);
+    for (size_t size : std::initializer_list<size_t>{100, 8, 100, 24}) zalloc(size);
     zone_statistics().local_bitvecs = 2;
     zone_statistics().local_bitvec_bits = 140;
     zone_statistics().max_bitvec_bits = 100;
