@@ -12,6 +12,13 @@ using namespace clang;
 
 namespace {
 
+// A linkage name: the C name behind one underscore.
+std::string underscored(StringRef name) {
+    std::string text(1, '_');
+    text.append(name.data(), name.size());
+    return text;
+}
+
 // Refusals point at the declaration while its symbol is made.
 class STANDING {
 public:
@@ -74,7 +81,7 @@ void add_attributes(UNIT& unit, SYMBOL* symbol, const Decl* declared) {
     if (const auto* section = decl->getAttr<SectionAttr>())
         add_attribute(symbol, "section", section->getName().str());
     if (const auto* alias = decl->getAttr<AliasAttr>()) {
-        add_attribute(symbol, "alias", "_" + alias->getAliasee().str());
+        add_attribute(symbol, "alias", underscored(alias->getAliasee()));
         need_target(unit, alias);
     }
     if (const auto* visible = decl->getAttr<VisibilityAttr>())
@@ -184,9 +191,9 @@ std::string linkage_name(const NamedDecl* declaration) {
     if (const auto* label = declaration->getMostRecentDecl()->getAttr<AsmLabelAttr>()) {
         StringRef text = label->getLabel();
         text.consume_front("\01");
-        return "_" + text.str();
+        return underscored(text);
     }
-    return "_" + declaration->getNameAsString();
+    return underscored(declaration->getNameAsString());
 }
 
 SYMBOL* function_symbol(UNIT& unit, const FunctionDecl* function) {
@@ -251,7 +258,7 @@ SYMBOL* called_symbol(UNIT& unit, const FunctionDecl* function) {
 }
 
 SYMBOL* library_function(UNIT& unit, const std::string& name, TYPE* type) {
-    if (SYMBOL* known = unit.by_name.lookup("_" + name)) return known;
+    if (SYMBOL* known = unit.by_name.lookup(underscored(name))) return known;
     const DeclarationName identifier(&unit.ast->Idents.get(name));
     for (const NamedDecl* found : unit.ast->getTranslationUnitDecl()->lookup(identifier))
         if (const auto* function = dyn_cast<FunctionDecl>(found)) return function_symbol(unit, function);
@@ -260,12 +267,12 @@ SYMBOL* library_function(UNIT& unit, const std::string& name, TYPE* type) {
     fields.type = type;
     fields.align = 4;
     fields.order = unit.next_order++;
-    return make_global(unit, fields, "_" + name);
+    return make_global(unit, fields, underscored(name));
 }
 
 SYMBOL* library_function(UNIT& unit, const std::string& name, TYPE* result,
                          const std::vector<TYPE*>& parameters) {
-    if (SYMBOL* known = unit.by_name.lookup("_" + name)) return known;
+    if (SYMBOL* known = unit.by_name.lookup(underscored(name))) return known;
     TYPE* type = unit.types.make_function(result, true, false, 0);
     for (TYPE* parameter : parameters) unit.types.add_parameter(type, parameter);
     return library_function(unit, name, type);
@@ -281,7 +288,7 @@ SYMBOL* unnamed_object(UNIT& unit, const char* what, TYPE* type, uint32_t size, 
     fields.align = align;
     fields.order = unit.next_order++;
     fields.position = position_of(unit, place);
-    return make_global(unit, fields, "_" + std::string(what) + "$" + std::to_string(unit.next_static++));
+    return make_global(unit, fields, underscored(what) + "$" + std::to_string(unit.next_static++));
 }
 
 SYMBOL* literal_object(UNIT& unit, const Expr* literal) {

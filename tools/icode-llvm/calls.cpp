@@ -26,7 +26,7 @@ bool has_effects(const NODE* tree) {
     while (!rest.empty()) {
         const NODE* node = rest.back();
         rest.pop_back();
-        OPCODE_CLASS kind = opcode_facts[node->op].kind;
+        OPCODE_CLASS kind = opcode_fact(node->op).kind;
         if (kind == OPCODE_CLASS::ASSIGNS || kind == OPCODE_CLASS::CALLS) return true;
         if (node->left) rest.push_back(node->left);
         if (node->right) rest.push_back(node->right);

@@ -200,7 +200,7 @@ VALUE emit_start(EMITTER& emitter, const NODE* tree) {
     case OP_ARGREF: return emit_argument_walk(emitter);
     default: break;
     }
-    if (opcode_facts[tree->op].kind == OPCODE_CLASS::ASSIGNS) return emit_assignment(emitter, tree);
+    if (opcode_fact(tree->op).kind == OPCODE_CLASS::ASSIGNS) return emit_assignment(emitter, tree);
     refuse(emitter.module, "%s (opcode %d) cannot be translated", opcode_name(tree->op), tree->op);
 }
 

@@ -24,7 +24,7 @@ TREE_LIST statements_in_order() {
 // The object that an operator changes or takes the address of, when it is a parameter.
 const SYMBOL* parameter_as_object(const NODE* node) {
     bool object =
-        opcode_facts[node->op].kind == OPCODE_CLASS::ASSIGNS || node->op == OP_UAND || node->op == OP_ACONV;
+        opcode_fact(node->op).kind == OPCODE_CLASS::ASSIGNS || node->op == OP_UAND || node->op == OP_ACONV;
     if (!object || !node->left) return nullptr;
     const NODE* left = node->left;
     while (left->op == OP_COMMAOP) left = left->right;

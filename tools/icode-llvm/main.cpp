@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/whole_file.h"
 #include "translate.h"
 
 namespace pelorus {
@@ -24,8 +25,8 @@ constexpr size_t STACK_BYTES = size_t(1) << 29;
 
 struct OPTIONS {
     const char* input = nullptr;
-    const char* output = nullptr; // null: the standard output
-    bool pic = false;             // code for a shared library
+    const char* output = "-"; // the standard output
+    bool pic = false;         // code for a shared library
 };
 
 const char usage[] =
@@ -66,23 +67,14 @@ OPTIONS read_options(int argc, char** argv) {
     return options;
 }
 
-void write_output(const OPTIONS& options, const std::string& text) {
-    FILE* stream = options.output ? fopen(options.output, "wb") : stdout;
-    bool written = stream && fwrite(text.data(), 1, text.size(), stream) == text.size();
-    if (stream && (stream == stdout ? fflush(stream) : fclose(stream)) != 0) written = false;
-    if (written) return;
-    perror(options.output ? options.output : "icode-llvm: standard output");
-    if (options.output && stream) remove(options.output);
-    exit(1);
-}
-
 void translate(const OPTIONS& options) {
     FILE* stream = fopen(options.input, "rb");
     if (!stream) {
         perror(options.input);
         exit(1);
     }
-    write_output(options, translate_unit(stream, options.input, options.pic));
+    const std::string text = translate_unit(stream, options.input, options.pic);
+    if (!write_file_bytes("icode-llvm", options.output, text)) exit(1);
 }
 
 void* translate_on_thread(void* options) {

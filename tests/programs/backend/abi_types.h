@@ -6,70 +6,147 @@
 #include <stdarg.h>
 #include <string.h>
 
-struct one_float { float a; };
-struct two_floats { float a, b; };
-struct four_doubles { double a[4]; };
-struct five_doubles { double a[5]; };
-struct nested_floats { struct one_float a[2]; float b; };
-union float_union { float a; float b[3]; };
-struct float_and_nothing { float a; struct {} b; };
-struct mixed { float a; int b; };
-struct double_float { double a; float b; };
-struct one_byte { char a; };
-struct two_bytes { short a; };
-struct three_bytes { char a[3]; };
-struct one_word { int a; };
-struct bits { int a : 5; unsigned b : 20; };
-struct six_bytes { short a[3]; };
-struct nine_bytes { char a[9]; };
-struct two_words { int a, b; };
-struct long_word { long long a; int b; };
-struct aligned_words { int a[3]; } __attribute__((aligned(16)));
-struct packed_long { char a; long long b; } __attribute__((packed));
-struct sixty_four { int a[16]; };
-struct sixty_five { char a[65]; };
-struct long_large { long long a[9]; };
-struct packed_large { char a; long long b[9]; } __attribute__((packed));
-struct pointers { char *a; void (*b)(void); };
+struct one_float {
+    float a;
+};
+struct two_floats {
+    float a, b;
+};
+struct four_doubles {
+    double a[4];
+};
+struct five_doubles {
+    double a[5];
+};
+struct nested_floats {
+    struct one_float a[2];
+    float b;
+};
+union float_union {
+    float a;
+    float b[3];
+};
+struct float_and_nothing {
+    float a;
+    struct {
+    } b;
+};
+struct mixed {
+    float a;
+    int b;
+};
+struct double_float {
+    double a;
+    float b;
+};
+struct one_byte {
+    char a;
+};
+struct two_bytes {
+    short a;
+};
+struct three_bytes {
+    char a[3];
+};
+struct one_word {
+    int a;
+};
+struct bits {
+    int a : 5;
+    unsigned b : 20;
+};
+struct six_bytes {
+    short a[3];
+};
+struct nine_bytes {
+    char a[9];
+};
+struct two_words {
+    int a, b;
+};
+struct long_word {
+    long long a;
+    int b;
+};
+struct aligned_words {
+    int a[3];
+} __attribute__((aligned(16)));
+struct packed_long {
+    char a;
+    long long b;
+} __attribute__((packed));
+struct sixty_four {
+    int a[16];
+};
+struct sixty_five {
+    char a[65];
+};
+struct long_large {
+    long long a[9];
+};
+struct packed_large {
+    char a;
+    long long b[9];
+} __attribute__((packed));
+struct pointers {
+    char* a;
+    void (*b)(void);
+};
 
-#define ABI_TYPES(X)                                                                                                   \
-    X(one_float, struct one_float) X(two_floats, struct two_floats) X(four_doubles, struct four_doubles)               \
-    X(five_doubles, struct five_doubles) X(nested_floats, struct nested_floats) X(float_union, union float_union)      \
-    X(float_and_nothing, struct float_and_nothing) X(mixed, struct mixed) X(double_float, struct double_float)         \
-    X(one_byte, struct one_byte) X(two_bytes, struct two_bytes) X(three_bytes, struct three_bytes)                     \
-    X(one_word, struct one_word) X(bits, struct bits) X(six_bytes, struct six_bytes) X(nine_bytes, struct nine_bytes)  \
-    X(two_words, struct two_words) X(long_word, struct long_word) X(aligned_words, struct aligned_words)               \
-    X(packed_long, struct packed_long) X(sixty_four, struct sixty_four) X(sixty_five, struct sixty_five)               \
-    X(long_large, struct long_large) X(packed_large, struct packed_large) X(pointers, struct pointers)                 \
-    X(long_long, long long) X(single, double)
+/* clang-format off */
+#define ABI_TYPES(X) \
+    X(two_floats, struct two_floats) \
+    X(four_doubles, struct four_doubles) \
+    X(five_doubles, struct five_doubles) \
+    X(nested_floats, struct nested_floats) \
+    X(float_union, union float_union) \
+    X(float_and_nothing, struct float_and_nothing) \
+    X(mixed, struct mixed) \
+    X(double_float, struct double_float) \
+    X(one_byte, struct one_byte) \
+    X(two_bytes, struct two_bytes) \
+    X(three_bytes, struct three_bytes) \
+    X(one_word, struct one_word) \
+    X(bits, struct bits) \
+    X(six_bytes, struct six_bytes) \
+    X(nine_bytes, struct nine_bytes) \
+    X(two_words, struct two_words) \
+    X(long_word, struct long_word) \
+    X(aligned_words, struct aligned_words) \
+    X(packed_long, struct packed_long) \
+    X(sixty_four, struct sixty_four) \
+    X(sixty_five, struct sixty_five) \
+    X(long_large, struct long_large) \
+    X(packed_large, struct packed_large) \
+    X(pointers, struct pointers) \
+    X(long_long, long long) \
+    X(single, double)
+/* clang-format on */
 
 /* Fills an object with bytes that depend on `seed`, and says whether an object has them. */
-static void fill(void *object, unsigned size, int seed)
-{
-    unsigned char *p = object;
-    for (unsigned i = 0; i < size; i++)
-        p[i] = (unsigned char)(seed * 37 + (int)i * 11 + 1);
+static void fill(void* object, unsigned size, int seed) {
+    unsigned char* p = object;
+    for (unsigned i = 0; i < size; i++) p[i] = (unsigned char)(seed * 37 + (int)i * 11 + 1);
 }
 
-static int is_filled(const void *object, unsigned size, int seed)
-{
-    const unsigned char *p = object;
+static int is_filled(const void* object, unsigned size, int seed) {
+    const unsigned char* p = object;
     for (unsigned i = 0; i < size; i++)
-        if (p[i] != (unsigned char)(seed * 37 + (int)i * 11 + 1))
-            return 0;
+        if (p[i] != (unsigned char)(seed * 37 + (int)i * 11 + 1)) return 0;
     return 1;
 }
 
-#define DECLARE(name, type)                                                                                            \
-    type pass_##name(char c, type a, double d, type b, signed char s, type e, float f, long long l, type g);           \
+#define DECLARE(name, type)                                                                                  \
+    type pass_##name(char c, type a, double d, type b, signed char s, type e, float f, long long l, type g); \
     type walk_##name(int count, ...);
 ABI_TYPES(DECLARE)
 
 struct nothing {};
 int with_nothing(struct nothing a, int b, struct nothing c, double d);
-float many_floats(float a, double b, float c, double d, float e, float f, float g, double h, float i, float j, float k,
-                  float l, float m, double n, float o, double p);
-long long many_words(int a, long long b, int c, short d, long long e, unsigned char f, _Bool g, signed char h);
+float many_floats(float a, double b, float c, double d, float e, float f, float g, double h, float i, float j,
+                  float k, float l, float m, double n, float o, double p);
+long long many_words(int a, long long b, int c, short d, long long e, unsigned char f, _Bool g,
+                     signed char h);
 signed char narrow_char(int x);
 unsigned short narrow_short(int x);
 _Bool narrow_bool(int x);
