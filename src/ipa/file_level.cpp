@@ -26,7 +26,7 @@ constexpr int32_t MODE_LIBRARY = 3; // any other mode is program and library
 
 void apply_mode(int32_t mode) {
     file_level.whole_program = mode != MODE_OFF && mode != MODE_LIBRARY;
-    file_level.library_entry = mode != MODE_OFF && mode != MODE_PROGRAM;
+    file_level.is_library = mode != MODE_OFF && mode != MODE_PROGRAM;
     file_level.use_pseudo_function = mode != MODE_OFF;
 }
 

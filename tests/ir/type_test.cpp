@@ -180,7 +180,7 @@ TEST_F(Type, ATypeIsSoundFromTheStart) {
     const TYPE_FIELD hollow[] = {typ(nullptr), num(1), num(0), num(0), num(0), typ(nullptr)};
     EXPECT_EQ(error_of([&] { types.add_record(0, TR_QUALIFIED, hollow); }),
               error("type without its component type"));
-    TYPE* routine = types.make_function(int_type, true, false);
+    TYPE* routine = types.make_function(int_type, true, false, 0);
     EXPECT_EQ(error_of([&] { types.add_parameter(routine, nullptr); }),
               error("type without its component type"));
     const TYPE_FIELD crooked[] = {typ(int_type), num(4), num(3)};
