@@ -10,7 +10,7 @@ namespace pelorus {
 
 struct FILE_LEVEL {
     bool whole_program = false;         // the file is the whole program
-    bool is_library = false;         // the file is a library: whoever links it may call its functions
+    bool is_library = false;            // the file is a library: whoever links it may call its functions
     bool use_pseudo_function = false;   // calls from outside count as calls by the pseudo-function
     FUNINFO* pseudo_function = nullptr; // stands for the callers outside the file; file zone
     bool has_call_graph = false;        // `functions` means something

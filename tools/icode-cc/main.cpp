@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 #include <unistd.h>
@@ -186,7 +187,8 @@ bool write_output(const char* name, FILE* from) {
     const bool copied = file && copy_file(from, file);
     if (file && fclose(file) == 0 && copied) return true;
     fprintf(stderr, "icode-cc: cannot write %s: %s\n", name, strerror(errno));
-    if (file) remove(name);
+    std::error_code ignored;
+    if (file && std::filesystem::is_regular_file(name, ignored)) remove(name); // a device stays
     return false;
 }
 

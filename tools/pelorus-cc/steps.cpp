@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "process.h"
 
@@ -41,7 +42,8 @@ bool run_step(const COMMAND& command, const WORDS& words, const std::string& out
     if (command.show || command.verbose) print_step(words);
     if (command.show) return true;
     if (run_program(words) == 0) return true;
-    if (!output.empty() && output != "/dev/null") unlink(output.c_str());
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(output, ignored)) unlink(output.c_str()); // a device stays
     return false;
 }
 
