@@ -337,8 +337,11 @@ void print_function_form(PRINTER& printer, const NODE* node, const std::string& 
 
 // --- Statements ---
 
+// A leaf's own number is out of date once blocks were renumbered; the record that it points to is not.
+long label_number(const NODE* leaf) { return leaf->label() ? leaf->label()->index : leaf->value_lo; }
+
 std::string goto_text(const NODE* label) {
-    return label && label->op == OP_LABEL ? formatted("goto g%ld", label->value_lo) : "goto ((nil))";
+    return label && label->op == OP_LABEL ? formatted("goto g%ld", label_number(label)) : "goto ((nil))";
 }
 
 void print_if(PRINTER& printer, const NODE* node) {
@@ -399,7 +402,7 @@ void print_version(PRINTER& printer, const NODE* node) {
 // True when the node is a leaf and its text was printed.
 bool print_leaf(PRINTER& printer, const NODE* node) {
     switch (node->op) {
-    case OP_LABEL: printer.out += formatted("g%ld", node->value_lo); return true;
+    case OP_LABEL: printer.out += formatted("g%ld", label_number(node)); return true;
     case OP_LABELDEF: printer.out += formatted("g%ld:", node->value_lo); return true;
     case OP_NAME: printer.out += symbol_text(node->symbol()); return true;
     case OP_SCON: printer.out += string_text(node); return true;

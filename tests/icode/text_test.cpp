@@ -22,7 +22,7 @@ namespace {
 using testing::HasSubstr;
 
 const std::filesystem::path golden_folder = std::filesystem::path(PELORUS_TEST_DATA) / "text";
-constexpr const char* golden_names[] = {"hello", "names", "kinds"};
+constexpr const char* golden_names[] = {"hello", "names", "kinds", "opcodes"};
 
 std::string read_file(const std::filesystem::path& path) {
     std::ifstream stream(path, std::ios::binary);
