@@ -177,7 +177,7 @@ void parse_halves(ASSEMBLER& as, TEXT_VALUE& value) {
         halves.push_back(static_cast<char>(number));
         halves.push_back(static_cast<char>(number >> 8));
     } while (accept(as, ','));
-    if (halves.size() > 2 * UINT8_MAX) as.lexer.fail("more than 255 numbers");
+    if (halves.size() / 2 > UINT8_MAX) as.lexer.fail("more than 255 numbers");
     value.text = keep(as, halves);
 }
 

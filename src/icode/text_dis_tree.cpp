@@ -104,7 +104,7 @@ std::string payload_text(TEXT_CONTEXT& context, const TEXT_NODE& node) {
 std::string node_text(TEXT_CONTEXT& context, const TEXT_NODE& node) {
     std::string text = leaf_shorthand(context, node);
     if (!text.empty()) return text;
-    const std::string payload = payload_text(context, node);
+    std::string payload = payload_text(context, node);
     if (node.op == OP_NAME && has_declared_type(context, node) &&
         (is_word_start(payload[0]) || payload[0] == '@') && payload.find(' ') == std::string::npos &&
         !is_tree_word(payload))
@@ -280,7 +280,8 @@ std::string global_text(const TEXT_CONTEXT& context, const TEXT_NUMBER& index) {
     const auto same =
         symbol ? context.known.global_names.find(symbol->name) : context.known.global_names.end();
     const bool unique = same != context.known.global_names.end() && same->second == index.value;
-    if (unique && !index.width && is_plain_name(symbol->name)) return "@" + std::string(symbol->name);
+    if (symbol && unique && !index.width && is_plain_name(symbol->name))
+        return "@" + std::string(symbol->name);
     return numbered_symbol("global", symbol, index);
 }
 

@@ -74,7 +74,7 @@ std::string wanted_label(const TEXT_TABLES& tables, const TEXT_TYPE& type) {
     case TR_OPAQUE: return "opaque" + std::to_string(type.size);
     default: break;
     }
-    const std::string basic = basic_label(type);
+    std::string basic = basic_label(type);
     if (!basic.empty()) return basic;
     const TEXT_TYPE* base = tables.type(type.base);
     return derived_label(type, base ? base->label : type.base ? "" : "void");
