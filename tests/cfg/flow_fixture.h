@@ -10,6 +10,7 @@
 #include "icode/unit_client.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"
+#include "support/fresh_state.h"
 #include "support/test_support.h"
 
 namespace pelorus {
@@ -17,13 +18,7 @@ namespace pelorus {
 class FlowFixture : public testing::Test {
 protected:
     void SetUp() override {
-        release_local_zone();
-        clear_flow_graph();
-        clear_function();
-        clear_file_symbols();
-        clear_funinfo();
-        types = TYPE_PKG();
-        set_type_package(&types);
+        fresh_state(types);
         declare_function("_f", types.void_type());
     }
     void TearDown() override {

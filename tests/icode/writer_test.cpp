@@ -14,6 +14,7 @@
 #include "icode/unit_client.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"
+#include "support/fresh_state.h"
 #include "support/test_support.h"
 
 namespace pelorus {
@@ -21,16 +22,6 @@ namespace {
 
 struct IcodeExit {};
 [[noreturn]] void throw_exit(int) { throw IcodeExit(); }
-
-void fresh_state(TYPE_PKG& types) {
-    release_local_zone();
-    clear_flow_graph();
-    clear_function();
-    clear_file_symbols();
-    clear_funinfo();
-    types = TYPE_PKG();
-    set_type_package(&types);
-}
 
 class Writer : public testing::Test {
 protected:
