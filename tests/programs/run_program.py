@@ -8,63 +8,39 @@ print what clang's prints and end with the same status; where the program has a 
 Equal icode is compiled once only. Exit status 1 and a table of differences when something differs; with --keep the files stay.
 """
 import argparse
-import hashlib
 import pathlib
 import shutil
 import subprocess
 import sys
 import tempfile
 
-TARGET = "--target=armv7-linux-gnueabihf"
-SECONDS = 120  # for one step of one program
-
-
-class Failure(Exception):
-    pass
-
-
-def run(command, what, **options):
-    """Runs a command that must succeed; its output is the failure's text otherwise."""
-    result = subprocess.run([str(word) for word in command], capture_output=True, timeout=SECONDS, **options)
-    if result.returncode != 0:
-        shown = " ".join(str(word) for word in command)
-        text = (result.stderr + result.stdout).decode(errors="replace").strip()[-2000:]
-        raise Failure(f"{what} failed (status {result.returncode}): {shown}\n{text}")
-    return result
-
-
-def execute(executable):
-    """Status and output of an ARM executable under qemu-arm."""
-    result = subprocess.run(["qemu-arm", executable], capture_output=True, timeout=SECONDS, stdin=subprocess.DEVNULL)
-    return result.returncode, result.stdout
+from chain import Chain, Failure, Refused, digest, execute
 
 
 class Program:
     def __init__(self, source, tools, folder, levels):
         self.source = source
-        self.tools = tools
+        self.chain = Chain(tools)
         self.folder = folder
         self.levels = levels
         self.outcomes = {}  # digest of icode -> (status, output)
 
     def by_clang(self):
         executable = self.folder / "clang"
-        run(["clang-19", TARGET, "-O1", "-std=gnu11", "-w", "-static", self.source, "-o", executable, "-lm"], "clang")
+        self.chain.clang(self.source, executable)
         return execute(executable)
 
     def by_icode(self, icode):
-        digest = hashlib.sha256(icode.read_bytes()).hexdigest()
-        if digest not in self.outcomes:
-            stem = icode.with_suffix("")
-            run([self.tools / "icode-llvm", icode, "-o", f"{stem}.ll"], "icode-llvm")
-            run(["llc-19", "-O2", "-relocation-model=pic", "-filetype=obj", f"{stem}.ll", "-o", f"{stem}.o"], "llc")
-            run(["arm-linux-gnueabihf-gcc", "-static", f"{stem}.o", "-o", stem, "-lm"], "linking")
-            self.outcomes[digest] = execute(stem)
-        return self.outcomes[digest]
+        key = digest(icode)
+        if key not in self.outcomes:
+            executable = icode.with_suffix("")
+            self.chain.link(icode, executable)
+            self.outcomes[key] = execute(executable)
+        return self.outcomes[key]
 
     def optimize(self, icode, level, name):
         output = self.folder / f"{name}.opt"
-        run([self.tools / "pelorus", f"-o{level}", icode, output], f"pelorus -o{level}")
+        self.chain.pelorus(icode, output, level)
         return output
 
     def differences(self):
@@ -74,7 +50,7 @@ class Program:
         if known.exists() and expected[1] != known.read_bytes():
             yield f"clang's own output is not that of {known.name}"
         icode = self.folder / "before.if"
-        run([self.tools / "icode-cc", self.source, "-o", icode], "icode-cc")
+        self.chain.icode_cc(self.source, icode)
         if self.by_icode(icode) != expected:
             yield "before the optimizer"
         for level in self.levels:
@@ -92,7 +68,7 @@ def check(source, arguments):
     program = Program(source, arguments.bin, folder, arguments.levels)
     try:
         faults = list(program.differences())
-    except (Failure, subprocess.TimeoutExpired) as failure:
+    except (Failure, Refused, subprocess.TimeoutExpired) as failure:
         faults = [str(failure)]
     if not faults:
         output = program.by_icode(folder / f"level{arguments.levels[-1]}.opt")[1]

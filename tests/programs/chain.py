@@ -1,0 +1,92 @@
+"""The way of a C program through the tools to an ARM executable, and the same by clang alone; for the scripts that compare the two."""
+import hashlib
+import os
+import pathlib
+import signal
+import subprocess
+import tempfile
+
+TARGET = "--target=armv7-linux-gnueabihf"
+TOOL_SECONDS = 120  # for one step of one program
+
+
+class Failure(Exception):
+    """A step that must succeed did not; the text says which and how."""
+
+
+class Refused(Exception):
+    """The front end said that the program uses what icode cannot express."""
+
+
+def run(command, what, **options):
+    """Runs a command that must succeed."""
+    shown = " ".join(str(word) for word in command)
+    try:
+        result = subprocess.run([str(word) for word in command], capture_output=True, timeout=TOOL_SECONDS, **options)
+    except subprocess.TimeoutExpired:
+        raise Failure(f"{what} took more than {TOOL_SECONDS} seconds: {shown}") from None
+    if result.returncode != 0:
+        text = (result.stderr + result.stdout).decode(errors="replace").strip()[-2000:]
+        raise Failure(f"{what} failed (status {result.returncode}): {shown}\n{text}")
+    return result
+
+
+def execute(executable, seconds=TOOL_SECONDS):
+    """Status and standard output of an ARM executable under qemu-arm. TimeoutExpired passes through. A program that crashes leaves no core file."""
+    with tempfile.TemporaryFile() as output:
+        process = subprocess.Popen(["qemu-arm", executable], stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL,
+                                   preexec_fn=forbid_core_files)
+        try:
+            status = process.wait(timeout=seconds)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+            raise
+        output.seek(0)
+        return status, output.read()
+
+
+def forbid_core_files():
+    import resource
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+def status_text(status):
+    if status >= 0:
+        return f"status {status}"
+    return signal.Signals(-status).name if -status in set(signal.Signals) else f"signal {-status}"
+
+
+class Chain:
+    """The tools of one folder. `include` are folders of headers for the sources."""
+
+    def __init__(self, tools, include=()):
+        self.tools = pathlib.Path(tools)
+        self.include = [f"-I{folder}" for folder in include]
+
+    def clang(self, source, executable, *options):
+        run(["clang-19", TARGET, "-O1", "-std=gnu11", "-w", "-static", *self.include, *options, source, "-o", executable, "-lm"], "clang")
+
+    def icode_cc(self, source, icode):
+        """Raises Refused when the program cannot be icode."""
+        try:
+            run([self.tools / "icode-cc", "-w", *self.include, source, "-o", icode], "icode-cc")
+        except Failure as failure:
+            if "has no icode" not in str(failure):
+                raise
+            raise Refused(str(failure)) from None
+
+    def pelorus(self, icode, output, level, *options):
+        run([self.tools / "pelorus", f"-o{level}", *options, icode, output], f"pelorus -o{level}")
+
+    def link(self, icode, executable, *llc_options):
+        stem = f"{executable}.tmp"
+        run([self.tools / "icode-llvm", icode, "-o", f"{stem}.ll"], "icode-llvm")
+        run(["llc-19", *(llc_options or ["-O2"]), "-relocation-model=pic", "-filetype=obj", f"{stem}.ll", "-o", f"{stem}.o"], "llc")
+        run(["arm-linux-gnueabihf-gcc", "-static", f"{stem}.o", "-o", executable, "-lm"], "linking")
+        for suffix in (".ll", ".o"):
+            os.remove(stem + suffix)
+
+
+def digest(file):
+    return hashlib.sha256(pathlib.Path(file).read_bytes()).hexdigest()
