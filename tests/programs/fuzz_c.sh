@@ -1,0 +1,42 @@
+#!/bin/sh
+# scripts/fuzz-c with an optimizer that breaks programs at level 2 unless step 5 is left out: the difference must be found, laid to that step,
+# kept, and shown again by its replay; and a program without defined behaviour must not count.
+#   fuzz_c.sh <folder of the tools> <root of the sources>
+tools=$1
+root=$2
+folder=$(mktemp -d) || exit 1
+trap 'rm -rf "$folder"' EXIT
+cd "$folder" || exit 1
+
+fail() {
+    echo "fuzz_c: $*" >&2
+    cat output seeds/seed-1/report.txt >&2 2>/dev/null
+    exit 1
+}
+
+mkdir bin
+for tool in icode-cc icode-llvm icode-dis icode-as; do ln -s "$tools/$tool" bin/; done
+cat > bin/pelorus <<END
+#!/bin/sh
+"$tools/pelorus" "\$@" || exit
+case " \$* " in *" -o2 "*) ;; *) exit 0 ;; esac
+case " \$* " in *=5,* | *,5,*) exit 0 ;; esac
+for output; do :; done
+"$tools/icode-dis" "\$output" | sed 's/SCON:char\[15\] "checksum = /SCON:char[15] "checkmate= /' | "$tools/icode-as" - -o "\$output"
+END
+chmod +x bin/pelorus
+
+"$root/scripts/fuzz-c" 1 --seed 1 --bin bin --failures seeds > output && fail "the difference was not found"
+grep -q "level 2 differs from clang" output || fail "not at level 2"
+grep -q "guilty: step 5, simpcfg (0)" seeds/seed-1/report.txt || fail "the guilty step was not named"
+for file in program.c before.if before.ict after.if after.ict; do [ -s "seeds/seed-1/$file" ] || fail "no $file was kept"; done
+seeds/seed-1/replay --bin bin > output && fail "the replay shows no difference"
+seeds/seed-1/replay --bin "$tools" > output || fail "the replay fails with tools that are right"
+
+cat > seeds/seed-1/program.c <<'END'
+#include <stdio.h>
+int values[2], place = 2;
+int main(void) { int none; printf("checksum = %X\n", values[place] + none); return 0; }
+END
+seeds/seed-1/replay --bin bin > output || fail "undefined behaviour counted as a difference"
+grep -q undefined output || fail "undefined behaviour was not recognised"
