@@ -8,10 +8,12 @@
 
 #include "clang/AST/Attr.h"
 
+#include "arrays.h"
 #include "build.h"
 #include "ir/stmt.h"
 #include "memory/zone.h"
 #include "objects.h"
+#include "scopes.h"
 #include "statements.h"
 
 namespace pelorus {
@@ -93,6 +95,11 @@ void narrow_parameters(BODY& body, const std::vector<PARAMETER>& parameters) {
         emit(body, assignment(use_of(narrow, declared), value, declared));
         body.variables[parameter.declared] = narrow;
     }
+}
+
+void compute_lengths(BODY& body, const std::vector<PARAMETER>& parameters) {
+    for (const PARAMETER& parameter : parameters)
+        if (NODE* lengths = lengths_of_type(body, parameter.declared->getOriginalType())) emit(body, lengths);
 }
 
 void make_return_symbol(BODY& body) {
@@ -187,6 +194,12 @@ void write_records(BODY& body, const std::vector<PARAMETER>& parameters) {
 
 } // namespace
 
+void stand_at(BODY& body, SourceLocation place) {
+    if (place.isInvalid()) return;
+    body.unit.here = place;
+    body.position = position_of(body.unit, place);
+}
+
 void emit(BODY& body, NODE* tree) {
     if (!tree || !body.reachable) return;
     body.items.push_back({BODY_RECORD::STATEMENT, tree, 0, nullptr, body.position});
@@ -254,6 +267,8 @@ void write_function(UNIT& unit, const FunctionDecl* definition, SYMBOL* symbol) 
     std::vector<PARAMETER> parameters = make_parameters(body);
     make_homes(body, parameters);
     narrow_parameters(body, parameters);
+    survey_body(body, definition->getBody());
+    compute_lengths(body, parameters);
     make_return_symbol(body);
     convert_body(body, definition->getBody());
     if (body.walks_arguments) symbol->flags |= SF_VARIADIC_WALK;

@@ -20,10 +20,14 @@ struct BODY_ITEM {
     POSITION position;
 };
 
-// Where `break` and `continue` lead; 0: no such statement is around.
+// Where `break` and `continue` lead.
+struct JUMP {
+    uint32_t label = 0;                   // 0: no such statement is around
+    const clang::VarDecl* held = nullptr; // in force there; see scopes.h
+};
 struct JUMP_TARGETS {
-    uint32_t break_label;
-    uint32_t continue_label;
+    JUMP break_to;
+    JUMP continue_to;
 };
 
 struct BODY {
@@ -46,7 +50,16 @@ struct BODY {
     llvm::DenseMap<const clang::SwitchCase*, uint32_t> case_labels{};
     llvm::DenseMap<const clang::Expr*, SYMBOL*> saved{};    // values that a temporary holds already
     llvm::DenseMap<const clang::Expr*, SYMBOL*> literals{}; // compound literals
+    llvm::DenseMap<const clang::Expr*, SYMBOL*> lengths{};  // of arrays, by the expression of the length
+    const clang::VarDecl* held = nullptr;                   // see scopes.h, also for the following ones
+    llvm::DenseMap<const clang::VarDecl*, const clang::VarDecl*> around{}; // of held locals
+    llvm::DenseMap<const clang::VarDecl*, SYMBOL*> stacks{}; // the stack before an array's memory
+    llvm::DenseMap<const clang::LabelDecl*, const clang::VarDecl*> held_at{}; // in force at a label
+    std::vector<const clang::LabelDecl*> address_labels{};                    // by number - 1
 };
+
+// Statements and refusals from now on stand at this place.
+void stand_at(BODY& body, clang::SourceLocation place);
 
 // Appends a statement at the current position; nothing when control does not come here.
 void emit(BODY& body, NODE* tree);

@@ -82,6 +82,19 @@ std::string literal_bytes(const UNIT& unit, const StringLiteral* literal) {
 }
 
 bool is_integer_constant(const NODE* node) { return node->op == OP_ICON; }
+bool has_effects(const NODE* tree) {
+    std::vector<const NODE*> rest{tree};
+    while (!rest.empty()) {
+        const NODE* node = rest.back();
+        rest.pop_back();
+        const OPCODE_CLASS kind = opcode_fact(node->op).kind;
+        if (kind == OPCODE_CLASS::ASSIGNS || kind == OPCODE_CLASS::CALLS) return true;
+        if (node->left) rest.push_back(node->left);
+        if (node->right) rest.push_back(node->right);
+    }
+    return false;
+}
+
 bool is_zero_constant(const NODE* node) { return node->op == OP_ICON && int96_is_zero(node->value()); }
 
 NODE* arithmetic_conversion(NODE* value, TYPE* type) {
@@ -94,7 +107,7 @@ NODE* arithmetic_conversion(NODE* value, TYPE* type) {
 NODE* pointer_conversion(NODE* pointer, TYPE* type) {
     if (pointer->type == type) return pointer;
     if (pointer->op == OP_ICON) return integer_constant(type, int96_to_int64(pointer->value()));
-    if (is_fresh_address(pointer) && type_is_pointer(pointer->type)) {
+    if (is_fresh_address(pointer) && type_is_pointer(pointer->type) && type_is_pointer(type)) {
         pointer->type = type;
         return pointer;
     }
@@ -112,19 +125,25 @@ NODE* pointer_plus(NODE* pointer, int64_t bytes, TYPE* type) {
     return new_binary(OP_PLUS, type, pointer, integer_constant(offset, bytes));
 }
 
-NODE* pointer_index(UNIT& unit, NODE* pointer, NODE* index, uint32_t size, bool down, TYPE* type) {
+NODE* scaled_index(UNIT& unit, NODE* index, NODE* size) {
+    TYPE* number = type_is_signed(index->type) ? int_type(unit) : unsigned_type(unit);
+    if (index->type->size != 4) index = arithmetic_conversion(index, number);
+    if (is_integer_constant(index) && is_integer_constant(size))
+        return integer_constant(number, int96_to_int64(index->value()) * int96_to_int64(size->value()));
+    if (is_integer_constant(size) && int96_to_int64(size->value()) == 1) return index;
+    if (is_integer_constant(index) && int96_to_int64(index->value()) == 1)
+        return arithmetic_conversion(size, number);
+    if (is_zero_constant(index)) return index;
+    return new_binary(OP_MULT, number, index, arithmetic_conversion(size, number));
+}
+
+NODE* pointer_index(UNIT& unit, NODE* pointer, NODE* index, NODE* size, bool down, TYPE* type) {
     if (pointer->op == OP_NONALIGN)
         return new_unary(OP_NONALIGN, type, pointer_index(unit, pointer->left, index, size, down, type));
-    if (index->type->size != 4)
-        index =
-            arithmetic_conversion(index, type_is_signed(index->type) ? int_type(unit) : unsigned_type(unit));
-    if (is_integer_constant(index)) {
-        const int64_t bytes = int96_to_int64(index->value()) * size;
-        return pointer_plus(pointer, static_cast<int32_t>(down ? -bytes : bytes), type);
-    }
-    TYPE* number = type_is_signed(index->type) ? int_type(unit) : unsigned_type(unit);
-    if (size != 1) index = new_binary(OP_MULT, number, index, integer_constant(number, size));
-    return new_binary(down ? OP_MINUS : OP_PLUS, type, pointer, index);
+    NODE* offset = scaled_index(unit, index, size);
+    if (!is_integer_constant(offset)) return new_binary(down ? OP_MINUS : OP_PLUS, type, pointer, offset);
+    const int64_t bytes = int96_to_int64(offset->value());
+    return pointer_plus(pointer, static_cast<int32_t>(down ? -bytes : bytes), type);
 }
 
 NODE* object_at(NODE* pointer, TYPE* type) {

@@ -24,6 +24,7 @@ NODE* string_constant(TYPE* array, const std::string& bytes);
 std::string literal_bytes(const UNIT& unit, const clang::StringLiteral* literal);
 
 bool is_integer_constant(const NODE* node);
+bool has_effects(const NODE* tree);      // an assignment or a call is in it
 bool is_zero_constant(const NODE* node); // an ICON of value 0
 
 // `value` converted: between arithmetic types, between pointers and 32-bit integers. A conversion to the same representation
@@ -34,8 +35,10 @@ NODE* pointer_conversion(NODE* pointer, TYPE* type);
 
 // `pointer` moved by a number of bytes.
 NODE* pointer_plus(NODE* pointer, int64_t bytes, TYPE* type);
+// `index` objects of `size` bytes, an unsigned number, as a number of 32 bits.
+NODE* scaled_index(UNIT& unit, NODE* index, NODE* size);
 // `pointer` moved by `index` objects of `size` bytes, up or down; the result has the type `type`.
-NODE* pointer_index(UNIT& unit, NODE* pointer, NODE* index, uint32_t size, bool down, TYPE* type);
+NODE* pointer_index(UNIT& unit, NODE* pointer, NODE* index, NODE* size, bool down, TYPE* type);
 
 // The object that a pointer points to, as an lvalue of the type.
 NODE* object_at(NODE* pointer, TYPE* type);

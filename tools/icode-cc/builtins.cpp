@@ -4,38 +4,15 @@
 // library has are calls of it. 4. The rest is refused by name.
 #include "clang/Basic/Builtins.h"
 
-#include "expressions.h"
+#include "arrays.h"
+#include "atomics.h"
+#include "operands.h"
 
 namespace pelorus {
 
 using namespace clang;
 
 namespace {
-
-// An operand that the tree mentions several times: a constant, or a temporary with the assignment that fills it.
-struct OPERAND {
-    NODE* assignment; // null when there is nothing to do before
-    NODE* value;
-    NODE* use() const { return copy_tree(value); }
-};
-
-OPERAND operand_of(BODY& body, NODE* value) {
-    if (value->op == OP_ICON || value->op == OP_FCON) return {nullptr, value};
-    const SAVED_VALUE saved = save_value(body, value);
-    return {saved.assignment, use_local(saved.symbol)};
-}
-
-OPERAND argument(BODY& body, const CallExpr* call, unsigned number) {
-    return operand_of(body, value_of(body, call->getArg(number)));
-}
-
-NODE* test(BODY& body, OPCODE op, NODE* left, NODE* right) {
-    return new_binary(op, int_type(body.unit), left, right);
-}
-NODE* both(BODY& body, NODE* left, NODE* right) { return test(body, OP_ANDB, left, right); }
-NODE* either(BODY& body, NODE* left, NODE* right) { return test(body, OP_ORB, left, right); }
-
-NODE* number(BODY& body, int64_t value) { return integer_constant(int_type(body.unit), value); }
 
 NODE* infinity(const OPERAND& x, bool negative) {
     return float_constant(type_strip(x.value->type),
@@ -63,12 +40,15 @@ NODE* is_large(BODY& body, const OPERAND& x) {
                   test(body, OP_LE, x.use(), smallest_normal(x, true)));
 }
 
+NODE* is_zero(BODY& body, const OPERAND& x) {
+    return test(body, OP_EQ, x.use(), zero_constant(type_strip(x.value->type)));
+}
+
 NODE* class_of(BODY& body, const CallExpr* call) {
     const OPERAND x = argument(body, call, 5);
     TYPE* type = int_type(body.unit);
     const auto answer = [&](unsigned i) { return value_of(body, call->getArg(i)); };
-    NODE* small = choice(type, test(body, OP_EQ, x.use(), zero_constant(type_strip(x.value->type))),
-                         answer(4), answer(3));
+    NODE* small = choice(type, is_zero(body, x), answer(4), answer(3));
     NODE* finite = choice(type, is_large(body, x), answer(2), small);
     NODE* not_nan = choice(type, is_infinite(body, x), answer(1), finite);
     return sequence(x.assignment, choice(type, is_nan(body, x), answer(0), not_nan));
@@ -82,6 +62,8 @@ NODE* floating_test(BODY& body, const CallExpr* call, unsigned builtin) {
     case Builtin::BI__builtin_isinf:
     case Builtin::BI__builtin_isinf_sign:
     case Builtin::BI__builtin_isfinite:
+    case Builtin::BI__builtin_iszero:
+    case Builtin::BI__builtin_issubnormal:
     case Builtin::BI__builtin_isnormal: break;
     default: return nullptr;
     }
@@ -92,6 +74,10 @@ NODE* floating_test(BODY& body, const CallExpr* call, unsigned builtin) {
     case Builtin::BI__builtin_isinf: result = is_infinite(body, x); break;
     case Builtin::BI__builtin_isfinite: result = is_finite(body, x); break;
     case Builtin::BI__builtin_isnormal: result = both(body, is_finite(body, x), is_large(body, x)); break;
+    case Builtin::BI__builtin_iszero: result = is_zero(body, x); break;
+    case Builtin::BI__builtin_issubnormal:
+        result = test(body, OP_GT, is_finite(body, x), either(body, is_large(body, x), is_zero(body, x)));
+        break;
     default:
         result = new_binary(OP_MINUS, int_type(body.unit), test(body, OP_EQ, x.use(), infinity(x, false)),
                             test(body, OP_EQ, x.use(), infinity(x, true)));
@@ -140,6 +126,14 @@ NODE* bit_count(BODY& body, const CallExpr* call, const char* name) {
     return direct_call(body.unit, int_type(body.unit), symbol, {value});
 }
 
+NODE* sign_bit(BODY& body, const CallExpr* call) {
+    NODE* value = value_of(body, call->getArg(0));
+    TYPE* type = type_strip(value->type);
+    SYMBOL* symbol = library_function(body.unit, type->size == 4 ? "__signbitf" : "__signbit",
+                                      int_type(body.unit), {type});
+    return direct_call(body.unit, int_type(body.unit), symbol, {value});
+}
+
 // The bytes in reverse order, for 2 and 4 bytes.
 NODE* reversed_bytes(BODY& body, const CallExpr* call) {
     const OPERAND x = argument(body, call, 0);
@@ -164,6 +158,24 @@ NODE* reversed_long(BODY& body, const CallExpr* call) {
     return direct_call(body.unit, type, symbol, {value_of(body, call->getArg(0))});
 }
 
+// The bits of a value turned around; the number of places counts modulo the width.
+NODE* rotated(BODY& body, const CallExpr* call, bool left) {
+    const OPERAND x = argument(body, call, 0), places = argument(body, call, 1);
+    TYPE* result_type = icode_type(body.unit, call->getType());
+    const uint32_t bits = result_type->size * 8;
+    TYPE* type = bits == 64 ? long_long_type(body.unit, true) : unsigned_type(body.unit);
+    const auto shifted = [&](OPCODE op, NODE* distance) {
+        TYPE* number_type = unsigned_type(body.unit);
+        NODE* amount = new_binary(OP_ANDB, number_type, arithmetic_conversion(distance, number_type),
+                                  integer_constant(number_type, bits - 1));
+        return new_binary(op, type, arithmetic_conversion(x.use(), type), amount);
+    };
+    NODE* back = new_unary(OP_UMINUS, type_strip(places.value->type), places.use());
+    NODE* result = new_binary(OP_ORB, type, shifted(left ? OP_SLL : OP_SRL, places.use()),
+                              shifted(left ? OP_SRL : OP_SLL, back));
+    return sequence(x.assignment, sequence(places.assignment, arithmetic_conversion(result, result_type)));
+}
+
 NODE* bit_builtin(BODY& body, const CallExpr* call, unsigned builtin) {
     switch (builtin) {
     case Builtin::BI__builtin_clz:
@@ -184,128 +196,22 @@ NODE* bit_builtin(BODY& body, const CallExpr* call, unsigned builtin) {
     case Builtin::BI__builtin_clrsb:
     case Builtin::BI__builtin_clrsbl:
     case Builtin::BI__builtin_clrsbll: return bit_count(body, call, "__clrsb");
+    case Builtin::BI__builtin_signbit:
+    case Builtin::BI__builtin_signbitf:
+    case Builtin::BI__builtin_signbitl: return sign_bit(body, call);
     case Builtin::BI__builtin_bswap16:
     case Builtin::BI__builtin_bswap32: return reversed_bytes(body, call);
     case Builtin::BI__builtin_bswap64: return reversed_long(body, call);
+    case Builtin::BI__builtin_rotateleft8:
+    case Builtin::BI__builtin_rotateleft16:
+    case Builtin::BI__builtin_rotateleft32:
+    case Builtin::BI__builtin_rotateleft64: return rotated(body, call, true);
+    case Builtin::BI__builtin_rotateright8:
+    case Builtin::BI__builtin_rotateright16:
+    case Builtin::BI__builtin_rotateright32:
+    case Builtin::BI__builtin_rotateright64: return rotated(body, call, false);
     default: return nullptr;
     }
-}
-
-// --- Arithmetic that tells whether it overflows ---
-
-OPCODE overflow_opcode(unsigned builtin) {
-    switch (builtin) {
-    case Builtin::BI__builtin_add_overflow:
-    case Builtin::BI__builtin_sadd_overflow:
-    case Builtin::BI__builtin_saddl_overflow:
-    case Builtin::BI__builtin_saddll_overflow:
-    case Builtin::BI__builtin_uadd_overflow:
-    case Builtin::BI__builtin_uaddl_overflow:
-    case Builtin::BI__builtin_uaddll_overflow: return OP_PLUS;
-    case Builtin::BI__builtin_sub_overflow:
-    case Builtin::BI__builtin_ssub_overflow:
-    case Builtin::BI__builtin_ssubl_overflow:
-    case Builtin::BI__builtin_ssubll_overflow:
-    case Builtin::BI__builtin_usub_overflow:
-    case Builtin::BI__builtin_usubl_overflow:
-    case Builtin::BI__builtin_usubll_overflow: return OP_MINUS;
-    case Builtin::BI__builtin_mul_overflow:
-    case Builtin::BI__builtin_smul_overflow:
-    case Builtin::BI__builtin_smull_overflow:
-    case Builtin::BI__builtin_smulll_overflow:
-    case Builtin::BI__builtin_umul_overflow:
-    case Builtin::BI__builtin_umull_overflow:
-    case Builtin::BI__builtin_umulll_overflow: return OP_MULT;
-    default: return OP_NOP;
-    }
-}
-
-// The operands and the place of the result of one such builtin.
-struct CHECKED {
-    OPERAND left, right, place;
-    TYPE* result; // what `place` points to
-};
-
-// Computes in 64 bits, where operands of at most 32 bits cannot overflow.
-NODE* checked_in_wide(BODY& body, OPCODE op, const CHECKED& c) {
-    const bool is_unsigned =
-        op == OP_MULT && !type_is_signed(c.left.value->type) && !type_is_signed(c.right.value->type);
-    TYPE* wide = long_long_type(body.unit, is_unsigned);
-    NODE* exact = new_binary(op, wide, arithmetic_conversion(c.left.use(), wide),
-                             arithmetic_conversion(c.right.use(), wide));
-    const SAVED_VALUE saved = save_value(body, exact);
-    NODE* store = assignment(object_at(c.place.use(), c.result),
-                             arithmetic_conversion(use_local(saved.symbol), c.result), c.result);
-    NODE* overflow = nullptr;
-    if (c.result->size == 8) {
-        TYPE* number_type = long_long_type(body.unit, false);
-        const bool fits = type_is_signed(c.result) != is_unsigned;
-        overflow = fits ? number(body, 0)
-                        : test(body, OP_LT, arithmetic_conversion(use_local(saved.symbol), number_type),
-                               zero_constant(number_type));
-    } else {
-        NODE* back = arithmetic_conversion(arithmetic_conversion(use_local(saved.symbol), c.result), wide);
-        overflow = test(body, OP_NEQ, back, use_local(saved.symbol));
-    }
-    return sequence(saved.assignment, sequence(store, overflow));
-}
-
-// True when the type can hold every value that the operand may have.
-bool holds_operand(const TYPE* type, const OPERAND& operand) {
-    const TYPE* own = operand.value->type;
-    if (type_same_representation(own, type)) return true;
-    if (own->size == type->size) return false;
-    return type_is_signed(type) || !type_is_signed(own) ||
-           (is_integer_constant(operand.value) && !int96_is_negative(operand.value->value()));
-}
-
-NODE* unsigned_overflow(BODY& body, OPCODE op, const CHECKED& c, SYMBOL* result) {
-    TYPE* type = c.result;
-    if (op == OP_PLUS) return test(body, OP_ULT, use_local(result), c.left.use());
-    if (op == OP_MINUS) return test(body, OP_ULT, c.left.use(), c.right.use());
-    NODE* quotient = new_binary(OP_DIV, type, use_local(result), c.left.use());
-    return test(body, OP_ANDAND, test(body, OP_NEQ, c.left.use(), zero_constant(type)),
-                test(body, OP_NEQ, quotient, c.right.use()));
-}
-
-NODE* signed_overflow(BODY& body, OPCODE op, const CHECKED& c, SYMBOL* result) {
-    TYPE* type = c.result;
-    if (op == OP_MULT) {
-        NODE* quotient = new_binary(OP_DIV, type, use_local(result), c.left.use());
-        NODE* least = test(body, OP_EQ, c.right.use(), integer_constant(type, INT64_MIN));
-        NODE* wrong = choice(int_type(body.unit), test(body, OP_EQ, c.left.use(), integer_constant(type, -1)),
-                             least, test(body, OP_NEQ, quotient, c.right.use()));
-        return test(body, OP_ANDAND, test(body, OP_NEQ, c.left.use(), zero_constant(type)), wrong);
-    }
-    // The sign of the result differs from both operands' (sum), or the operands differ and it differs from the left one's.
-    NODE* first = new_binary(OP_XORB, type, c.left.use(), op == OP_PLUS ? use_local(result) : c.right.use());
-    NODE* second = new_binary(OP_XORB, type, op == OP_PLUS ? c.right.use() : c.left.use(), use_local(result));
-    return test(body, OP_LT, new_binary(OP_ANDB, type, first, second), zero_constant(type));
-}
-
-NODE* checked_in_place(BODY& body, OPCODE op, const CHECKED& c) {
-    const SAVED_VALUE result = save_value(body, new_binary(op, c.result, c.left.use(), c.right.use()));
-    NODE* store = assignment(object_at(c.place.use(), c.result), use_local(result.symbol), c.result);
-    NODE* overflow = type_is_signed(c.result) ? signed_overflow(body, op, c, result.symbol)
-                                              : unsigned_overflow(body, op, c, result.symbol);
-    return sequence(result.assignment, sequence(store, overflow));
-}
-
-NODE* checked_arithmetic(BODY& body, const CallExpr* call, OPCODE op) {
-    CHECKED c{argument(body, call, 0), argument(body, call, 1), argument(body, call, 2), nullptr};
-    c.result = icode_type(body.unit, call->getArg(2)->getType()->getPointeeType().getUnqualifiedType());
-    const bool narrow = c.left.value->type->size <= 4 && c.right.value->type->size <= 4;
-    if (!narrow) {
-        if (c.result->size != 8 || !holds_operand(c.result, c.left) || !holds_operand(c.result, c.right)) {
-            refuse(body.unit, call->getExprLoc(),
-                   "checked arithmetic with this mixture of 64-bit and other types");
-            return number(body, 0);
-        }
-        c.left.value = arithmetic_conversion(c.left.value, c.result);
-        c.right.value = arithmetic_conversion(c.right.value, c.result);
-    }
-    NODE* result = narrow ? checked_in_wide(body, op, c) : checked_in_place(body, op, c);
-    return sequence(c.left.assignment, sequence(c.right.assignment, sequence(c.place.assignment, result)));
 }
 
 // --- The rest ---
@@ -316,9 +222,11 @@ NODE* all_effects(BODY& body, const CallExpr* call) {
     return sequence(effects, number(body, 0));
 }
 
-NODE* abort_call(BODY& body) {
-    SYMBOL* symbol = library_function(body.unit, "abort", void_type(body.unit), std::vector<TYPE*>{});
-    return direct_call(body.unit, void_type(body.unit), symbol, {});
+// An address in the function's own frame; frames further out are not known.
+NODE* frame_builtin(BODY& body, const CallExpr* call, const char* name) {
+    TYPE* pointer = void_pointer_type(body.unit);
+    if (!call->getArg(0)->EvaluateKnownConstInt(*body.unit.ast).isZero()) return zero_constant(pointer);
+    return generator_call(body, name, pointer, {zero_constant(unsigned_type(body.unit))});
 }
 
 NODE* unknown_object_size(BODY& body, const CallExpr* call) {
@@ -326,17 +234,39 @@ NODE* unknown_object_size(BODY& body, const CallExpr* call) {
     return integer_constant(icode_type(body.unit, call->getType()), kind & 2 ? 0 : -1);
 }
 
+NODE* stack_builtin(BODY& body, const CallExpr* call, bool has_alignment) {
+    uint32_t align = STACK_ALIGNMENT;
+    if (has_alignment) {
+        const llvm::APSInt bits = call->getArg(1)->EvaluateKnownConstInt(*body.unit.ast);
+        align = static_cast<uint32_t>(bits.getZExtValue() / 8);
+    }
+    return stack_memory(body, value_of(body, call->getArg(0)), align);
+}
+
 NODE* simple_builtin(BODY& body, const CallExpr* call, unsigned builtin) {
     switch (builtin) {
     case Builtin::BI__builtin_expect:
     case Builtin::BI__builtin_expect_with_probability:
+    case Builtin::BI__builtin_unpredictable:
+    case Builtin::BI__builtin_launder:
+    case Builtin::BI__builtin_extract_return_addr:
+    case Builtin::BI__builtin_frob_return_addr:
     case Builtin::BI__builtin_assume_aligned: return value_of(body, call->getArg(0));
     case Builtin::BI__builtin_unreachable:
     case Builtin::BI__builtin_assume: return number(body, 0);
-    case Builtin::BI__builtin_prefetch:
-    case Builtin::BI__atomic_signal_fence: return all_effects(body, call);
+    case Builtin::BI__builtin_prefetch: return all_effects(body, call);
     case Builtin::BI__builtin_trap:
-    case Builtin::BI__builtin_debugtrap: return abort_call(body);
+    case Builtin::BI__builtin_debugtrap:
+        return generator_call(body, "__builtin_trap", void_type(body.unit), {});
+    case Builtin::BI__builtin_return_address: return frame_builtin(body, call, "__builtin_return_address");
+    case Builtin::BI__builtin_frame_address: return frame_builtin(body, call, "__builtin_frame_address");
+    case Builtin::BI__builtin_flt_rounds:
+        return generator_call(body, "__builtin_flt_rounds", int_type(body.unit), {});
+    case Builtin::BIalloca:
+    case Builtin::BI__builtin_alloca:
+    case Builtin::BI__builtin_alloca_uninitialized: return stack_builtin(body, call, false);
+    case Builtin::BI__builtin_alloca_with_align:
+    case Builtin::BI__builtin_alloca_with_align_uninitialized: return stack_builtin(body, call, true);
     case Builtin::BI__builtin_constant_p: return number(body, 0);
     case Builtin::BI__builtin_object_size:
     case Builtin::BI__builtin_dynamic_object_size: return unknown_object_size(body, call);
@@ -349,12 +279,12 @@ std::string library_name(const BODY& body, unsigned builtin) {
     const Builtin::Context& all = body.unit.ast->BuiltinInfo;
     StringRef name = all.getName(builtin);
     switch (builtin) {
-    case Builtin::BI__builtin_signbit: return "__signbit";
-    case Builtin::BI__builtin_signbitf: return "__signbitf";
-    case Builtin::BI__builtin_signbitl: return "__signbit";
     case Builtin::BI__builtin_memcpy_inline: return "memcpy";
+    case Builtin::BI__builtin_memset_inline: return "memset";
+    case Builtin::BI__builtin_powif: return "__powisf2";
+    case Builtin::BI__builtin_powi:
+    case Builtin::BI__builtin_powil: return "__powidf2";
     case Builtin::BI__builtin___clear_cache: return "__clear_cache";
-    case Builtin::BI__atomic_thread_fence: return "__sync_synchronize";
     default: break;
     }
     if (name.starts_with("__sync_")) return name.str();
@@ -372,9 +302,10 @@ NODE* value_of_builtin(BODY& body, const CallExpr* call, unsigned builtin) {
     if (NODE* made = floating_test(body, call, builtin)) return made;
     if (NODE* made = quiet_comparison(body, call, builtin)) return made;
     if (NODE* made = bit_builtin(body, call, builtin)) return made;
-    if (const OPCODE op = overflow_opcode(builtin); op != OP_NOP) return checked_arithmetic(body, call, op);
+    if (NODE* made = value_of_checked_builtin(body, call, builtin)) return made;
+    if (NODE* made = value_of_atomic_builtin(body, call, builtin)) return made;
     const std::string name = library_name(body, builtin);
-    if (!name.empty() && name != "alloca") return library_call(body, call, name);
+    if (!name.empty()) return library_call(body, call, name);
     refuse(body.unit, call->getExprLoc(),
            "the builtin function '" + std::string(body.unit.ast->BuiltinInfo.getName(builtin)) + "'");
     return number(body, 0);

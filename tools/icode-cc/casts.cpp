@@ -1,7 +1,10 @@
 // Conversions: clang's casts as SCONV, PCONV and addresses; see expressions.h.
 #include "clang/AST/RecordLayout.h"
 
+#include "arrays.h"
+#include "atomics.h"
 #include "expressions.h"
+#include "pieces.h"
 
 namespace pelorus {
 
@@ -100,13 +103,19 @@ NODE* bit_cast(BODY& body, const CastExpr* e) {
     return pointer_conversion(value_of(body, e->getSubExpr()), icode_type(body.unit, e->getType()));
 }
 
-} // namespace
+// The value of an expression of atomic type: read from an object at once, or passed on.
+NODE* atomic_value(BODY& body, const Expr* e) {
+    const auto* read = dyn_cast<CastExpr>(e->IgnoreParens());
+    return read && read->getCastKind() == CK_LValueToRValue ? atomic_read(body, read->getSubExpr())
+                                                            : value_of(body, e);
+}
 
-NODE* value_of_cast(BODY& body, const CastExpr* e) {
+NODE* converted_value(BODY& body, const CastExpr* e) {
     const Expr* inner = e->getSubExpr();
     const auto target = [&] { return icode_type(body.unit, e->getType().getUnqualifiedType()); };
     switch (e->getCastKind()) {
-    case CK_LValueToRValue: return lvalue_of(body, inner);
+    case CK_LValueToRValue:
+        return field_in_pieces(body, inner) ? read_pieces(body, inner) : lvalue_of(body, inner);
     case CK_NoOp: return value_of(body, inner);
     case CK_ArrayToPointerDecay: return decayed_array(body, e);
     case CK_FunctionToPointerDecay: return address_of(lvalue_of(body, inner), target());
@@ -125,11 +134,19 @@ NODE* value_of_cast(BODY& body, const CastExpr* e) {
     case CK_ToVoid: return void_value(body, e);
     case CK_ToUnion: return union_from_member(body, e);
     case CK_BuiltinFnToFnPtr: return value_of(body, inner);
-    case CK_AtomicToNonAtomic:
-    case CK_NonAtomicToAtomic: refuse(body.unit, e->getExprLoc(), "an atomic type"); break;
+    case CK_AtomicToNonAtomic: return atomic_value(body, inner);
+    case CK_NonAtomicToAtomic: return value_of(body, inner);
     default: refuse(body.unit, e->getExprLoc(), std::string("the conversion ") + e->getCastKindName()); break;
     }
     return zero_constant(int_type(body.unit));
+}
+
+} // namespace
+
+NODE* value_of_cast(BODY& body, const CastExpr* e) {
+    const auto* written = dyn_cast<CStyleCastExpr>(e);
+    NODE* lengths = written ? lengths_of_type(body, written->getTypeAsWritten()) : nullptr;
+    return sequence(lengths, converted_value(body, e));
 }
 
 } // namespace pelorus

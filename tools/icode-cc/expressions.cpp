@@ -3,6 +3,11 @@
 
 #include "clang/AST/Attr.h"
 
+#include "arrays.h"
+#include "atomics.h"
+#include "pieces.h"
+#include "scopes.h"
+
 namespace pelorus {
 
 using namespace clang;
@@ -43,8 +48,7 @@ NODE* named_object(BODY& body, const DeclRefExpr* name) {
         symbol->flags |= SF_REFERENCED | SF_ADDRESS_TAKEN;
         return new_name(symbol, symbol->declared_type);
     }
-    if (const auto* variable = dyn_cast<VarDecl>(name->getDecl()))
-        return use_local(variable_of(body, variable));
+    if (const auto* variable = dyn_cast<VarDecl>(name->getDecl())) return variable_object(body, variable);
     if (const auto* constant = dyn_cast<EnumConstantDecl>(name->getDecl()))
         return integer_constant(icode_type(body.unit, name->getType()), constant->getInitVal());
     return refused_value(body, name, "this name");
@@ -85,17 +89,13 @@ NODE* member(BODY& body, const MemberExpr* expression) {
     return member_of_value(structure, part, owner, type);
 }
 
-uint32_t step_size(const BODY& body, QualType type) {
-    return type->isVoidType() || type->isFunctionType() ? 1 : size_in_bytes(body.unit, type);
-}
-
 NODE* element(BODY& body, const ArraySubscriptExpr* expression) {
     const QualType type = expression->getType();
     if (expression->getBase()->getType()->isVectorType()) return refused_value(body, expression, "a vector");
     NODE* pointer = value_of(body, expression->getBase());
     NODE* index = value_of(body, expression->getIdx());
     TYPE* pointer_type = body.unit.types.make_pointer(icode_type(body.unit, type));
-    NODE* place = pointer_index(body.unit, pointer, index, step_size(body, type), false, pointer_type);
+    NODE* place = pointer_index(body.unit, pointer, index, size_of(body, type), false, pointer_type);
     return object_at(marked_pointer(body, place, type), icode_type(body.unit, type));
 }
 
@@ -136,7 +136,51 @@ NODE* scalar_in_braces(BODY& body, const InitListExpr* list) {
 
 NODE* known_constant(BODY& body, const Expr* expression) {
     if (NODE* constant = constant_of(body, expression)) return constant;
-    return refused_value(body, expression, "a size that is not constant");
+    return refused_value(body, expression, "a value that is not constant");
+}
+
+// `sizeof` and its kin: computed where the operand is an array of variable length.
+NODE* size_or_alignment(BODY& body, const UnaryExprOrTypeTraitExpr* e) {
+    if (e->getKind() != UETT_SizeOf || !is_variable_array(body.unit, e->getTypeOfArgument()))
+        return known_constant(body, e);
+    NODE* effects = e->isArgumentType() ? lengths_of_type(body, e->getArgumentType())
+                                        : effects_of(body, e->getArgumentExpr());
+    return sequence(effects, size_of(body, e->getTypeOfArgument()));
+}
+
+// `offsetof` with an index that is not constant.
+NODE* member_offset(BODY& body, const OffsetOfExpr* e) {
+    if (NODE* constant = constant_of(body, e)) return constant;
+    TYPE* number = unsigned_type(body.unit);
+    NODE* sum = integer_constant(number, 0);
+    QualType type = e->getTypeSourceInfo()->getType();
+    for (unsigned i = 0; i < e->getNumComponents(); ++i) {
+        const OffsetOfNode& part = e->getComponent(i);
+        if (part.getKind() == OffsetOfNode::Field) {
+            const uint64_t offset = body.unit.ast->getFieldOffset(part.getField()) / 8;
+            sum = new_binary(OP_PLUS, number, sum, integer_constant(number, static_cast<int64_t>(offset)));
+            type = part.getField()->getType();
+        } else if (part.getKind() == OffsetOfNode::Array) {
+            type = body.unit.ast->getAsArrayType(type)->getElementType();
+            NODE* index = value_of(body, e->getIndexExpr(part.getArrayExprIndex()));
+            sum = new_binary(OP_PLUS, number, sum, scaled_index(body.unit, index, size_of(body, type)));
+        }
+    }
+    return sum;
+}
+
+// `__builtin_LINE()` and its kin.
+NODE* source_location(BODY& body, const SourceLocExpr* e) {
+    Expr::EvalResult result;
+    if (e->isIntType() || !e->EvaluateAsRValue(result, *body.unit.ast) || !result.Val.isLValue())
+        return known_constant(body, e);
+    const auto* text = dyn_cast_or_null<StringLiteral>(result.Val.getLValueBase().dyn_cast<const Expr*>());
+    if (!text) return refused_value(body, e, "a place of this kind");
+    return address_of(literal_string(body, text), icode_type(body.unit, e->getType()));
+}
+
+NODE* label_address(BODY& body, const AddrLabelExpr* e) {
+    return integer_constant(void_pointer_type(body.unit), body.unit.label_numbers.lookup(e->getLabel()));
 }
 
 NODE* value_by_kind(BODY& body, const Expr* e) {
@@ -144,10 +188,11 @@ NODE* value_by_kind(BODY& body, const Expr* e) {
     case Stmt::IntegerLiteralClass:
     case Stmt::CharacterLiteralClass:
     case Stmt::FloatingLiteralClass:
+    case Stmt::TypeTraitExprClass: return known_constant(body, e);
     case Stmt::UnaryExprOrTypeTraitExprClass:
-    case Stmt::OffsetOfExprClass:
-    case Stmt::TypeTraitExprClass:
-    case Stmt::SourceLocExprClass: return known_constant(body, e);
+        return size_or_alignment(body, cast<UnaryExprOrTypeTraitExpr>(e));
+    case Stmt::SourceLocExprClass: return source_location(body, cast<SourceLocExpr>(e));
+    case Stmt::OffsetOfExprClass: return member_offset(body, cast<OffsetOfExpr>(e));
     case Stmt::ImplicitCastExprClass:
     case Stmt::CStyleCastExprClass: return value_of_cast(body, cast<CastExpr>(e));
     case Stmt::UnaryOperatorClass: return value_of_unary(body, cast<UnaryOperator>(e));
@@ -167,9 +212,12 @@ NODE* value_by_kind(BODY& body, const Expr* e) {
     case Stmt::InitListExprClass: return scalar_in_braces(body, cast<InitListExpr>(e));
     case Stmt::DeclRefExprClass: return named_object(body, cast<DeclRefExpr>(e));
     case Stmt::OpaqueValueExprClass: return opaque_value(body, cast<OpaqueValueExpr>(e));
-    case Stmt::MemberExprClass: return member(body, cast<MemberExpr>(e));
-    case Stmt::AddrLabelExprClass: return refused_value(body, e, "the address of a label");
-    case Stmt::AtomicExprClass: return refused_value(body, e, "an atomic operation");
+    case Stmt::MemberExprClass:
+        return field_in_pieces(body, e) ? read_pieces(body, e) : member(body, cast<MemberExpr>(e));
+    case Stmt::CompoundLiteralExprClass: // the argument of a parameter that is a transparent union
+        return compound_literal(body, cast<CompoundLiteralExpr>(e));
+    case Stmt::AddrLabelExprClass: return label_address(body, cast<AddrLabelExpr>(e));
+    case Stmt::AtomicExprClass: return value_of_atomic(body, cast<AtomicExpr>(e));
     case Stmt::ImaginaryLiteralClass: return refused_value(body, e, "a complex number");
     default: return refused_value(body, e, std::string("an expression of the kind ") + e->getStmtClassName());
     }
@@ -250,6 +298,10 @@ NODE* both_conditions(BODY& body, const BinaryOperator* expression) {
         return condition_of(body, expression->getRHS());
     }
     NODE* right = condition_of(body, expression->getRHS());
+    if (is_integer_constant(right)) {
+        if (is_zero_constant(right) != is_and) return left;
+        return sequence(effects_of(body, expression->getLHS()), integer_constant(type, is_and ? 0 : 1));
+    }
     return new_binary(is_and ? OP_ANDAND : OP_OROR, type, left, right);
 }
 

@@ -46,12 +46,16 @@ NODE* value_of_unary(BODY& body, const clang::UnaryOperator* expression);       
 NODE* value_of_binary(BODY& body, const clang::BinaryOperator* expression);                   // operators.cpp
 NODE* value_of_conditional(BODY& body, const clang::AbstractConditionalOperator* expression); // operators.cpp
 NODE* increment_of(BODY& body, const clang::UnaryOperator* expression, bool value_needed);    // operators.cpp
-NODE* value_of_call(BODY& body, const clang::CallExpr* call);                                 // calls.cpp
-NODE* value_of_statements(BODY& body, const clang::StmtExpr* expression, bool value_needed);  // inner.cpp
-NODE* value_of_va_arg(BODY& body, const clang::VAArgExpr* expression);                        // calls.cpp
-NODE* value_of_builtin(BODY& body, const clang::CallExpr* call, unsigned builtin);            // builtins.cpp
+OPCODE arithmetic_opcode(clang::BinaryOperatorKind kind); // operators.cpp: of `+` to `|`; OP_NOP for others
+NODE* value_of_call(BODY& body, const clang::CallExpr* call);                                // calls.cpp
+NODE* value_of_statements(BODY& body, const clang::StmtExpr* expression, bool value_needed); // inner.cpp
+NODE* value_of_va_arg(BODY& body, const clang::VAArgExpr* expression);                       // calls.cpp
+NODE* value_of_builtin(BODY& body, const clang::CallExpr* call, unsigned builtin);           // builtins.cpp
 NODE* value_of_list_builtin(BODY& body, const clang::CallExpr* call,
                             unsigned builtin); // calls.cpp: va_start and its kin; null for others
+
+// checked.cpp: arithmetic that tells whether it overflows; null for others
+NODE* value_of_checked_builtin(BODY& body, const clang::CallExpr* call, unsigned builtin);
 
 // The statements that give `target` (an lvalue; used by copies) its initial value (initial.cpp).
 void initialise_object(BODY& body, NODE* target, clang::QualType type, const clang::Expr* value,

@@ -7,6 +7,7 @@
 #include "expressions.h"
 #include "memory/zone.h"
 #include "objects.h"
+#include "pieces.h"
 
 namespace pelorus {
 
@@ -121,6 +122,10 @@ void fill_member(FILLING& filling, NODE* target, QualType type, const FieldDecl*
     UNIT& unit = filling.body.unit;
     TYPE_PART* part = member_of(unit, field);
     if (!part || isa<NoInitExpr>(value)) return;
+    if (unit.pieces.count(field)) {
+        filling.statements.push_back(fill_pieces(filling.body, target, field, value_of(filling.body, value)));
+        return;
+    }
     NODE* place = member_of_value(copy_tree(target), part, icode_type(unit, type.getUnqualifiedType()),
                                   icode_type(unit, field->getType()));
     fill(filling, place, field->getType(), value);

@@ -4,7 +4,10 @@
 // before the expression that it stands in, and its value kept in a temporary. C leaves the order of operands open, so this
 // changes nothing that a program may rely on, except where operands are evaluated conditionally or in turn: such an
 // operator (`&&`, `||`, `?:`, the comma) that holds one on its later side is turned into statements as well.
+#include "clang/AST/Attr.h"
+
 #include "expressions.h"
+#include "scopes.h"
 #include "statements.h"
 
 namespace pelorus {
@@ -15,19 +18,48 @@ namespace {
 
 bool holds_loose_statements(const Stmt* statement);
 
-// Only declarations and expressions.
-bool is_plain(const StmtExpr* expression) {
-    for (const Stmt* statement : expression->getSubStmt()->body())
-        if (!isa<DeclStmt, Expr, NullStmt>(statement) || holds_loose_statements(statement)) return false;
+// The declaration does no more than to give variables their values.
+bool is_plain_declaration(const DeclStmt* statement) {
+    for (const Decl* declared : statement->decls()) {
+        const auto* value = dyn_cast<ValueDecl>(declared);
+        const auto* name = dyn_cast<TypedefNameDecl>(declared);
+        if (declared->hasAttr<CleanupAttr>() || (value && value->getType()->isVariablyModifiedType()) ||
+            (name && name->getUnderlyingType()->isVariablyModifiedType()))
+            return false;
+    }
     return true;
 }
 
+// Only declarations and expressions.
+bool is_plain(const StmtExpr* expression) {
+    for (const Stmt* statement : expression->getSubStmt()->body()) {
+        if (!isa<DeclStmt, Expr, NullStmt>(statement) || holds_loose_statements(statement)) return false;
+        if (const auto* declaration = dyn_cast<DeclStmt>(statement);
+            declaration && !is_plain_declaration(declaration))
+            return false;
+    }
+    return true;
+}
+
+// Calls `visit` for each part of the statement or expression that is evaluated with it.
+template <class VISIT>
+void for_each_part(const Stmt* statement, VISIT visit) {
+    if (!statement) return;
+    if (const auto* size = dyn_cast<UnaryExprOrTypeTraitExpr>(statement);
+        size && !size->getTypeOfArgument()->isVariablyModifiedType())
+        return;
+    if (const auto* selection = dyn_cast<GenericSelectionExpr>(statement))
+        return visit(selection->getResultExpr());
+    if (const auto* choice = dyn_cast<ChooseExpr>(statement)) return visit(choice->getChosenSubExpr());
+    for (const Stmt* child : statement->children()) visit(child);
+}
+
 bool holds_loose_statements(const Stmt* statement) {
-    if (!statement || isa<UnaryExprOrTypeTraitExpr>(statement)) return false;
+    if (!statement) return false;
     if (const auto* inner = dyn_cast<StmtExpr>(statement)) return !is_plain(inner);
-    for (const Stmt* child : statement->children())
-        if (holds_loose_statements(child)) return true;
-    return false;
+    bool found = false;
+    for_each_part(statement, [&](const Stmt* part) { found = found || holds_loose_statements(part); });
+    return found;
 }
 
 // The statement that gives the value, perhaps behind labels; null in an empty block.
@@ -55,6 +87,7 @@ SYMBOL* place_for(BODY& body, const Expr* expression) {
 }
 
 void emit_block(BODY& body, const StmtExpr* expression) {
+    const VarDecl* before = body.held;
     const Stmt* last = last_statement(expression);
     for (const Stmt* statement : expression->getSubStmt()->body())
         if (statement != last) convert_statement(body, statement);
@@ -63,12 +96,16 @@ void emit_block(BODY& body, const StmtExpr* expression) {
         emit_label(body, label_of(body, label->getDecl()));
         last = label->getSubStmt();
     }
-    if (const auto* value = dyn_cast_or_null<Expr>(last)) return keep_value(body, expression, place, value);
-    if (last) convert_statement(body, last);
-    body.saved[expression] = place;
+    if (const auto* value = dyn_cast_or_null<Expr>(last)) {
+        keep_value(body, expression, place, value);
+    } else {
+        if (last) convert_statement(body, last);
+        body.saved[expression] = place;
+    }
+    leave_scope(body, before);
 }
 
-void emit_conditional(BODY& body, const ConditionalOperator* expression) {
+void emit_conditional(BODY& body, const AbstractConditionalOperator* expression) {
     emit_inner_statements(body, expression->getCond());
     SYMBOL* place = place_for(body, expression);
     const uint32_t yes = new_label(body), no = new_label(body), end = new_label(body);
@@ -79,6 +116,15 @@ void emit_conditional(BODY& body, const ConditionalOperator* expression) {
     emit_label(body, no);
     keep_value(body, expression, place, expression->getFalseExpr());
     emit_label(body, end);
+}
+
+// `a ?: b`.
+void emit_default(BODY& body, const BinaryConditionalOperator* expression) {
+    emit_inner_statements(body, expression->getCommon());
+    const SAVED_VALUE common = save_value(body, value_of(body, expression->getCommon()));
+    emit(body, common.assignment);
+    body.saved[expression->getOpaqueValue()] = common.symbol;
+    emit_conditional(body, expression);
 }
 
 void emit_logical(BODY& body, const BinaryOperator* expression) {
@@ -99,12 +145,14 @@ void emit_logical(BODY& body, const BinaryOperator* expression) {
 }
 
 void emit_inner(BODY& body, const Stmt* statement) {
-    if (!statement || isa<UnaryExprOrTypeTraitExpr>(statement) || !holds_loose_statements(statement)) return;
+    if (!holds_loose_statements(statement)) return;
     if (const auto* expression = dyn_cast<StmtExpr>(statement)) return emit_block(body, expression);
     if (const auto* conditional = dyn_cast<ConditionalOperator>(statement))
         if (holds_loose_statements(conditional->getTrueExpr()) ||
             holds_loose_statements(conditional->getFalseExpr()))
             return emit_conditional(body, conditional);
+    if (const auto* conditional = dyn_cast<BinaryConditionalOperator>(statement))
+        return emit_default(body, conditional);
     if (const auto* binary = dyn_cast<BinaryOperator>(statement);
         binary && holds_loose_statements(binary->getRHS())) {
         if (binary->isLogicalOp()) return emit_logical(body, binary);
@@ -114,7 +162,7 @@ void emit_inner(BODY& body, const Stmt* statement) {
             body.saved[binary->getLHS()->IgnoreParens()] = nullptr;
         }
     }
-    for (const Stmt* child : statement->children()) emit_inner(body, child);
+    for_each_part(statement, [&](const Stmt* part) { emit_inner(body, part); });
 }
 
 void add_declaration(BODY& body, const DeclStmt* statement, NODE*& effects) {

@@ -8,7 +8,7 @@
 // 4. It is copied to the output when nothing was refused, so there is never half an output.
 //
 // With -E, -M or -MM it does what clang does. What has no icode is refused with its place: assembly with operands,
-// computed goto, arrays of variable length, complex numbers, vectors, atomic types, alloca.
+// complex numbers, vectors.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -52,8 +52,7 @@ void write_definition(UNIT& unit, const FunctionDecl* function) {
 // One declaration of the file, if it is a definition that is needed now. True when it was written.
 bool write_if_needed(UNIT& unit, const Decl* decl) {
     if (const auto* function = dyn_cast<FunctionDecl>(decl)) {
-        if (function->hasAttr<AliasAttr>())
-            return declare_global(*unit.writer, function_symbol(unit, function)), true;
+        if (alias_of(function)) return declare_global(*unit.writer, function_symbol(unit, function)), true;
         if (!function->doesThisDeclarationHaveABody() || !must_emit(unit, function)) return false;
         write_definition(unit, function);
         return true;
@@ -61,7 +60,7 @@ bool write_if_needed(UNIT& unit, const Decl* decl) {
     if (const auto* variable = dyn_cast<VarDecl>(decl)) {
         const VarDecl* definition = variable->getDefinition();
         if (!definition) definition = const_cast<VarDecl*>(variable)->getActingDefinition();
-        const bool alias = variable->hasAttr<AliasAttr>();
+        const bool alias = alias_of(variable);
         if ((!definition || definition != variable) && !alias) return false;
         if (!alias && !must_emit(unit, variable)) return false;
         write_variable(unit, variable);
@@ -105,7 +104,8 @@ struct RESULT {
 
 class CONVERTER final : public ASTConsumer {
 public:
-    CONVERTER(RESULT& result, std::string name) : result_(result), name_(std::move(name)) {}
+    CONVERTER(RESULT& result, std::string name, bool common)
+        : result_(result), name_(std::move(name)), merges_tentative_(common) {}
 
     void HandleTranslationUnit(ASTContext& context) override {
         if (context.getDiagnostics().hasErrorOccurred()) return;
@@ -113,6 +113,7 @@ public:
         validate_opcode_tables();
         UNIT unit;
         unit.ast = &context;
+        unit.merges_tentative = merges_tentative_;
         set_type_package(&unit.types);
         FILE* stream = fdopen(dup(fileno(result_.file)), "w+b");
         if (!stream) return;
@@ -130,6 +131,7 @@ public:
 private:
     RESULT& result_;
     std::string name_;
+    bool merges_tentative_;
 };
 
 class CONVERT_ACTION final : public ASTFrontendAction {
@@ -137,8 +139,8 @@ public:
     explicit CONVERT_ACTION(RESULT& result) : result_(result) {}
 
 protected:
-    std::unique_ptr<ASTConsumer> CreateASTConsumer(CompilerInstance&, StringRef file) override {
-        return std::make_unique<CONVERTER>(result_, file.str());
+    std::unique_ptr<ASTConsumer> CreateASTConsumer(CompilerInstance& compiler, StringRef file) override {
+        return std::make_unique<CONVERTER>(result_, file.str(), !compiler.getCodeGenOpts().NoCommon);
     }
 
 private:

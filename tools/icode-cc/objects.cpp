@@ -102,13 +102,35 @@ NODE* base_address(UNIT& unit, const APValue& value, TYPE* type) {
         SYMBOL* object = literal_object(unit, expression);
         return address_of(use_of(object, object->declared_type), type);
     }
-    refuse(unit, expression ? expression->getBeginLoc() : SourceLocation(), "the address of a label");
+    refuse(unit, expression ? expression->getBeginLoc() : SourceLocation(), "an address of this kind");
     return nullptr;
+}
+
+// The label whose address the value is; null for others.
+const AddrLabelExpr* label_address(const APValue& value) {
+    return dyn_cast_or_null<AddrLabelExpr>(value.getLValueBase().dyn_cast<const Expr*>());
+}
+
+int64_t label_number(const UNIT& unit, const AddrLabelExpr* label) {
+    return unit.label_numbers.lookup(label->getLabel());
+}
+
+void lay_number(LAYING& laying, int64_t number, QualType type, uint64_t offset) {
+    TYPE* slot = icode_type(laying.unit, type.getAtomicUnqualifiedType());
+    if (number) lay_constant(laying, integer_constant(slot, number), offset, slot->size);
+}
+
+void lay_label_difference(LAYING& laying, const APValue& value, QualType type, uint64_t offset) {
+    const int64_t left = label_number(laying.unit, value.getAddrLabelDiffLHS());
+    lay_number(laying, left - label_number(laying.unit, value.getAddrLabelDiffRHS()), type, offset);
 }
 
 void lay_address(LAYING& laying, const APValue& value, QualType type, uint64_t offset) {
     UNIT& unit = laying.unit;
-    TYPE* slot = icode_type(unit, type.getUnqualifiedType());
+    if (const AddrLabelExpr* label = label_address(value))
+        return lay_number(laying, label_number(unit, label) + value.getLValueOffset().getQuantity(), type,
+                          offset);
+    TYPE* slot = icode_type(unit, type.getAtomicUnqualifiedType());
     TYPE* pointer = type_is_pointer(slot) ? slot : void_pointer_type(unit);
     NODE* address = base_address(unit, value, pointer);
     const int64_t distance = value.getLValueOffset().getQuantity();
@@ -164,7 +186,7 @@ void lay_structure(LAYING& laying, const APValue& value, QualType type, uint64_t
 }
 
 void lay_scalar(LAYING& laying, const APValue& value, QualType type, uint64_t offset) {
-    TYPE* slot = icode_type(laying.unit, type.getUnqualifiedType());
+    TYPE* slot = icode_type(laying.unit, type.getAtomicUnqualifiedType());
     NODE* tree =
         value.isInt() ? integer_constant(slot, value.getInt()) : float_constant(slot, value.getFloat());
     lay_constant(laying, tree, offset, slot->size);
@@ -190,6 +212,7 @@ void lay_value(LAYING& laying, const APValue& value, QualType type, uint64_t off
     case APValue::Union:
         if (value.getUnionField()) lay_member(laying, value.getUnionValue(), value.getUnionField(), offset);
         return;
+    case APValue::AddrLabelDiff: return lay_label_difference(laying, value, type, offset);
     default: refuse(laying.unit, "an initializer of this kind");
     }
 }
@@ -283,7 +306,7 @@ void write_variable(UNIT& unit, const VarDecl* definition) {
     unit.here = definition->getLocation();
     SYMBOL* symbol = variable_symbol(unit, definition);
     declare_global(*unit.writer, symbol);
-    if (!definition->hasAttr<AliasAttr>() && definition->hasInit()) queue_variable(unit, definition);
+    if (!alias_of(definition) && definition->hasInit()) queue_variable(unit, definition);
     write_pending_objects(unit);
 }
 

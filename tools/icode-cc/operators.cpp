@@ -1,11 +1,12 @@
 // Operators; see expressions.h.
+#include "arrays.h"
+#include "atomics.h"
 #include "expressions.h"
+#include "pieces.h"
 
 namespace pelorus {
 
 using namespace clang;
-
-namespace {
 
 OPCODE arithmetic_opcode(BinaryOperatorKind kind) {
     switch (kind) {
@@ -22,6 +23,8 @@ OPCODE arithmetic_opcode(BinaryOperatorKind kind) {
     default: return OP_NOP;
     }
 }
+
+namespace {
 
 OPCODE assignment_opcode(BinaryOperatorKind kind) {
     switch (kind) {
@@ -51,17 +54,15 @@ OPCODE relation_opcode(BinaryOperatorKind kind, bool is_unsigned) {
 }
 
 // What a pointer of the type moves by, in bytes.
-uint32_t pointed_size(const BODY& body, QualType pointer) {
-    const QualType target = pointer->getPointeeType();
-    return target->isVoidType() || target->isFunctionType() ? 1 : size_in_bytes(body.unit, target);
-}
+NODE* pointed_size(BODY& body, QualType pointer) { return size_of(body, pointer->getPointeeType()); }
 
 NODE* pointer_difference(BODY& body, const BinaryOperator* e) {
     TYPE* type = int_type(body.unit);
     NODE* left = value_of(body, e->getLHS());
     NODE* bytes = new_binary(OP_MINUS, type, left, value_of(body, e->getRHS()));
-    const uint32_t size = pointed_size(body, e->getLHS()->getType());
-    return size <= 1 ? bytes : new_binary(OP_DIV, type, bytes, integer_constant(type, size));
+    NODE* size = arithmetic_conversion(pointed_size(body, e->getLHS()->getType()), type);
+    if (is_integer_constant(size) && int96_to_int64(size->value()) <= 1) return bytes;
+    return new_binary(OP_DIV, type, bytes, size);
 }
 
 NODE* pointer_sum(BODY& body, const BinaryOperator* e) {
@@ -100,21 +101,11 @@ NODE* simple_assignment(BODY& body, const BinaryOperator* e) {
     return assignment(left, right, icode_type(body.unit, e->getType().getUnqualifiedType()));
 }
 
-// The amount in bytes by which a pointer is moved.
-NODE* scaled_amount(BODY& body, NODE* amount, uint32_t size) {
-    if (amount->type->size != 4)
-        amount = arithmetic_conversion(amount, type_is_signed(amount->type) ? int_type(body.unit)
-                                                                            : unsigned_type(body.unit));
-    TYPE* type = type_is_signed(amount->type) ? int_type(body.unit) : unsigned_type(body.unit);
-    if (is_integer_constant(amount)) return integer_constant(type, int96_to_int64(amount->value()) * size);
-    return size == 1 ? amount : new_binary(OP_MULT, type, amount, integer_constant(type, size));
-}
-
 NODE* compound_assignment(BODY& body, const CompoundAssignOperator* e) {
     const QualType type = e->getType();
     NODE* left = lvalue_of(body, e->getLHS());
     NODE* right = value_of(body, e->getRHS());
-    if (type->isPointerType()) right = scaled_amount(body, right, pointed_size(body, type));
+    if (type->isPointerType()) right = scaled_index(body.unit, right, pointed_size(body, type));
     return new_binary(assignment_opcode(e->getOpcode()), icode_type(body.unit, type.getUnqualifiedType()),
                       left, right);
 }
@@ -147,7 +138,7 @@ NODE* address_value(BODY& body, const UnaryOperator* e) {
 
 // The amount of ++ and --, in the type that the sum is made in.
 NODE* unit_amount(BODY& body, QualType type) {
-    if (type->isPointerType()) return integer_constant(int_type(body.unit), pointed_size(body, type));
+    if (type->isPointerType()) return arithmetic_conversion(pointed_size(body, type), int_type(body.unit));
     ASTContext& ast = *body.unit.ast;
     if (type->isRealFloatingType()) return float_constant(icode_type(body.unit, type), llvm::APFloat(1.0));
     const QualType sum = ast.isPromotableIntegerType(type) ? ast.getPromotedIntegerType(type) : type;
@@ -167,6 +158,8 @@ NODE* value_or_default(BODY& body, const BinaryConditionalOperator* e) {
 } // namespace
 
 NODE* increment_of(BODY& body, const UnaryOperator* e, bool value_needed) {
+    if (e->getSubExpr()->getType()->isAtomicType()) return atomic_increment(body, e);
+    if (field_in_pieces(body, e->getSubExpr())) return increment_pieces(body, e);
     const QualType type = e->getType().getUnqualifiedType();
     NODE* object = lvalue_of(body, e->getSubExpr());
     const bool keeps_old = e->isPostfix() && value_needed;
@@ -200,6 +193,8 @@ NODE* value_of_binary(BODY& body, const BinaryOperator* e) {
         refuse(body.unit, e->getExprLoc(), "the type '" + e->getType().getAsString() + "'");
         return zero_constant(int_type(body.unit));
     }
+    if (e->isAssignmentOp() && e->getLHS()->getType()->isAtomicType()) return atomic_assignment(body, e);
+    if (e->isAssignmentOp() && field_in_pieces(body, e->getLHS())) return assign_pieces(body, e);
     if (e->isCompoundAssignmentOp()) return compound_assignment(body, cast<CompoundAssignOperator>(e));
     if (e->isAssignmentOp()) return simple_assignment(body, e);
     if (e->isLogicalOp()) return logical_value(body, e);

@@ -1,10 +1,14 @@
-// Statements: control flow as labels, IF, BRANCH and SWITCH; see statements.h.
+// Statements: control flow as labels, IF and BRANCH; see statements.h.
 #include "statements.h"
 
 #include "clang/AST/Attr.h"
 
+#include "arrays.h"
+#include "assembly.h"
 #include "expressions.h"
 #include "objects.h"
+#include "scopes.h"
+#include "switches.h"
 
 namespace pelorus {
 
@@ -12,19 +16,13 @@ using namespace clang;
 
 namespace {
 
-constexpr int64_t CASE_RANGE_LIMIT = 1024; // values that a GNU case range may stand for
-
-void stand_at(BODY& body, SourceLocation place) {
-    if (place.isInvalid()) return;
-    body.unit.here = place;
-    body.position = position_of(body.unit, place);
-}
-
-bool holds_label(const Stmt* statement) {
+// Control may come into the statement from outside: by a label or, but for whole switches, a case.
+bool holds_label(const Stmt* statement, bool in_switch = false) {
     if (!statement) return false;
-    if (isa<LabelStmt, SwitchCase>(statement)) return true;
+    if (isa<LabelStmt>(statement) || (isa<SwitchCase>(statement) && !in_switch)) return true;
+    in_switch = in_switch || isa<SwitchStmt>(statement);
     for (const Stmt* child : statement->children())
-        if (holds_label(child)) return true;
+        if (holds_label(child, in_switch)) return true;
     return false;
 }
 
@@ -39,7 +37,9 @@ bool holds_statement_expression(const Stmt* statement) {
 NODE* condition_tree(BODY& body, const Expr* condition) {
     stand_at(body, condition->getBeginLoc());
     emit_inner_statements(body, condition);
-    return condition_of(body, condition);
+    NODE* tree = condition_of(body, condition);
+    for (; tree->op == OP_COMMAOP; tree = tree->right) emit(body, tree->left);
+    return tree;
 }
 
 void convert_if(BODY& body, const IfStmt* statement) {
@@ -66,13 +66,6 @@ void convert_if(BODY& body, const IfStmt* statement) {
     emit_label(body, end);
 }
 
-void convert_loop_body(BODY& body, const Stmt* statement, JUMP_TARGETS targets) {
-    const JUMP_TARGETS outer = body.targets;
-    body.targets = targets;
-    convert_statement(body, statement);
-    body.targets = outer;
-}
-
 void leave_unless(BODY& body, const Expr* condition, uint32_t more, uint32_t end) {
     NODE* tree = condition_tree(body, condition);
     if (is_integer_constant(tree) && !is_zero_constant(tree)) return;
@@ -84,7 +77,7 @@ void convert_while(BODY& body, const WhileStmt* statement) {
     emit_label(body, top);
     leave_unless(body, statement->getCond(), more, end);
     emit_label(body, more);
-    convert_loop_body(body, statement->getBody(), {end, top});
+    convert_inside(body, statement->getBody(), {{end, body.held}, {top, body.held}});
     emit_branch(body, top);
     emit_label(body, end);
 }
@@ -92,7 +85,7 @@ void convert_while(BODY& body, const WhileStmt* statement) {
 void convert_do(BODY& body, const DoStmt* statement) {
     const uint32_t top = new_label(body), test = new_label(body), end = new_label(body);
     emit_label(body, top);
-    convert_loop_body(body, statement->getBody(), {end, test});
+    convert_inside(body, statement->getBody(), {{end, body.held}, {test, body.held}});
     emit_label(body, test);
     NODE* condition = condition_tree(body, statement->getCond());
     if (!is_zero_constant(condition)) emit_if(body, condition, top, end);
@@ -100,13 +93,14 @@ void convert_do(BODY& body, const DoStmt* statement) {
 }
 
 void convert_for(BODY& body, const ForStmt* statement) {
+    const VarDecl* before = body.held;
     if (statement->getInit()) convert_statement(body, statement->getInit());
     const uint32_t top = new_label(body), more = new_label(body), step = new_label(body),
                    end = new_label(body);
     emit_label(body, top);
     if (statement->getCond()) leave_unless(body, statement->getCond(), more, end);
     emit_label(body, more);
-    convert_loop_body(body, statement->getBody(), {end, step});
+    convert_inside(body, statement->getBody(), {{end, body.held}, {step, body.held}});
     emit_label(body, step);
     if (statement->getInc()) {
         stand_at(body, statement->getInc()->getBeginLoc());
@@ -114,62 +108,7 @@ void convert_for(BODY& body, const ForStmt* statement) {
     }
     emit_branch(body, top);
     emit_label(body, end);
-}
-
-// The case list under construction: a left-leaning chain.
-struct CASE_LIST {
-    NODE* chain;
-    uint32_t count;
-};
-
-void add_case(BODY& body, CASE_LIST& list, NODE* entry) {
-    list.chain = list.chain ? new_binary(OP_COMMA, void_type(body.unit), list.chain, entry) : entry;
-    list.count++;
-}
-
-void add_values(BODY& body, CASE_LIST& list, const CaseStmt* entry, TYPE* type, uint32_t label) {
-    const ASTContext& ast = *body.unit.ast;
-    const int64_t low = entry->getLHS()->EvaluateKnownConstInt(ast).extOrTrunc(64).getSExtValue();
-    const int64_t high =
-        entry->getRHS() ? entry->getRHS()->EvaluateKnownConstInt(ast).extOrTrunc(64).getSExtValue() : low;
-    if (high - low >= CASE_RANGE_LIMIT)
-        return refuse(body.unit, entry->getCaseLoc(), "a case range of more than 1024 values");
-    for (int64_t value = low; value <= high; ++value)
-        add_case(body, list,
-                 new_binary(OP_CASE, void_type(body.unit), integer_constant(type, value), label_leaf(label)));
-}
-
-CASE_LIST collect_cases(BODY& body, const SwitchStmt* statement, TYPE* type, uint32_t end) {
-    std::vector<const SwitchCase*> cases;
-    for (const SwitchCase* entry = statement->getSwitchCaseList(); entry; entry = entry->getNextSwitchCase())
-        cases.push_back(entry);
-    CASE_LIST list{};
-    uint32_t other = end;
-    for (size_t i = cases.size(); i-- > 0;) {
-        const uint32_t label = body.case_labels[cases[i]] = new_label(body);
-        if (const auto* entry = dyn_cast<CaseStmt>(cases[i]))
-            add_values(body, list, entry, type, label);
-        else
-            other = label;
-    }
-    add_case(body, list, new_unary(OP_DEFAULT, void_type(body.unit), label_leaf(other)));
-    return list;
-}
-
-void convert_switch(BODY& body, const SwitchStmt* statement) {
-    if (statement->getInit()) convert_statement(body, statement->getInit());
-    emit_inner_statements(body, statement->getCond());
-    NODE* selector = value_of(body, statement->getCond());
-    TYPE* type = icode_type(body.unit, statement->getCond()->getType().getUnqualifiedType());
-    if (type_strip(selector->type) != type) selector = new_unary(OP_SCONV, type, selector);
-    const uint32_t end = new_label(body);
-    const CASE_LIST list = collect_cases(body, statement, type, end);
-    NODE* tree = new_binary(OP_SWITCH, void_type(body.unit), selector, list.chain);
-    tree->set_switch(list.count);
-    emit(body, tree);
-    body.reachable = false;
-    convert_loop_body(body, statement->getBody(), {end, body.targets.continue_label});
-    emit_label(body, end);
+    leave_scope(body, before);
 }
 
 NODE* return_name(BODY& body) {
@@ -184,49 +123,65 @@ void emit_return(BODY& body, NODE* value) {
 
 void convert_return(BODY& body, const ReturnStmt* statement) {
     const Expr* value = statement->getRetValue();
-    if (!value) return emit_return(body, nullptr);
-    if (!body.return_symbol || value->getType()->isVoidType()) {
-        convert_effects(body, value);
+    if (!value || !body.return_symbol || value->getType()->isVoidType()) {
+        if (value) convert_effects(body, value);
+        release_scopes(body, nullptr, true);
         return emit_return(body, nullptr);
     }
     emit_inner_statements(body, value);
-    emit_return(body, value_of(body, value));
+    if (!return_cleans_up(body)) return emit_return(body, value_of(body, value));
+    emit(body,
+         assignment(use_local(body.return_symbol), value_of(body, value), body.return_symbol->declared_type));
+    release_scopes(body, nullptr, true);
+    emit_return(body, nullptr);
 }
 
-void convert_assembly(BODY& body, const AsmStmt* statement) {
-    const auto* assembly = dyn_cast<GCCAsmStmt>(statement);
-    bool plain =
-        assembly && !assembly->getNumOutputs() && !assembly->getNumInputs() && !assembly->isAsmGoto();
-    for (unsigned i = 0; plain && i < assembly->getNumClobbers(); ++i)
-        plain = assembly->getClobber(i) == "memory" || assembly->getClobber(i) == "cc";
-    if (!plain) return refuse(body.unit, statement->getAsmLoc(), "inline assembly with operands");
-    std::string text = assembly->getAsmString()->getString().str();
-    if (!assembly->isSimple())
-        for (size_t at = 0; (at = text.find("%%", at)) != std::string::npos; ++at) text.erase(at, 1);
-    emit_assembly(body, text);
+void initialise_variable(BODY& body, const VarDecl* variable) {
+    SYMBOL* symbol = variable_of(body, variable);
+    if (!variable->hasInit()) return;
+    emit_inner_statements(body, variable->getInit());
+    std::vector<NODE*> trees;
+    initialise_object(body, use_local(symbol), variable->getType(), variable->getInit(), trees);
+    for (NODE* tree : trees) emit(body, tree);
+}
+
+// The lengths of arrays in the type that a declaration writes.
+void compute_lengths(BODY& body, const Decl* declared) {
+    NODE* lengths = nullptr;
+    if (const auto* variable = dyn_cast<VarDecl>(declared); variable && !variable->hasExternalStorage())
+        lengths = lengths_of_type(body, variable->getType());
+    if (const auto* name = dyn_cast<TypedefNameDecl>(declared))
+        lengths = lengths_of_type(body, name->getUnderlyingType());
+    if (lengths) emit(body, lengths);
 }
 
 void convert_declaration(BODY& body, const DeclStmt* statement) {
     convert_static_variables(body, statement);
     for (const Decl* declared : statement->decls()) {
+        stand_at(body, declared->getLocation());
+        compute_lengths(body, declared);
         const auto* variable = dyn_cast<VarDecl>(declared);
         if (!variable || !variable->hasLocalStorage()) continue;
-        stand_at(body, variable->getLocation());
-        if (variable->hasAttr<CleanupAttr>()) refuse(body.unit, "the attribute cleanup");
-        if (variable->getStorageClass() == SC_Register && variable->hasAttr<AsmLabelAttr>())
-            refuse(body.unit, "a variable in a given register");
-        SYMBOL* symbol = variable_of(body, variable);
-        if (!variable->hasInit()) continue;
-        emit_inner_statements(body, variable->getInit());
-        std::vector<NODE*> trees;
-        initialise_object(body, use_local(symbol), variable->getType(), variable->getInit(), trees);
-        for (NODE* tree : trees) emit(body, tree);
+        if (is_variable_array(body.unit, variable->getType())) {
+            declare_array(body, variable);
+            continue;
+        }
+        initialise_variable(body, variable);
+        hold_variable(body, variable);
     }
 }
 
-void convert_jump(BODY& body, const Stmt* statement, uint32_t target) {
-    if (!target) return refuse(body.unit, statement->getBeginLoc(), "a jump out of a statement expression");
-    emit_branch(body, target);
+void convert_block(BODY& body, const CompoundStmt* block) {
+    const VarDecl* before = body.held;
+    for (const Stmt* inner : block->body()) convert_statement(body, inner);
+    leave_scope(body, before, block == body.function->getBody());
+}
+
+void convert_jump(BODY& body, const Stmt* statement, const JUMP& jump) {
+    if (!jump.label)
+        return refuse(body.unit, statement->getBeginLoc(), "a jump out of a statement expression");
+    release_scopes(body, jump.held);
+    emit_branch(body, jump.label);
 }
 
 void emit_unroll(BODY& body, uint64_t count) {
@@ -248,6 +203,18 @@ void convert_attributed(BODY& body, const AttributedStmt* statement) {
 }
 
 } // namespace
+
+void convert_inside(BODY& body, const Stmt* statement, JUMP_TARGETS targets) {
+    const JUMP_TARGETS outer = body.targets;
+    body.targets = targets;
+    convert_statement(body, statement);
+    body.targets = outer;
+}
+
+void convert_goto(BODY& body, const LabelDecl* label) {
+    release_scopes(body, body.held_at.lookup(label));
+    emit_branch(body, label_of(body, label));
+}
 
 uint32_t label_of(BODY& body, const LabelDecl* label) {
     uint32_t& number = body.labels[label];
@@ -286,7 +253,7 @@ void effects_by_branches(BODY& body, const Expr* condition, const Expr* yes, con
 // Emits a tree of effects, the operands of COMMAOP one by one.
 void emit_effects(BODY& body, NODE* tree) {
     for (; tree && tree->op == OP_COMMAOP; tree = tree->right) emit(body, tree->left);
-    if (tree && tree->op != OP_ICON && tree->op != OP_FCON && tree->op != OP_NAME) emit(body, tree);
+    if (tree && has_effects(tree)) emit(body, tree);
 }
 
 const Expr* without_void_cast(const Expr* e) {
@@ -323,19 +290,24 @@ void convert_effects(BODY& body, const Expr* expression) {
 }
 
 void convert_statement(BODY& body, const Stmt* statement) {
+    if (!body.reachable && !holds_label(statement)) {
+        // Static variables have their values all the same, and a label behind may be in their scope.
+        if (const auto* declaration = dyn_cast<DeclStmt>(statement))
+            convert_static_variables(body, declaration);
+        return;
+    }
     stand_at(body, statement->getBeginLoc());
     switch (statement->getStmtClass()) {
     case Stmt::NullStmtClass: return;
-    case Stmt::CompoundStmtClass:
-        for (const Stmt* inner : cast<CompoundStmt>(statement)->body()) convert_statement(body, inner);
-        return;
+    case Stmt::CompoundStmtClass: return convert_block(body, cast<CompoundStmt>(statement));
     case Stmt::DeclStmtClass: return convert_declaration(body, cast<DeclStmt>(statement));
     case Stmt::LabelStmtClass:
         emit_label(body, label_of(body, cast<LabelStmt>(statement)->getDecl()));
         return convert_statement(body, cast<LabelStmt>(statement)->getSubStmt());
     case Stmt::CaseStmtClass:
     case Stmt::DefaultStmtClass:
-        emit_label(body, body.case_labels.lookup(cast<SwitchCase>(statement)));
+        if (const uint32_t label = body.case_labels.lookup(cast<SwitchCase>(statement)))
+            emit_label(body, label);
         return convert_statement(body, cast<SwitchCase>(statement)->getSubStmt());
     case Stmt::AttributedStmtClass: return convert_attributed(body, cast<AttributedStmt>(statement));
     case Stmt::IfStmtClass: return convert_if(body, cast<IfStmt>(statement));
@@ -343,13 +315,13 @@ void convert_statement(BODY& body, const Stmt* statement) {
     case Stmt::DoStmtClass: return convert_do(body, cast<DoStmt>(statement));
     case Stmt::ForStmtClass: return convert_for(body, cast<ForStmt>(statement));
     case Stmt::SwitchStmtClass: return convert_switch(body, cast<SwitchStmt>(statement));
-    case Stmt::GotoStmtClass: return emit_branch(body, label_of(body, cast<GotoStmt>(statement)->getLabel()));
-    case Stmt::BreakStmtClass: return convert_jump(body, statement, body.targets.break_label);
-    case Stmt::ContinueStmtClass: return convert_jump(body, statement, body.targets.continue_label);
+    case Stmt::GotoStmtClass: return convert_goto(body, cast<GotoStmt>(statement)->getLabel());
+    case Stmt::BreakStmtClass: return convert_jump(body, statement, body.targets.break_to);
+    case Stmt::ContinueStmtClass: return convert_jump(body, statement, body.targets.continue_to);
     case Stmt::ReturnStmtClass: return convert_return(body, cast<ReturnStmt>(statement));
     case Stmt::GCCAsmStmtClass:
     case Stmt::MSAsmStmtClass: return convert_assembly(body, cast<AsmStmt>(statement));
-    case Stmt::IndirectGotoStmtClass: return refuse(body.unit, statement->getBeginLoc(), "a computed goto");
+    case Stmt::IndirectGotoStmtClass: return convert_computed_goto(body, cast<IndirectGotoStmt>(statement));
     default: break;
     }
     if (const auto* expression = dyn_cast<Expr>(statement)) return convert_effects(body, expression);

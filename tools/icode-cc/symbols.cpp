@@ -57,35 +57,51 @@ void add_attribute(SYMBOL* symbol, const char* name, const std::string& argument
 
 void add_flag_attribute(SYMBOL* symbol, const char* name) { add_attribute(symbol, name, {}, false); }
 
-const char* visibility_name(VisibilityAttr::VisibilityType visibility) {
-    switch (visibility) {
-    case VisibilityAttr::Hidden: return "hidden";
-    case VisibilityAttr::Protected: return "protected";
-    default: return "default";
-    }
+const char* visibility_name(Visibility visibility) {
+    return visibility == HiddenVisibility ? "hidden" : "protected";
+}
+
+// What the file declares under the name that an attribute gives; null: nothing.
+const NamedDecl* named_declaration(const UNIT& unit, StringRef name) {
+    const DeclarationName identifier(&unit.ast->Idents.get(name));
+    for (const NamedDecl* found : unit.ast->getTranslationUnitDecl()->lookup(identifier))
+        if (isa<FunctionDecl, VarDecl>(found)) return found;
+    return nullptr;
+}
+
+SYMBOL* declared_symbol(UNIT& unit, const NamedDecl* declared) {
+    if (const auto* function = dyn_cast_or_null<FunctionDecl>(declared))
+        return function_symbol(unit, function);
+    if (const auto* variable = dyn_cast_or_null<VarDecl>(declared)) return variable_symbol(unit, variable);
+    return nullptr;
 }
 
 // What another name stands for is needed, too.
 void need_target(UNIT& unit, const AliasAttr* alias) {
-    const DeclarationName identifier(&unit.ast->Idents.get(alias->getAliasee()));
-    for (const NamedDecl* found : unit.ast->getTranslationUnitDecl()->lookup(identifier)) {
-        if (const auto* function = dyn_cast<FunctionDecl>(found))
-            function_symbol(unit, function)->flags |= SF_REFERENCED;
-        if (const auto* variable = dyn_cast<VarDecl>(found))
-            variable_symbol(unit, variable)->flags |= SF_REFERENCED;
-    }
+    if (SYMBOL* symbol = declared_symbol(unit, named_declaration(unit, alias->getAliasee())))
+        symbol->flags |= SF_REFERENCED;
+}
+
+// A weak reference to something that the file declares under its own name is that symbol; null for others.
+SYMBOL* weakly_referred_symbol(UNIT& unit, const Decl* declared) {
+    const Decl* latest = declared->getMostRecentDecl();
+    if (!latest->hasAttr<WeakRefAttr>() || !latest->hasAttr<AliasAttr>()) return nullptr;
+    return declared_symbol(unit, named_declaration(unit, latest->getAttr<AliasAttr>()->getAliasee()));
 }
 
 void add_attributes(UNIT& unit, SYMBOL* symbol, const Decl* declared) {
     const Decl* decl = declared->getMostRecentDecl();
     if (const auto* section = decl->getAttr<SectionAttr>())
         add_attribute(symbol, "section", section->getName().str());
-    if (const auto* alias = decl->getAttr<AliasAttr>()) {
+    if (const auto* alias = alias_of(decl)) {
         add_attribute(symbol, "alias", underscored(alias->getAliasee()));
         need_target(unit, alias);
     }
-    if (const auto* visible = decl->getAttr<VisibilityAttr>())
-        add_attribute(symbol, "visibility", visibility_name(visible->getVisibility()));
+    // What the command line says holds for definitions only.
+    const LinkageInfo linkage = cast<NamedDecl>(decl)->getLinkageAndVisibility();
+    if (linkage.getVisibility() != DefaultVisibility &&
+        (linkage.isVisibilityExplicit() || (symbol->flags & SF_DEFINED)))
+        add_attribute(symbol, "visibility", visibility_name(linkage.getVisibility()));
     if (decl->hasAttr<AlignedAttr>()) add_attribute(symbol, "aligned", std::to_string(symbol->align));
     if (const auto* before = decl->getAttr<ConstructorAttr>()) {
         const bool plain = before->getPriority() == ConstructorAttr::DefaultPriority;
@@ -98,8 +114,18 @@ void add_attributes(UNIT& unit, SYMBOL* symbol, const Decl* declared) {
     if (decl->hasAttr<UsedAttr>()) add_flag_attribute(symbol, "used");
     if (decl->hasAttr<NoInlineAttr>()) add_flag_attribute(symbol, "noinline");
     if (decl->hasAttr<ReturnsTwiceAttr>()) add_flag_attribute(symbol, "returns_twice");
+    if (decl->hasAttr<NakedAttr>()) refuse(unit, decl->getLocation(), "a naked function");
     if (decl->hasAttr<IFuncAttr>()) refuse(unit, decl->getLocation(), "an indirect function");
-    if (decl->hasAttr<CleanupAttr>()) refuse(unit, decl->getLocation(), "the attribute cleanup");
+}
+
+// A call may come back a second time. clang knows some of these by their names, when their types are right.
+bool returns_twice(const FunctionDecl* function) {
+    static constexpr const char* names[] = {"setjmp",      "_setjmp", "__setjmp",  "sigsetjmp",
+                                            "__sigsetjmp", "vfork",   "getcontext"};
+    if (function->hasAttr<ReturnsTwiceAttr>()) return true;
+    const IdentifierInfo* name = function->getIdentifier();
+    return name && !function->hasBody() && function->isExternallyVisible() &&
+           llvm::is_contained(names, name->getName());
 }
 
 uint32_t function_attributes(const FunctionDecl* function) {
@@ -107,13 +133,13 @@ uint32_t function_attributes(const FunctionDecl* function) {
     if (function->isNoReturn()) attributes |= FA_NORETURN;
     if (function->hasAttr<ConstAttr>()) attributes |= FA_CONST;
     if (function->hasAttr<PureAttr>()) attributes |= FA_PURE;
-    if (function->hasAttr<ReturnsTwiceAttr>()) attributes |= FA_RETURNS_TWICE;
+    if (returns_twice(function)) attributes |= FA_RETURNS_TWICE;
     return attributes;
 }
 
 LINKAGE function_linkage(const UNIT& unit, const FunctionDecl* function) {
     const FunctionDecl* definition = function->getDefinition();
-    if (function->getMostRecentDecl()->hasAttr<AliasAttr>())
+    if (alias_of(function))
         return function->getFormalLinkage() == Linkage::Internal ? INTERNAL_DEFINITION : EXTERNAL_DEFINITION;
     if (!definition) return EXTERNAL_REFERENCE;
     switch (unit.ast->GetGVALinkageForFunction(definition)) {
@@ -154,19 +180,26 @@ const VarDecl* best_declaration(const VarDecl* variable) {
 LINKAGE variable_linkage(const VarDecl* variable) {
     if (variable->isStaticLocal()) return {SC_STATIC, SF_DEFINED | SF_INTERNAL | SF_LOCAL_STATIC};
     const bool internal = variable->getFormalLinkage() == Linkage::Internal;
-    const bool defined = variable->hasDefinition() != VarDecl::DeclarationOnly ||
-                         variable->getMostRecentDecl()->hasAttr<AliasAttr>();
+    const bool defined = variable->hasDefinition() != VarDecl::DeclarationOnly || alias_of(variable);
     if (!defined) return EXTERNAL_REFERENCE;
     return internal ? INTERNAL_DEFINITION : EXTERNAL_DEFINITION;
 }
 
-uint16_t variable_flags(const VarDecl* variable) {
+// An object that is merged with definitions of other files.
+bool is_common(const UNIT& unit, const VarDecl* variable) {
+    if (variable->hasAttr<CommonAttr>()) return true;
+    return unit.merges_tentative && !variable->hasAttr<NoCommonAttr>() && !variable->hasAttr<SectionAttr>() &&
+           !variable->isWeak() && variable->getTLSKind() == VarDecl::TLS_None &&
+           variable->hasExternalFormalLinkage();
+}
+
+uint16_t variable_flags(const UNIT& unit, const VarDecl* variable) {
     uint16_t flags = 0;
     if (variable->isWeak()) flags |= SF_WEAK;
     if (variable->getTLSKind() != VarDecl::TLS_None) flags |= SF_THREAD;
     if (variable->hasDefinition() == VarDecl::TentativeDefinition) {
         flags |= SF_TENTATIVE;
-        if (variable->hasAttr<CommonAttr>()) flags |= SF_COMMON;
+        if (is_common(unit, variable)) flags |= SF_COMMON;
     }
     return flags;
 }
@@ -187,18 +220,27 @@ std::string variable_name(UNIT& unit, const VarDecl* variable) {
 
 } // namespace
 
+const AliasAttr* alias_of(const Decl* declaration) {
+    const Decl* latest = declaration->getMostRecentDecl();
+    return latest->hasAttr<WeakRefAttr>() ? nullptr : latest->getAttr<AliasAttr>();
+}
+
 std::string linkage_name(const NamedDecl* declaration) {
     if (const auto* label = declaration->getMostRecentDecl()->getAttr<AsmLabelAttr>()) {
         StringRef text = label->getLabel();
         text.consume_front("\01");
         return underscored(text);
     }
+    const Decl* latest = declaration->getMostRecentDecl();
+    if (latest->hasAttr<WeakRefAttr>() && latest->hasAttr<AliasAttr>())
+        return underscored(latest->getAttr<AliasAttr>()->getAliasee());
     return underscored(declaration->getNameAsString());
 }
 
 SYMBOL* function_symbol(UNIT& unit, const FunctionDecl* function) {
     const FunctionDecl* canonical = function->getCanonicalDecl();
     if (SYMBOL* known = unit.symbols.lookup(canonical)) return known;
+    if (SYMBOL* referred = weakly_referred_symbol(unit, function)) return unit.symbols[canonical] = referred;
     const FunctionDecl* definition = function->getDefinition();
     const FunctionDecl* latest = definition ? definition : function->getMostRecentDecl();
     const LINKAGE linkage = function_linkage(unit, function);
@@ -219,6 +261,7 @@ SYMBOL* function_symbol(UNIT& unit, const FunctionDecl* function) {
 SYMBOL* variable_symbol(UNIT& unit, const VarDecl* variable) {
     const VarDecl* canonical = variable->getCanonicalDecl();
     if (SYMBOL* known = unit.symbols.lookup(canonical)) return known;
+    if (SYMBOL* referred = weakly_referred_symbol(unit, variable)) return unit.symbols[canonical] = referred;
     const VarDecl* best = best_declaration(variable);
     const LINKAGE linkage = variable_linkage(variable);
     const STANDING standing(unit, best->getLocation());
@@ -226,7 +269,7 @@ SYMBOL* variable_symbol(UNIT& unit, const VarDecl* variable) {
         refuse(unit, best->getLocation(), "a global register variable");
     SYMBOL_FIELDS fields{};
     fields.storage_class = static_cast<int8_t>(linkage.storage_class);
-    fields.flags = static_cast<uint16_t>(linkage.flags | variable_flags(best));
+    fields.flags = static_cast<uint16_t>(linkage.flags | variable_flags(unit, best));
     fields.type = icode_type(unit, best->getType());
     fields.size = object_size(unit, best);
     fields.align = static_cast<uint32_t>(unit.ast->getDeclAlign(best).getQuantity());

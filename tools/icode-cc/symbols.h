@@ -12,6 +12,9 @@
 
 namespace pelorus {
 
+// The attribute that makes the declaration another name of something in the file, or null.
+const clang::AliasAttr* alias_of(const clang::Decl* declaration);
+
 // "_" and the linkage name: the name, or what an `asm` label says.
 std::string linkage_name(const clang::NamedDecl* declaration);
 

@@ -5,11 +5,13 @@
 //
 // A bit-field's container is the smallest naturally aligned unsigned integer that holds the field and lies in the
 // structure. Fields of packed structures may straddle such units; they get the smallest integer from the field's first
-// byte on, or the last one that ends with the structure.
+// byte on, or the last one that ends with the structure, or they are cut into pieces (pieces.h).
 #include "types.h"
 
 #include "clang/AST/Attr.h"
 #include "clang/AST/RecordLayout.h"
+
+#include "scopes.h"
 
 namespace pelorus {
 
@@ -61,9 +63,10 @@ TYPE* basic_type(UNIT& unit, const BuiltinType* type) {
 
 TYPE* array_type(UNIT& unit, const ArrayType* array) {
     TYPE* element = icode_type(unit, array->getElementType());
+    // An array of variable length is the open array of its innermost element of fixed size.
+    if (is_variable_array(unit, array->getElementType())) return element;
     if (const auto* constant = dyn_cast<ConstantArrayType>(array))
         return unit.types.make_array(element, constant->getSize().getZExtValue());
-    if (!isa<IncompleteArrayType>(array)) refuse(unit, "an array of variable length");
     return unit.types.make_open_array(element);
 }
 
@@ -125,35 +128,73 @@ struct MEMBER_PLACE {
     uint32_t offset;
 };
 
-MEMBER_PLACE place_bitfield(UNIT& unit, const FieldDecl* field, uint64_t first_bit, uint64_t structure_size) {
-    const uint32_t width = field->getBitWidthValue(*unit.ast);
-    const CONTAINER container = find_container(first_bit, width, structure_size);
-    TYPE* declared = icode_type(unit, field->getType());
-    if (!container.size) {
-        refuse(unit, field->getLocation(), "a packed bit-field that no integer within its structure holds");
-        return {declared, static_cast<uint32_t>(first_bit / 8)};
-    }
-    const int shift = static_cast<int>(first_bit - container.offset * 8ull);
+struct BITS {
+    uint64_t first; // from the structure's start
+    uint32_t width;
+};
+
+MEMBER_PLACE place_bits(UNIT& unit, TYPE* declared, BITS bits, const CONTAINER& container) {
+    const int shift = static_cast<int>(bits.first - container.offset * 8ull);
     TYPE* type = unit.types.make_bitfield(declared, container_type(unit, container.size), shift,
-                                          static_cast<int>(width));
+                                          static_cast<int>(bits.width));
     return {type, container.offset};
+}
+
+// The members of a structure being made.
+struct MEMBER_LIST {
+    TYPE* type;
+    uint64_t size; // of the structure, in bytes
+    uint32_t last_key;
+};
+
+TYPE_PART* add_member(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, const std::string& name,
+                      MEMBER_PLACE place) {
+    const POSITION where = position_of(unit, field->getLocation());
+    return unit.types.add_member(list.type, name.c_str(), place.type, place.offset, ++list.last_key, &where);
+}
+
+// As few pieces as can be: each takes all bits that some integer in the structure holds together with its lowest one.
+void add_pieces(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, BITS rest) {
+    std::vector<PIECE>& pieces = unit.pieces[field];
+    const bool is_signed = field->getType()->isSignedIntegerOrEnumerationType();
+    for (uint32_t done = 0; rest.width;) {
+        uint32_t width = rest.width;
+        while (!find_container(rest.first, width, list.size).size) --width;
+        const bool keeps_sign = is_signed && width == rest.width;
+        TYPE* declared = width > 32   ? long_long_type(unit, !keeps_sign)
+                         : keeps_sign ? int_type(unit)
+                                      : unsigned_type(unit);
+        const std::string name = field->getNameAsString() + (done ? "$" + std::to_string(done) : "");
+        const MEMBER_PLACE place =
+            place_bits(unit, declared, {rest.first, width}, find_container(rest.first, width, list.size));
+        pieces.push_back({add_member(unit, list, field, name, place), declared, done});
+        done += width;
+        rest = {rest.first + width, rest.width - width};
+    }
+    unit.members[field] = pieces[0].part;
+}
+
+void add_bitfield(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, uint64_t first_bit) {
+    const BITS bits{first_bit, field->getBitWidthValue(*unit.ast)};
+    const CONTAINER container = find_container(bits.first, bits.width, list.size);
+    if (!container.size) return add_pieces(unit, list, field, bits);
+    const MEMBER_PLACE place = place_bits(unit, icode_type(unit, field->getType()), bits, container);
+    unit.members[field] = add_member(unit, list, field, field->getNameAsString(), place);
 }
 
 void add_members(UNIT& unit, TYPE* type, const RecordDecl* record) {
     const ASTRecordLayout& layout = unit.ast->getASTRecordLayout(record);
-    uint32_t key = 0;
+    MEMBER_LIST list{type, static_cast<uint64_t>(layout.getSize().getQuantity()), 0};
     for (const FieldDecl* field : record->fields()) {
         if (field->isUnnamedBitField()) continue;
         const uint64_t first_bit = layout.getFieldOffset(field->getFieldIndex());
-        MEMBER_PLACE place{};
-        if (field->isBitField())
-            place =
-                place_bitfield(unit, field, first_bit, static_cast<uint64_t>(layout.getSize().getQuantity()));
-        else
-            place = {icode_type(unit, field->getType()), static_cast<uint32_t>(first_bit / 8)};
-        const POSITION where = position_of(unit, field->getLocation());
-        unit.members[field] = unit.types.add_member(type, field->getNameAsString().c_str(), place.type,
-                                                    place.offset, ++key, &where);
+        if (field->isBitField()) {
+            add_bitfield(unit, list, field, first_bit);
+            continue;
+        }
+        TYPE* member = icode_type(unit, field->getType());
+        unit.members[field] = add_member(unit, list, field, field->getNameAsString(),
+                                         {member, static_cast<uint32_t>(first_bit / 8)});
     }
 }
 
@@ -178,6 +219,15 @@ TYPE* record_type(UNIT& unit, const RecordDecl* declared) {
     return type;
 }
 
+// Accesses of atomic objects happen as often as they are written, as those of volatile ones. A structure that atomic access
+// pads has no description.
+TYPE* atomic_type(UNIT& unit, const AtomicType* atomic) {
+    const QualType value = atomic->getValueType();
+    if (unit.ast->getTypeSize(atomic) != unit.ast->getTypeSize(value))
+        refuse(unit, "the type '" + QualType(atomic, 0).getAsString() + "'");
+    return icode_type(unit, value.withVolatile());
+}
+
 TYPE* unqualified_type(UNIT& unit, QualType canonical) {
     if (const auto* basic = dyn_cast<BuiltinType>(canonical)) return basic_type(unit, basic);
     if (const auto* pointer = dyn_cast<PointerType>(canonical))
@@ -186,6 +236,7 @@ TYPE* unqualified_type(UNIT& unit, QualType canonical) {
     if (const auto* enumeration = dyn_cast<EnumType>(canonical))
         return enumeration_type(unit, enumeration->getDecl());
     if (isa<FunctionType>(canonical)) return function_type(unit, canonical, 0);
+    if (const auto* atomic = dyn_cast<AtomicType>(canonical)) return atomic_type(unit, atomic);
     refuse(unit, "the type '" + canonical.getAsString() + "'");
     return int_type(unit);
 }
@@ -228,6 +279,8 @@ TYPE* function_type(UNIT& unit, QualType type, uint32_t attributes) {
     const QualType canonical = type.getCanonicalType();
     const auto* function = cast<FunctionType>(canonical);
     if (function->getNoReturnAttr()) attributes |= FA_NORETURN;
+    if (function->getCallConv() != CC_C && function->getCallConv() != CC_AAPCS_VFP)
+        refuse(unit, "a function with a calling convention of its own");
     TYPE*& known = unit.function_types[{canonical.getAsOpaquePtr(), attributes}];
     if (known) return known;
     const auto* prototype = dyn_cast<FunctionProtoType>(function);

@@ -38,6 +38,13 @@ struct PENDING_COPY {
     SYMBOL* symbol;
 };
 
+// Some bits of a bit-field that no integer in its structure holds; see pieces.h.
+struct PIECE {
+    TYPE_PART* part;
+    TYPE* type;     // in which the bits are read: signed for the highest ones of a signed field
+    uint32_t shift; // distance of the lowest bit from the field's lowest bit
+};
+
 struct UNIT {
     clang::ASTContext* ast = nullptr;
     ICODE_WRITER* writer = nullptr;
@@ -47,15 +54,19 @@ struct UNIT {
     llvm::DenseMap<std::pair<const void*, uint32_t>, TYPE*>
         function_types; // by canonical type and attributes
     llvm::DenseMap<const clang::FieldDecl*, TYPE_PART*> members;
-    llvm::DenseMap<const clang::Decl*, SYMBOL*> symbols; // by canonical declaration
+    llvm::DenseMap<const clang::FieldDecl*, std::vector<PIECE>> pieces; // lowest first
+    llvm::DenseMap<const clang::Decl*, SYMBOL*> symbols;                // by canonical declaration
     llvm::DenseMap<const clang::Decl*, SYMBOL*> inline_copies;
     llvm::DenseMap<const clang::Expr*, SYMBOL*> literals; // file-scope compound literals and long strings
     llvm::StringMap<SYMBOL*> by_name;                     // global symbols by linkage name
     llvm::DenseMap<const clang::Decl*, uint32_t> order;   // by canonical declaration
+    llvm::DenseMap<const clang::LabelDecl*, uint32_t>
+        label_numbers; // what `&&label` is, from 1 in each function
     uint32_t next_order = 1;
     uint32_t next_static = 1; // numbers the names of objects without a file-scope name
     std::vector<PENDING_OBJECT> pending_objects;
     std::vector<PENDING_COPY> pending_copies;
+    bool merges_tentative = false; // -fcommon
     bool refused = false;
 };
 

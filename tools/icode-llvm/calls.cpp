@@ -140,6 +140,7 @@ VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from,
 VALUE emit_call(EMITTER& emitter, const NODE* tree) {
     const TYPE* function_type = called_type(tree->left);
     const SYMBOL* symbol = called_symbol(tree->left);
+    if (VALUE known; emit_known_call(emitter, tree, symbol, known)) return known;
     std::string callee = callee_text(emitter, tree->left, symbol);
     const TYPE* type = type_strip(result_type(tree, function_type));
     PASSING result = pass_result(type, function_type && function_type->variadic);

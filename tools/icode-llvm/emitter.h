@@ -149,6 +149,11 @@ VALUE emit_argument_walk(EMITTER& emitter);
 // Loads a structure at `from` in the form in which it travels.
 VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from, uint32_t size);
 
+// --- Functions that the code generator knows (generator.cpp) ---
+
+// Translates a call of such a function and sets its value; false when `callee`, perhaps null, is no such function.
+bool emit_known_call(EMITTER& emitter, const NODE* tree, const SYMBOL* callee, VALUE& value);
+
 // --- Statements (statements.cpp) ---
 
 void emit_statement(EMITTER& emitter, const NODE* tree);

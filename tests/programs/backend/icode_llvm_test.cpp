@@ -58,6 +58,7 @@ public:
     }
     void body() { write_body_begin(*writer_, {}); }
     void statement(NODE* tree) { write_statement(*writer_, tree, {}); }
+    ICODE_WRITER& writer() { return *writer_; }
     void label(uint32_t number) { write_label(*writer_, number); }
     void end() {
         write_function_end(*writer_, {});
@@ -231,6 +232,41 @@ TEST(IcodeLlvm, structure_argument_has_its_value_when_it_is_evaluated) {
                   "  %t1 = call i32 @g()\n"
                   "  call void @f(ptr byval([80 x i8]) align 4 %t0, i32 %t1)"));
     EXPECT_TRUE(llc_accepts(result));
+}
+
+// Names stand for instructions only where nothing in the unit has the name, and only with the right arguments.
+TEST(IcodeLlvm, functions_known_by_name) {
+    const auto translate = [](const char* name, uint8_t storage, bool has_argument) {
+        UNIT unit;
+        TYPE* pointer = unit.types.make_pointer(unit.nothing);
+        TYPE* type = unit.function_type(pointer, {unit.integer});
+        SYMBOL* callee = unit.global(name, type, storage, 1);
+        if (storage == SC_EXTERN_DEF) {
+            write_function_begin(unit.writer(), callee, {});
+            unit.local("size", unit.integer, 1);
+            unit.body();
+            unit.end();
+        }
+        unit.begin("_caller", unit.nothing);
+        unit.body();
+        SYMBOL* kept = unit.local("kept", pointer);
+        NODE* address = new_unary(OP_UAND, unit.types.make_pointer(type), new_name(callee, type));
+        unit.statement(unit.assign(kept, has_argument ? new_binary(OP_CALL, pointer, address, unit.icon(20))
+                                                      : new_unary(OP_UCALL, pointer, address)));
+        unit.end();
+        return unit.translated();
+    };
+    std::string known = translate("___builtin_alloca", SC_EXTERN, true);
+    EXPECT_THAT(known, HasSubstr("alloca i8, i32 20, align 8"));
+    EXPECT_THAT(known, Not(HasSubstr("@__builtin_alloca")));
+    EXPECT_TRUE(llc_accepts(known));
+    std::string own = translate("___builtin_alloca", SC_EXTERN_DEF, true);
+    EXPECT_THAT(own, HasSubstr("call ptr @__builtin_alloca(i32 20)"));
+    EXPECT_TRUE(llc_accepts(own));
+    EXPECT_THAT(translate("_memcpy", SC_EXTERN, true), HasSubstr("call ptr @memcpy(i32 20)"));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(translate("___builtin_alloca", SC_EXTERN, false), "");
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("'___builtin_alloca' has 0 arguments"));
 }
 
 TEST(IcodeLlvm, refuses_what_has_no_translation) {

@@ -44,6 +44,39 @@ static void overflow(void) {
     printf("%d\n", __builtin_add_overflow(100, 28, &c));
 }
 
+#define OVERFLOW(op, x, y, type) ({ type _r; int _o = __builtin_##op##_overflow(x, y, &_r); printf("%d:%lld ", _o, (long long)_r); })
+static void mixed_overflow(void) {
+    static const long long values[] = {0, 1, -1, 2147483647, -2147483648LL, 4294967295LL, 4294967296LL, INT64_MAX, INT64_MIN, 3037000500LL};
+    for (unsigned i = 0; i < sizeof values / sizeof *values; i++)
+        for (unsigned k = 0; k < sizeof values / sizeof *values; k++) {
+            volatile long long x = values[i], y = values[k];
+            OVERFLOW(add, x, (int)y, int); OVERFLOW(add, x, (unsigned long long)y, unsigned long long); OVERFLOW(add, (unsigned)x, y, short);
+            OVERFLOW(sub, (unsigned)x, y, unsigned); OVERFLOW(sub, (unsigned long long)x, y, long long); OVERFLOW(sub, x, y, signed char);
+            OVERFLOW(mul, x, (unsigned long long)y, long long); OVERFLOW(mul, (int)x, (unsigned long long)y, unsigned long long);
+            OVERFLOW(mul, x, y, unsigned); OVERFLOW(mul, x, y, unsigned long long); OVERFLOW(mul, x, y, long long);
+            printf("\n");
+        }
+}
+
+static void rotations(void) {
+    for (int places = 0; places < 70; places += 9)
+        printf("%x %x %x %llx ", __builtin_rotateleft8((unsigned char)word, places), __builtin_rotateright16((unsigned short)word, places),
+               __builtin_rotateleft32(word, places), (unsigned long long)__builtin_rotateright64(wide, places));
+    printf("\n");
+}
+
+static void places_and_checks(int i) {
+    char copy[16], *end;
+    printf("%d %d ", (int)offsetof(struct part, inner.x[i]), (int)offsetof(struct { char c[3]; struct part p[4]; }, p[i + 1].inner.x[i]));
+    end = __builtin___stpcpy_chk(copy, "checked", __builtin_object_size(copy, 0));
+    __builtin___memcpy_chk(end, "!", 2, __builtin_object_size(end, 0));
+    printf("%s %d %s %s\n", copy, __LINE__ - __builtin_LINE(), __builtin_FUNCTION(), __func__);
+    printf("%d %d ", (char *)__builtin_frame_address(0) + 65536 > copy, __builtin_return_address(0) != 0);
+    printf("%d %g %d%d\n", __builtin_flt_rounds(), __builtin_powi(real, 3), __builtin_iszero(real - 2.5), __builtin_issubnormal(real * 1e-308 * 1e-2));
+    if (__builtin_unpredictable(i == 77)) __builtin_trap();
+    if (i == 78) __builtin_unreachable();
+}
+
 static void constants(void) {
     char copy[8];
     static char sized[__builtin_types_compatible_p(int, long) ? 3 : 5];
@@ -64,6 +97,9 @@ int main(void) {
     bits();
     floating();
     overflow();
+    mixed_overflow();
+    rotations();
+    places_and_checks(1);
     constants();
     return 0;
 }

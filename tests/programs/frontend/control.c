@@ -85,6 +85,36 @@ static int no_result(int x) { if (x) return 5; }
 
 static const char *where(void) { return __func__; }
 
+// Code that nothing leads to but a label in it, constant switches, conditions that are half constant, ranges too large for cases.
+static int behind_return(int n) { return n; switch (n) { static int kept = 5; case 1: return kept; more: return 2; } if (n) goto more; }
+static int constant_switch(int n) { switch (2) { case 1: while (n) { n--; case 2: n += 3; if (n > 20) break; } default: n += 1000; break; case 3: n = 0; } return n; }
+static int into_loop(int n) { goto in; while (n < 10) { static int count = 40; in: n += count++; } return n; }
+static int dead_if(int n) { goto second; first: return n; if (0) { third: n += 100; second: if (n > 500) goto first; } goto third; }
+static int half_constant(int n) {
+    if (n > 3 && 1) n++;
+    if ((n += 2) && 0) n = 99;
+    if ((n += 3) || 1) n *= 2;
+    return n && (n++, 1) ? n : (n > 0 && 0) + ((n++ || 1) ? 5 : 6);
+}
+static int large_ranges(long long n) {
+    switch (n) {
+    case -5LL ... 5: return 1;
+    case 1LL << 33 ... (1LL << 33) + 100: return 2;
+    case -(1LL << 62) ... -(1LL << 40): return 3;
+    default: return 4;
+    }
+}
+static int all_bytes(unsigned char c) { switch (c) { case 250 ... 255: return 1; case 0 ... 63: return 2; case 64 ... 249: return 3; } return 4; }
+
+static void without_control(void) {
+    static const long long values[] = {0, -6, 5, 1LL << 33, (1LL << 33) + 101, -(1LL << 50), -(1LL << 39)};
+    for (int n = -1; n < 6; n++)
+        printf("%d %d %d %d %d, ", behind_return(n), constant_switch(n), into_loop(n), dead_if(n), half_constant(n));
+    for (int n = 0; n < 7; n++) printf("%d", large_ranges(values[n]));
+    for (int n = 0; n < 256; n += 15) printf("%d", all_bytes((unsigned char)n));
+    printf("\n");
+}
+
 int main(int argc, char **argv) {
     double d = 2.5;
     char text[16] = {0};
@@ -98,6 +128,7 @@ int main(int argc, char **argv) {
     printf("%d %d %d\n", expressions(1), expressions(3), expressions(6));
     old_style('x' + 256, 1.25f, 70000, &d);
     printf("%d %s %s\n", no_result(1), where(), __FUNCTION__);
+    without_control();
     asm volatile("" ::: "memory");
     asm("nop");
     if (argc > 100) __builtin_unreachable();
