@@ -28,6 +28,8 @@ enum class USE {
     OPTIMIZER,
     SHOW,
     VERBOSE,
+    KEEP_TEMPS,
+    TIME_REPORT,
     ASK_VERSION,
     ASK_HELP,
     ASK_NUMBER,
@@ -192,6 +194,8 @@ void apply(READER& reader, USE use, const std::string& word, bool separate, cons
     case USE::OPTIMIZER: command.optimizer.push_back(argument); return;
     case USE::SHOW: command.show = true; return;
     case USE::VERBOSE: command.verbose = true; return;
+    case USE::KEEP_TEMPS: command.kept_temporaries = argument; return;
+    case USE::TIME_REPORT: command.time_report = argument; return;
     case USE::ASK_VERSION: command.asks_version = true; return;
     case USE::ASK_HELP: command.asks_help = true; return;
     case USE::ASK_NUMBER: command.asks_number = true; return;

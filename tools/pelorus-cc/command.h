@@ -36,6 +36,8 @@ struct COMMAND {
     bool position_independent = false; // code for shared libraries
     bool show = false;                 // print the steps instead of running them
     bool verbose = false;              // print the steps while running them
+    std::string kept_temporaries;      // the directory for them; "" when they are removed
+    std::string time_report;           // the file to which each step appends its time; "" for none
     bool asks_version = false, asks_number = false, asks_help = false;
     WORDS questions;                    // that the linker's driver answers
     std::vector<INPUT> inputs;          // files and linker words in order

@@ -23,6 +23,8 @@ const char usage[] =
     "  --icode            stop after the optimizer and keep its input NAME.if and its output NAME.opt\n"
     "  -Xpelorus OPTION   an option for the optimizer\n"
     "  -v                 show the steps that are run\n"
+    "  --time-report=FILE append a line for each step: program, seconds, source and output, divided by tabs\n"
+    "  --keep-temps=DIR   keep the files between the steps, in a new directory in DIR\n"
     "  -###               show the steps and run none\n"
     "  -I -D -U -std= -W... -f... -M... -include ...   for the preprocessor and the compiler\n"
     "  -l -L -static -shared -Wl,... ...               for the linker\n"
@@ -57,9 +59,11 @@ bool answered(const COMMAND& command, int& status) {
     else if (!command.questions.empty())
         status = answer_with_linker(command.questions);
     else if (!has_file(command)) {
-        if (command.verbose || command.show)
+        if (command.verbose || command.show) {
             print_version(stderr);
-        else {
+            // Configuration scripts look for this name to learn what options a compiler has.
+            fputs("Linker: arm-linux-gnueabihf-gcc\n", stderr);
+        } else {
             fputs("pelorus-cc: error: no input files\n", stderr);
             status = 1;
         }

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,12 +33,18 @@ void note_signal(int number) { caught_signal = number; }
 }
 
 // Waits for the child, and ends this program by a signal that came meanwhile.
-int wait_for(pid_t child) {
+int wait_for(pid_t child, struct rusage& usage) {
     int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR)
+    while (wait4(child, &status, 0, &usage) < 0 && errno == EINTR)
         if (caught_signal) kill(child, caught_signal);
     if (caught_signal) end_by_signal(caught_signal);
     return status;
+}
+
+double processor_seconds(const struct rusage& usage) {
+    constexpr double MICROSECOND = 1e-6;
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           MICROSECOND * double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
 }
 
 int spawn(const WORDS& words, const std::string& output, pid_t& child) {
@@ -65,7 +72,7 @@ void catch_signals() {
     }
 }
 
-int run_program(const WORDS& words, const std::string& output) {
+int run_program(const WORDS& words, const std::string& output, double* seconds) {
     if (caught_signal) end_by_signal(caught_signal);
     fflush(nullptr);
     pid_t child;
@@ -73,7 +80,9 @@ int run_program(const WORDS& words, const std::string& output) {
         fprintf(stderr, "pelorus-cc: error: cannot run '%s': %s\n", words[0].c_str(), strerror(error));
         return 1;
     }
-    int status = wait_for(child);
+    struct rusage usage = {};
+    int status = wait_for(child, usage);
+    if (seconds) *seconds = processor_seconds(usage);
     if (WIFEXITED(status)) return WEXITSTATUS(status);
     fprintf(stderr, "pelorus-cc: error: '%s' was ended by signal %d (%s)\n", words[0].c_str(),
             WTERMSIG(status), strsignal(WTERMSIG(status)));
@@ -86,10 +95,11 @@ std::string own_directory() {
     return error ? "" : self.parent_path().string() + "/";
 }
 
-const std::string& temporary_directory(bool imagined) {
+const std::string& temporary_directory(const std::string& parent, bool imagined) {
     if (!directory.empty()) return directory;
-    const char* parent = getenv("TMPDIR");
-    std::string name = std::string(parent && *parent ? parent : "/tmp") + "/pelorus-cc-XXXXXX";
+    const char* usual = getenv("TMPDIR");
+    if (!usual || !*usual) usual = "/tmp";
+    std::string name = (parent.empty() ? usual : parent) + "/pelorus-cc-XXXXXX";
     if (!imagined && !mkdtemp(name.data())) {
         fprintf(stderr, "pelorus-cc: error: cannot make a directory '%s': %s\n", name.c_str(),
                 strerror(errno));

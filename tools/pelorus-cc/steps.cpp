@@ -3,7 +3,8 @@
 //     x.c -> icode-cc -> x.if -> pelorus -> x.opt -> icode-llvm -> x.ll -> llc -> x.o -> linker
 //
 // A file enters the chain where its kind says and leaves it where the command says. Files in between lie in the
-// temporary directory. An output that a failed step may have begun is removed.
+// temporary directory. Each step that ran can leave a line in a time report. An output that a failed step may have
+// begun is removed.
 #include "steps.h"
 
 #include <unistd.h>
@@ -37,11 +38,34 @@ void print_step(const WORDS& words) {
     fprintf(stderr, "%s\n", line.c_str());
 }
 
-// Runs one step; true when it succeeded. `output` is the file that it writes.
-bool run_step(const COMMAND& command, const WORDS& words, const std::string& output) {
+std::string absolute_path(const std::string& file) {
+    std::error_code ignored;
+    return file.empty() || file == "-" ? "-" : std::filesystem::absolute(file, ignored).string();
+}
+
+// Appends a step's line to the time report. One write a line, so that the lines of parallel runs do not mix.
+void report_time(const COMMAND& command, const WORDS& words, double seconds, const std::string& source,
+                 const std::string& output) {
+    FILE* report = fopen(command.time_report.c_str(), "a");
+    if (!report) {
+        fprintf(stderr, "pelorus-cc: warning: cannot write to '%s'\n", command.time_report.c_str());
+        return;
+    }
+    fprintf(report, "%s\t%.6f\t%s\t%s\n", base_name(words[0]).c_str(), seconds, absolute_path(source).c_str(),
+            absolute_path(output).c_str());
+    fclose(report);
+}
+
+// Runs one step; true when it succeeded. `source` is the file that the work began with, `output` the file that the
+// step writes; both may be "".
+bool run_step(const COMMAND& command, const WORDS& words, const std::string& source,
+              const std::string& output) {
     if (command.show || command.verbose) print_step(words);
     if (command.show) return true;
-    if (run_program(words) == 0) return true;
+    double seconds = 0;
+    int status = run_program(words, "", &seconds);
+    if (!command.time_report.empty()) report_time(command, words, seconds, source, output);
+    if (status == 0) return true;
     std::error_code ignored;
     if (std::filesystem::is_regular_file(output, ignored)) unlink(output.c_str()); // a device stays
     return false;
@@ -50,7 +74,7 @@ bool run_step(const COMMAND& command, const WORDS& words, const std::string& out
 void append(WORDS& words, const WORDS& more) { words.insert(words.end(), more.begin(), more.end()); }
 
 std::string temporary_file(const CHAIN& chain, const char* extension) {
-    return temporary_directory(chain.command.show) + chain.base + extension;
+    return temporary_directory(chain.command.kept_temporaries, chain.command.show) + chain.base + extension;
 }
 
 // The file that the command asks for: its -o, or the input's name with another extension in the current directory.
@@ -90,7 +114,7 @@ bool compile(CHAIN& chain) {
     append(words, dependency_words(chain));
     append(words, {chain.file, "-o", output});
     chain.file = output;
-    return run_step(chain.command, words, output);
+    return run_step(chain.command, words, chain.input.text, output);
 }
 
 bool optimize(CHAIN& chain) {
@@ -102,7 +126,7 @@ bool optimize(CHAIN& chain) {
     append(words, command.optimizer);
     append(words, {chain.file, output});
     chain.file = output;
-    return run_step(command, words, output);
+    return run_step(command, words, chain.input.text, output);
 }
 
 bool translate(CHAIN& chain) {
@@ -110,7 +134,7 @@ bool translate(CHAIN& chain) {
     WORDS words = {sibling("icode-llvm"), chain.file, "-o", output};
     if (chain.command.position_independent) words.push_back("--pic");
     chain.file = output;
-    return run_step(chain.command, words, output);
+    return run_step(chain.command, words, chain.input.text, output);
 }
 
 bool generate(CHAIN& chain) {
@@ -120,7 +144,7 @@ bool generate(CHAIN& chain) {
     append(words, chain.command.code_generator);
     append(words, {chain.file, "-o", output});
     chain.file = output;
-    return run_step(chain.command, words, output);
+    return run_step(chain.command, words, chain.input.text, output);
 }
 
 bool assemble(CHAIN& chain) {
@@ -132,7 +156,7 @@ bool assemble(CHAIN& chain) {
                 words.push_back(word);
     append(words, {"-x", chain.input.kind == INPUT_KIND::CPP_ASSEMBLY ? "assembler-with-cpp" : "assembler"});
     append(words, {chain.file, "-o", chain.object});
-    return run_step(chain.command, words, chain.object);
+    return run_step(chain.command, words, chain.input.text, chain.object);
 }
 
 // -E, -M and -MM: the text goes to -o or to the standard output.
@@ -146,14 +170,15 @@ bool preprocess(const CHAIN& chain) {
         append(words, {"-MF", command.dependency_file});
     words.push_back(chain.file);
     if (!command.output.empty()) append(words, {"-o", command.output});
-    return run_step(command, words, command.output);
+    return run_step(command, words, chain.input.text, command.output);
 }
 
 bool check_syntax(const CHAIN& chain) {
     WORDS words = front_words(chain);
     append(words, dependency_words(chain));
-    append(words, {"-fsyntax-only", chain.file});
-    return run_step(chain.command, words, "");
+    // icode-cc always converts what it has read; that also finds what has no icode.
+    append(words, {chain.file, "-o", "/dev/null"});
+    return run_step(chain.command, words, chain.input.text, "");
 }
 
 bool is_source(INPUT_KIND kind) { return kind == INPUT_KIND::C || kind == INPUT_KIND::PREPROCESSED; }
@@ -181,7 +206,7 @@ bool link(const COMMAND& command, const WORDS& parts) {
     std::string output = command.output.empty() ? "a.out" : command.output;
     append(words, parts);
     append(words, {"-o", output});
-    return run_step(command, words, "");
+    return run_step(command, words, "", output);
 }
 
 bool exists(const std::string& file) { return file == "-" || access(file.c_str(), F_OK) == 0; }
@@ -214,7 +239,7 @@ int run_command(const COMMAND& command) {
     WORDS parts;
     bool done = run_inputs(command, parts);
     if (done && command.stop == STOP::LINKED) done = link(command, parts);
-    if (!command.show) remove_temporary_directory();
+    if (!command.show && command.kept_temporaries.empty()) remove_temporary_directory();
     return done ? 0 : 1;
 }
 

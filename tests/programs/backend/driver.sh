@@ -57,6 +57,18 @@ grep -qx '"hello"' pre.i || fail "-E from the standard input"
 "$cc" -c twice.opt -o again.o && "$cc" -c twice.if -o again.o || fail "icode as input"
 "$cc" -### -O3 -c sub/twice.c 2>steps && grep -q 'pelorus -o3 ' steps && [ "$(wc -l <steps)" = 4 ] || fail "-###"
 
+# A report of the steps, for two files and the linker, and the files that it names.
+mkdir kept
+"$cc" --time-report=times --keep-temps=kept -Iinc '-DNAME="x"' main.c sub/twice.c plus.S -DONE=1 -o timed
+"$cc" --time-report=times -fsyntax-only sub/twice.c
+[ "$(cut -f 1 times | tr '\n' ' ')" = "icode-cc pelorus icode-llvm llc-19 icode-cc pelorus icode-llvm llc-19 arm-linux-gnueabihf-gcc arm-linux-gnueabihf-gcc icode-cc " ] || fail "steps of --time-report"
+awk -F '\t' -v top="$work" '$1 == "pelorus" && $2 >= 0 && $3 ~ "^" top "/(main|sub/twice).c$" { print $4 }' times >outputs
+[ "$(wc -l <outputs)" = 2 ] || fail "--time-report: $(cat times)"
+while read -r output; do
+    "$cc" -c -x optimized-icode "$output" -o again.o || fail "--keep-temps: $output"
+done <outputs
+tail -n 2 times | head -n 1 | grep -q "	-	$work/timed\$" || fail "--time-report of the linker"
+
 # A shared library.
 "$cc" -fPIC -shared sub/twice.c plus.S -DONE=1 -o libtwice.so
 "$cc" -Iinc '-DNAME="x"' main.c -L. -ltwice '-Wl,-rpath,$ORIGIN' -o shared
