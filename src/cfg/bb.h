@@ -136,12 +136,14 @@ struct CFG_ERRORS {
     int corrected = 0;
     int uncorrected = 0;
 };
+struct FAULT_SINK; // ir/rules.h
 // Checks the graph and reports on the debug trace and the standard error stream. Only with the debug trace on.
 void validate_cfg();
-// The checks behind it; they report only on the trace, and repair missing successors and unreachable blocks.
-CFG_ERRORS check_cfg();
-// Checks every statement of every block; returns the number of faults, which are on the trace.
-int validate_stmts();
+// The checks behind it; they report on the trace and to the sink, which may be null, and repair missing successors and unreachable
+// blocks.
+CFG_ERRORS check_cfg(const FAULT_SINK* sink = nullptr);
+// Checks every statement of every block; returns the number of faults, which are on the trace and went to the sink.
+int validate_stmts(const FAULT_SINK* sink = nullptr);
 
 // --- dump_cfg.cpp ---
 

@@ -9,6 +9,8 @@
 // Missing successors are added and blocks without predecessors lose their edges; both count as corrected. Set comparisons go by marks, so that
 // the whole is linear in blocks and edges even where a block has thousands of them.
 #include <cstdio>
+#include <cstring>
+#include <string>
 #include <vector>
 
 #include "cfg/bb.h"
@@ -23,17 +25,31 @@ namespace {
 
 struct CFG_CHECK {
     CFG_ERRORS errors;
+    const FAULT_SINK* sink;
 
-    // One more error of the kind, with its message.
+    // One more error of the kind: the rule, the block at fault, and its message, which is a line of the trace.
     template <class... T>
-    void corrected(const char* format, T... arguments) {
+    void corrected(RULE rule, const BB* block, const char* format, T... arguments) {
         errors.corrected++;
-        trace(format, arguments...);
+        report(rule, block, format, arguments...);
     }
     template <class... T>
-    void uncorrected(const char* format, T... arguments) {
+    void uncorrected(RULE rule, const BB* block, const char* format, T... arguments) {
         errors.uncorrected++;
+        report(rule, block, format, arguments...);
+    }
+
+private:
+    template <class... T>
+    void report(RULE rule, const BB* block, const char* format, T... arguments) {
         trace(format, arguments...);
+        if (!sink) return;
+        char line[200];
+        snprintf(line, sizeof line, format, arguments...);
+        std::string message = line + strspn(line, " +-"); // without the trace's marks
+        if (message.ends_with('\n')) message.pop_back();
+        const NODE* branch = block && block->last_stmt ? block->last_stmt->tree : nullptr;
+        sink->take(sink->context, {rule, message.c_str(), nullptr, branch, block ? block->dfn : 0});
     }
 };
 
@@ -49,12 +65,12 @@ void mark_set(const BB_LIST* set) {
 void check_chain(CFG_CHECK& check, const BB* block) {
     const BB* entry = flow_graph.bb_list;
     if (block == entry && block->preds)
-        check.uncorrected(" +++++ Entry block BB%d has predecessors\n", block->dfn);
+        check.uncorrected(RULE_G1, block, " +++++ Entry block BB%d has predecessors\n", block->dfn);
     const BB* back = block->rdflink;
     const bool back_good = back && (block == entry ? !back->dflink : back->dflink == block);
-    if (!back_good) check.uncorrected(" +++++ BB%d has improper <rdflink>\n", block->dfn);
+    if (!back_good) check.uncorrected(RULE_G1, block, " +++++ BB%d has improper <rdflink>\n", block->dfn);
     const bool forth_good = block->dflink ? block->dflink->rdflink == block : entry->rdflink == block;
-    if (!forth_good) check.uncorrected(" +++++ BB%d has improper <dflink>\n", block->dfn);
+    if (!forth_good) check.uncorrected(RULE_G1, block, " +++++ BB%d has improper <dflink>\n", block->dfn);
 }
 
 // --- blocks and their branches ---
@@ -70,7 +86,8 @@ void check_targets(CFG_CHECK& check, BB* block, NODE* branch) {
     for_each_label(branch, [&](const NODE* leaf) {
         BB* target = leaf->label() ? leaf->label()->block : nullptr;
         if (!target || marked(target)) return;
-        check.corrected(" ----- BB%d's successors must include BB%d\n", block->dfn, target->dfn);
+        check.corrected(RULE_G3, block, " ----- BB%d's successors must include BB%d\n", block->dfn,
+                        target->dfn);
         add_edge(block, target);
         target->mark = flow_graph.stamp;
     });
@@ -80,14 +97,16 @@ void check_targets(CFG_CHECK& check, BB* block, NODE* branch) {
     });
     for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
         if (!marked(cell->block))
-            check.uncorrected(" +++++ BB%d has bogus successor: BB%d\n", block->dfn, cell->block->dfn);
+            check.uncorrected(RULE_G3, block, " +++++ BB%d has bogus successor: BB%d\n", block->dfn,
+                              cell->block->dfn);
 }
 
 void check_branch(CFG_CHECK& check, BB* block) {
-    if (!block->stmts) return check.uncorrected(" +++++ BB%d has no statement list\n", block->dfn);
+    if (!block->stmts)
+        return check.uncorrected(RULE_G2, block, " +++++ BB%d has no statement list\n", block->dfn);
     NODE* branch = ending_branch(block);
     if (!branch || !is_ending_branch(branch->op))
-        return check.uncorrected(" +++++ BB%d has no ending branch\n", block->dfn);
+        return check.uncorrected(RULE_G2, block, " +++++ BB%d has no ending branch\n", block->dfn);
     const bool returns = branch->op == OP_RETURN || branch->op == OP_URETURN;
     if (!returns || block->succs) check_targets(check, block, branch);
 }
@@ -111,7 +130,8 @@ void check_mutual(CFG_CHECK& check, BB_LIST* BB::* set, BB_LIST* BB::* other, co
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink) {
         mark_set(block->*other);
         for (const BB* by : named_by[static_cast<size_t>(block->dfn)])
-            if (!marked(by)) check.uncorrected(message, block->dfn, by->dfn, by->dfn, block->dfn);
+            if (!marked(by))
+                check.uncorrected(RULE_G4, block, message, block->dfn, by->dfn, by->dfn, block->dfn);
     }
 }
 
@@ -124,7 +144,8 @@ void check_reach(CFG_CHECK& check) {
         found = false;
         for (BB* block = flow_graph.bb_list->dflink; block; block = block->dflink) {
             if (block->preds || reported[static_cast<size_t>(block->dfn)]) continue;
-            check.corrected(" ----- BB%d cannot be reached from the entry block\n", block->dfn);
+            check.corrected(RULE_G5, block, " ----- BB%d cannot be reached from the entry block\n",
+                            block->dfn);
             while (block->succs) remove_edge(block, block->succs->block);
             reported[static_cast<size_t>(block->dfn)] = true;
             found = true;
@@ -138,11 +159,10 @@ void report_count(const char* format, int count) {
 
 } // namespace
 
-CFG_ERRORS check_cfg() {
-    CFG_CHECK check;
+CFG_ERRORS check_cfg(const FAULT_SINK* sink) {
+    CFG_CHECK check{{}, sink};
     if (!flow_graph.bb_list) {
-        check.errors.uncorrected++;
-        trace(" +++++ bb_list == NULL\n");
+        check.uncorrected(RULE_G1, nullptr, "%s", " +++++ bb_list == NULL\n");
         return check.errors;
     }
     for (BB* block = flow_graph.bb_list; block; block = block->dflink) {
@@ -170,37 +190,40 @@ void validate_cfg() {
 
 namespace {
 
-int check_cells(const BB* block) {
+int check_cells(const BB* block, const FAULT_SINK* sink) {
     int faults = 0;
     for (const STMT* cell = block->stmts; cell; cell = cell->next) {
-        const TREE_PLACE place{cell->tree, block->dfn};
+        const TREE_PLACE place{cell->tree, block->dfn, sink};
         if (!cell->tree) {
-            report_invalid_node("NULL statement", nullptr, place);
+            report_invalid_node(RULE_N1, "NULL statement", nullptr, place);
             faults++;
             continue;
         }
         const bool branch = is_ending_branch(cell->tree->op);
         if (branch && cell->next)
-            report_invalid_node("This branch is not the last statement of its block", cell->tree, place);
+            report_invalid_node(RULE_G2, "This branch is not the last statement of its block", cell->tree,
+                                place);
         if (!branch && !cell->next)
-            report_invalid_node("The last statement of a block must be a branch", cell->tree, place);
+            report_invalid_node(RULE_G2, "The last statement of a block must be a branch", cell->tree, place);
         faults += branch != !cell->next;
-        faults += validate_stmt(cell->tree, block->dfn, block == flow_graph.bb_list && cell == block->stmts);
+        faults +=
+            validate_stmt(cell->tree, block->dfn, block == flow_graph.bb_list && cell == block->stmts, sink);
     }
     return faults;
 }
 
 } // namespace
 
-int validate_stmts() {
+int validate_stmts(const FAULT_SINK* sink) {
     trace("\n\n ===== Validating all statements in the CFG\n");
     int faults = 0;
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink) {
         if (!block->stmts) {
-            report_invalid_node("The basic block has no statement list", nullptr, {nullptr, block->dfn});
+            report_invalid_node(RULE_G2, "The basic block has no statement list", nullptr,
+                                {nullptr, block->dfn, sink});
             faults++;
         }
-        faults += check_cells(block);
+        faults += check_cells(block, sink);
     }
     return faults;
 }

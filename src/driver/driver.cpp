@@ -10,6 +10,7 @@
 #include "driver/options.h"
 #include "driver/phases.h"
 #include "driver/pipeline.h"
+#include "driver/verify.h"
 #include "ipa/file_level.h"
 #include "ir/opcodes.h"
 #include "ir/symbol.h"
@@ -54,8 +55,9 @@ int run_optimizer(int argc, char** argv) {
     report_step_times();
     const bool output_complete = close_icode_files();
     const bool texts_complete = close_text_files();
+    const bool verified = !output_complete || verify_output();
     release_run();
-    return output_complete && texts_complete ? 0 : 1;
+    return output_complete && texts_complete && verified ? 0 : 1;
 }
 
 } // namespace pelorus

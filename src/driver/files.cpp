@@ -140,14 +140,14 @@ void open_output_file() {
 
 // --- Ends ---
 
-namespace {
-
 // Only what is a file: the output may be a device, and a link's target is what is incomplete.
 void remove_output() {
     std::error_code error;
     const fs::path path = fs::canonical(run.output_name, error);
     if (!error && fs::is_regular_file(path, error)) fs::remove(path, error);
 }
+
+namespace {
 
 void close_reader() {
     if (run_files.reader) close_icode(run_files.reader);

@@ -45,6 +45,8 @@ void open_output_file();
 
 // Closes input and output. False, after a message, when the output could not be written in full; it is removed then.
 bool close_icode_files();
+// Removes the output, which is closed, when it is a file.
+void remove_output();
 // Closes input and output and removes the output, which is not complete.
 void abandon_icode_files();
 // Ends the debug and information output with their last lines. False, after a message, when one of them could not be

@@ -6,6 +6,7 @@
 #include "driver/call_points.h"
 #include "driver/current_function.h"
 #include "driver/option_sets.h"
+#include "driver/verify.h"
 #include "support/run.h"
 #include "support/trace.h"
 
@@ -32,7 +33,9 @@ constexpr PASS PASSES[] = {
 void look_at_function(FUNINFO* info) {
     make_function_current(info);
     read_current_function();
-    run_passes(PASSES);
+    verify_function_as_read();
+    run_passes("Pass 1.5", PASSES);
+    end_function_verification();
     // A function's own options are not for the next one.
     if (info->override_text) restore_options();
     release_function_storage();

@@ -3,18 +3,19 @@
 // A step whose pass is not built has a null function: the runner names it on the trace and goes on. Every step leaves the
 // function correct, so leaving one out costs speed of the compiled program and nothing else.
 //
-// The runner checks graph and statements after each step when "debug:validate" asks for it, and in builds with assertions
-// unless a trace is being written, which shall be the same in all builds.
+// What is checked after each step, and when, is the affair of verify.h.
 #include "driver/pipeline.h"
 
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <iterator>
+#include <string>
 
 #include "cfg/bb.h"
 #include "driver/files.h"
 #include "driver/option_sets.h"
+#include "driver/verify.h"
 #include "icode/function_writer.h"
 #include "ir/funinfo.h"
 #include "support/pseudo_options.h"
@@ -43,7 +44,8 @@ constexpr PASS FINAL_GROUP[] = {
 
 void write_output() {
     begin_function_output(*run_files.writer);
-    run_passes(FINAL_GROUP);
+    run_passes("step 23, output", FINAL_GROUP);
+    end_function_verification(); // writing takes the trees apart
     write_function_blocks(*run_files.writer);
 }
 
@@ -87,15 +89,8 @@ constexpr bool steps_are_in_order() {
 }
 static_assert(steps_are_in_order());
 
-#ifdef NDEBUG
-constexpr bool CHECKING_BUILD = false;
-#else
-constexpr bool CHECKING_BUILD = true;
-#endif
-
 // What the runner itself was asked for; read at every function, since a function's options may ask.
 struct RUNNER {
-    bool validate = false;
     bool timing = false;
     int32_t dump_after = 0; // 0: no dumps; 1: after every step; else after that step
 };
@@ -106,7 +101,6 @@ using CLOCK = std::chrono::steady_clock;
 std::array<CLOCK::duration, STEP_COUNT> step_times{};
 
 void read_switches() {
-    runner.validate = debug_switch("validate") || (CHECKING_BUILD && !debug_on());
     runner.timing = debug_switch("timing") != 0;
     runner.dump_after = debug_switch("dump_after");
 }
@@ -116,14 +110,6 @@ bool is_left_out(const PIPELINE_STEP& step) {
     return settings.keep_unoptimized || ((settings.skipped_steps >> step.number) & 1);
 }
 
-void validate_after(const PIPELINE_STEP& step) {
-    const CFG_ERRORS errors = check_cfg();
-    const int faults = errors.corrected + errors.uncorrected + validate_stmts();
-    if (faults)
-        fprintf(stderr, "\n>>>> Warning: %d faults in %s() after step %d, %s\n", faults,
-                run.current_function_name, step.number, step.name);
-}
-
 void dump_after(const PIPELINE_STEP& step) {
     fprintf(debug_file(), "\n\t    ===== %s() after step %d, %s\n", run.current_function_name, step.number,
             step.name);
@@ -131,8 +117,8 @@ void dump_after(const PIPELINE_STEP& step) {
 }
 
 void check_and_dump(const PIPELINE_STEP& step) {
+    verify_after_pass(("step " + std::to_string(step.number)).c_str(), step.name);
     if (step.number < FIRST_WITH_GRAPH || step.number > LAST_WITH_GRAPH) return;
-    if (runner.validate) validate_after(step);
     if (runner.dump_after == 1 || runner.dump_after == step.number) dump_after(step);
 }
 
@@ -182,17 +168,20 @@ bool gate_is_open(GATE gate) {
     return false;
 }
 
-void run_passes(std::span<const PASS> passes) {
+void run_passes(const char* group, std::span<const PASS> passes) {
     for (const PASS& pass : passes) {
-        if (pass.run)
-            pass.run();
-        else
+        if (!pass.run) {
             trace("[%s: not built]\n", pass.name);
+            continue;
+        }
+        pass.run();
+        verify_after_pass(group, pass.name);
     }
 }
 
 void run_function_pipeline() {
     read_switches();
+    verify_function_as_read();
     for (const PIPELINE_STEP& step : STEPS) run_step(step);
 }
 

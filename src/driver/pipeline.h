@@ -46,8 +46,9 @@ std::span<const PASS> final_group();
 const char* gate_text(GATE gate);
 bool gate_is_open(GATE gate);
 
-// Runs the passes that are built, and names the others on the trace.
-void run_passes(std::span<const PASS> passes);
+// Runs the passes that are built, checks the function after each one that changed it, and names the others on the trace. `group` is
+// what the list is called.
+void run_passes(const char* group, std::span<const PASS> passes);
 
 // Runs all steps on the current function.
 // Needs: the function read, the output open. Breaks: everything of the function; settings are those of the baseline.

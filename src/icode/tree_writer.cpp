@@ -91,8 +91,8 @@ void put_payload(ICODE_WRITER& writer, const NODE* node) {
     switch (opcode_fact(node->op).payload) {
     case PAYLOAD::NONE: break;
     case PAYLOAD::LABEL:
-    case PAYLOAD::CALL:
     case PAYLOAD::SKIP: put_uleb(writer, number); break;
+    case PAYLOAD::CALL: put_uleb(writer, writer.calls); break;
     case PAYLOAD::SYMBOL: put_reference(writer, node->symbol()); break;
     case PAYLOAD::BYTES:
         put_uleb(writer, number);
@@ -115,6 +115,8 @@ void put_payload(ICODE_WRITER& writer, const NODE* node) {
 
 // Moves the node's own fields from the record buffer to the waiting bytes.
 uint32_t add_waiting(ICODE_WRITER& writer, const NODE* node, uint32_t parent) {
+    // Passes move and copy statements, so the order of the records makes the numbers.
+    if (node->op == OP_CALL || node->op == OP_UCALL) writer.calls++;
     put_byte(writer, static_cast<uint8_t>(node->op));
     put_uleb(writer, node->type ? node->type->uid.number : 0);
     put_payload(writer, node);

@@ -209,6 +209,7 @@ void emit_symbol(ICODE_WRITER& writer, const SYMBOL& symbol) {
 void write_function_begin(ICODE_WRITER& writer, SYMBOL* symbol, const POSITION& position) {
     writer.in_function = 1;
     writer.local_symbols = 0;
+    writer.calls = 0;
     const uint32_t index = declare_global(writer, symbol);
     put_position(writer, position);
     put_uleb(writer, index);

@@ -35,6 +35,7 @@ public:
     std::vector<STRING_LIST> string_lists;
     std::vector<SYMBOL*> symbols; // the output's symbol table, in order
     uint32_t local_symbols = 0;   // of the current function
+    uint32_t calls = 0;           // of the current function
     int in_function = 0;          // as the reader keeps it
     std::vector<WAITING_NODE> waiting;
     std::vector<uint8_t> tree_bytes;

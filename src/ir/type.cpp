@@ -267,9 +267,9 @@ TYPE* contained_csu(TYPE* type) {
 enum CONTAINMENT : uint32_t { UNSEEN, OPEN, DONE };
 
 // Depth-first search over "has a member of"; `out_index` marks the structures. An open one that is reached again contains
-// itself. The stack is explicit, since the nesting is the file's.
-void check_containment(TYPE* root) {
-    if (root->out_index == DONE) return;
+// itself and is the answer. The stack is explicit, since the nesting is the file's.
+const TYPE* find_containment(TYPE* root) {
+    if (root->out_index == DONE) return nullptr;
     struct LEVEL {
         TYPE* csu;
         TYPE_PART* next;
@@ -288,10 +288,11 @@ void check_containment(TYPE* root) {
                           ? contained_csu(part->type)
                           : nullptr;
         if (!inner || inner->out_index == DONE) continue;
-        if (inner->out_index == OPEN) type_internal_error("structure contains itself");
+        if (inner->out_index == OPEN) return inner;
         inner->out_index = OPEN;
         stack.push_back({inner, inner->parts});
     }
+    return nullptr;
 }
 
 TYPE_FIELD number_field(int64_t number) { return {.number = number}; }
@@ -434,11 +435,17 @@ void TYPE_PKG::add_attribute(TYPE* owner, uint8_t record_kind, int64_t code) {
     owner->lists_seen |= bit;
 }
 
-// Structures that contain themselves would send a pass into an endless walk.
-void TYPE_PKG::finish_types() {
+const TYPE* TYPE_PKG::self_containing() const {
     for (const TYPE_RECORD* record = first_; record; record = record->next) record->owner->out_index = UNSEEN;
     for (const TYPE_RECORD* record = first_; record; record = record->next)
-        if (is_csu_kind(record->owner->kind)) check_containment(record->owner);
+        if (is_csu_kind(record->owner->kind))
+            if (const TYPE* type = find_containment(record->owner)) return type;
+    return nullptr;
+}
+
+// Structures that contain themselves would send a pass into an endless walk.
+void TYPE_PKG::finish_types() {
+    if (self_containing()) type_internal_error("structure contains itself");
 }
 
 TYPE* TYPE_PKG::make_basic(uint8_t record_kind, bool is_unsigned, uint32_t size, uint32_t align,

@@ -158,6 +158,8 @@ public:
     // After the last record of a file: checks what only the whole shows, which is that no structure contains itself. Errors
     // as above.
     void finish_types();
+    // A structure that contains itself; null when there is none.
+    const TYPE* self_containing() const;
 
     // Makers. They return the same type for the same operands where the operands are the type's identity.
     TYPE* make_basic(uint8_t record_kind, bool is_unsigned, uint32_t size, uint32_t align,

@@ -1,7 +1,7 @@
 // Checks of statement trees; see validate_tree.h.
 //
-// Phases: every node by itself (subtrees, then the operands' types and places), the shape of lists, the statement as a whole. A
-// node with the wrong number of subtrees is not looked at any further, but what hangs on it is.
+// Phases: every node by itself (subtrees, then the operands' types and places, then their values), the shape of lists, the statement
+// as a whole. A node that fails is not looked at any further, so that one mistake makes one message, but what hangs on it is.
 #include "ir/validate_tree.h"
 
 #include <cstring>
@@ -15,20 +15,6 @@ namespace pelorus {
 
 namespace {
 
-// Reports and answers false, so that a check can end with it.
-bool invalid(const char* message, const NODE* node, const TREE_PLACE& place) {
-    report_invalid_node(message, node, place);
-    return false;
-}
-
-// The wrappers of SSA form say nothing about the tree in them.
-const NODE* without_versions(const NODE* node) {
-    while (node && (node->op == OP_SSA_DEF || node->op == OP_SSA_CHI || node->op == OP_SSA_USE ||
-                    node->op == OP_SSA_MU))
-        node = node->left;
-    return node;
-}
-
 const NODE* without_conversions(const NODE* node) {
     while (node && (node->op == OP_SCONV || node->op == OP_PCONV || node->op == OP_ISP2CHAR))
         node = node->left;
@@ -38,38 +24,50 @@ const NODE* without_conversions(const NODE* node) {
 bool expect_type(bool (*category)(const TYPE*), const char* message, const NODE* node,
                  const TREE_PLACE& place) {
     if (!expect_operator(node, 0, place)) return false;
-    return (node->type && category(node->type)) || invalid(message, node, place);
+    return (node->type && category(node->type)) || report_invalid_node(RULE_N4, message, node, place);
 }
 
 } // namespace
 
-void report_invalid_node(const char* message, const NODE* node, const TREE_PLACE& place) {
-    if (!debug_on()) return;
+const NODE* without_versions(const NODE* node) {
+    while (node && (node->op == OP_SSA_DEF || node->op == OP_SSA_CHI || node->op == OP_SSA_USE ||
+                    node->op == OP_SSA_MU))
+        node = node->left;
+    return node;
+}
+
+bool report_invalid_node(RULE rule, const char* message, const NODE* node, const TREE_PLACE& place) {
+    if (place.sink) place.sink->take(place.sink->context, {rule, message, node, place.stmt, place.bb});
+    if (!debug_on()) return false;
     trace("\n +++++ INVALID NODE FOUND BY validate_stmts()\n");
     if (place.bb) trace(" in BB%d\n", place.bb);
     trace(" +++++\t%s\n", message);
     trace("\tINVALID NODE: %s\n", tree2infix(node));
     trace("\tWITHIN STMT:  %s\n", tree2infix(place.stmt));
+    return false;
 }
 
 bool check_arity(const NODE* node, const TREE_PLACE& place) {
     if (!node) return false;
-    if (node->op == OP_SSA_MU) return !node->right || invalid("Node has too many subtrees", node, place);
+    if (node->op == OP_SSA_MU)
+        return !node->right || report_invalid_node(RULE_N1, "Node has too many subtrees", node, place);
     const int arity = opcode_arity(node->op);
-    if (arity < 0) return invalid("Invalid node operator", node, place);
+    if (arity < 0) return report_invalid_node(RULE_N2, "Invalid node operator", node, place);
     if (node->op == OP_UMULT && node->left) return true;
-    if (!node->left && node->right) return invalid("node->left == NULL, node->right != NULL", node, place);
+    if (!node->left && node->right)
+        return report_invalid_node(RULE_N1, "node->left == NULL, node->right != NULL", node, place);
     const int present = (node->left ? 1 : 0) + (node->right ? 1 : 0);
     if (present == arity) return true;
-    return invalid(present < arity ? "Node has too few subtrees" : "Node has too many subtrees", node, place);
+    return report_invalid_node(
+        RULE_N1, present < arity ? "Node has too few subtrees" : "Node has too many subtrees", node, place);
 }
 
-bool expect_operator(const NODE* node, int32_t op, const TREE_PLACE& place) {
+bool expect_operator(const NODE* node, int32_t op, const TREE_PLACE& place, RULE rule) {
     if (node && (op == 0 || node->op == op)) return true;
     const char* message = !node                        ? "Unexpected NULL tree node"
                           : opcode_arity(node->op) < 0 ? "Invalid operator in tree node"
                                                        : "Unexpected operator in tree node";
-    report_invalid_node(message, node, place);
+    report_invalid_node(rule, message, node, place);
     if (op) trace("\tExpected operator: %s\n", opcode_spelling(op));
     if (place.bb) trace("\tin BB%d\n", place.bb);
     if (debug_on()) trace("\tin statement: %s\n", tree2infix(place.stmt));
@@ -197,10 +195,12 @@ bool check_operand_operators(const NODE* node, const TREE_PLACE& place) {
 
 bool check_node(const NODE* node, const TREE_PLACE& place) {
     return check_arity(node, place) && check_operand_types(node, place) &&
-           check_operand_operators(node, place);
+           check_operand_operators(node, place) && check_values(node, place);
 }
 
-int check_nodes(const NODE* tree, const TREE_PLACE& place) {
+} // namespace
+
+int validate_expression(const NODE* tree, const TREE_PLACE& place) {
     int failures = 0;
     std::vector<const NODE*> waiting{tree}; // right subtrees; lists lean left and may be long
     while (!waiting.empty()) {
@@ -214,27 +214,28 @@ int check_nodes(const NODE* tree, const TREE_PLACE& place) {
     return failures;
 }
 
-} // namespace
-
 // --- Lists ---
 
 namespace {
 
 bool check_switch_item(const NODE* item, bool& has_default, const TREE_PLACE& place) {
-    if (!item) return expect_operator(item, OP_CASE, place);
-    if (item->op == OP_COMMA) return invalid("Right-towered COMMA tree", item, place);
+    if (!item) return expect_operator(item, OP_CASE, place, RULE_U9);
+    if (item->op == OP_COMMA) return report_invalid_node(RULE_U9, "Right-towered COMMA tree", item, place);
     if (item->op == OP_DEFAULT) {
-        if (has_default) return invalid("Multiple DEFAULTs for SWITCH", item, place);
+        if (has_default) return report_invalid_node(RULE_U9, "Multiple DEFAULTs for SWITCH", item, place);
         has_default = true;
-        return expect_operator(item->left, OP_LABEL, place);
+        return expect_operator(item->left, OP_LABEL, place, RULE_U9);
     }
-    return expect_operator(item, OP_CASE, place) && expect_operator(item->left, OP_ICON, place) &&
-           expect_operator(item->right, OP_LABEL, place);
+    return expect_operator(item, OP_CASE, place, RULE_U9) &&
+           expect_operator(item->left, OP_ICON, place, RULE_U9) &&
+           expect_operator(item->right, OP_LABEL, place, RULE_U9);
 }
 
 bool check_parallel_assignment(const NODE* element, const TREE_PLACE& place) {
     const NODE* assignment = without_versions(element);
-    const auto improper = [&] { return invalid("Improper PCOMMA tree", element, place); };
+    const auto improper = [&] {
+        return report_invalid_node(RULE_U5, "Improper PCOMMA tree", element, place);
+    };
     if (!assignment || (assignment->op != OP_ASG && assignment->op != OP_STASG)) return improper();
     const NODE* target = without_versions(assignment->left);
     if (!target || target->op != OP_NAME || !target->symbol()) return improper();
@@ -249,11 +250,11 @@ bool check_parallel_assignment(const NODE* element, const TREE_PLACE& place) {
 } // namespace
 
 bool check_switch_list(const NODE* list, const TREE_PLACE& place) {
-    if (!list) return invalid("Missing SWITCH case", place.stmt, place);
+    if (!list) return report_invalid_node(RULE_U9, "Missing SWITCH case", place.stmt, place);
     bool has_default = false;
     for (; list->op == OP_COMMA; list = list->left) {
         if (!check_switch_item(list->right, has_default, place)) return false;
-        if (!list->left) return invalid("Missing SWITCH case", list, place);
+        if (!list->left) return report_invalid_node(RULE_U9, "Missing SWITCH case", list, place);
     }
     return check_switch_item(list, has_default, place);
 }
@@ -261,7 +262,7 @@ bool check_switch_list(const NODE* list, const TREE_PLACE& place) {
 bool check_pcomma(const NODE* tree, const TREE_PLACE& place) {
     for (; tree && tree->op == OP_PCOMMA; tree = tree->left) {
         if (tree->right && tree->right->op == OP_PCOMMA)
-            return invalid("Right-towered PCOMMA tree", tree, place);
+            return report_invalid_node(RULE_U5, "Right-towered PCOMMA tree", tree, place);
         if (!check_parallel_assignment(tree->right, place)) return false;
     }
     return check_parallel_assignment(tree, place);
@@ -293,13 +294,13 @@ bool check_side_effect(const NODE* stmt, const TREE_PLACE& place) {
             if (node->right) waiting.push_back(node->right);
         }
     }
-    return invalid("Top-level operator has no side effects", stmt, place);
+    return report_invalid_node(RULE_U7, "Top-level operator has no side effects", stmt, place);
 }
 
-int validate_stmt(const NODE* stmt, int bb, bool first_of_entry) {
-    const TREE_PLACE place{stmt, bb};
+int validate_stmt(const NODE* stmt, int bb, bool first_of_entry, const FAULT_SINK* sink) {
+    const TREE_PLACE place{stmt, bb, sink};
     if (!expect_operator(stmt, 0, place)) return 1;
-    int failures = check_nodes(stmt, place);
+    int failures = validate_expression(stmt, place);
     failures += opcode_arity(stmt->op) >= 0 && !check_side_effect(stmt, place);
     failures += first_of_entry && stmt->op == OP_PCOMMA && !check_pcomma(stmt, place);
     return failures;

@@ -75,20 +75,20 @@ inline ICODE_FILE file_of_functions(const std::vector<FUNCTION_SAMPLE>& function
     file.types.add(basic(INT, TR_INT, 0, 4));
     file.types.add(type_record(ROUTINE, TR_FUNCTION, BYTES().u(INT).u(0).u(0).u(0).y(1).y(0).u(0)));
     uint32_t index = 0;
-    for (const FUNCTION_SAMPLE& function : functions) {
+    for (const FUNCTION_SAMPLE& sample : functions) {
         file.symbols.add(record(35, BYTES()
-                                        .s(function.name)
+                                        .s(sample.name)
                                         .u(0)
                                         .u(0)
                                         .y(SC_EXTERN_DEF)
                                         .h(SF_DEFINED | SF_REFERENCED)
                                         .u(ROUTINE)
                                         .u(1)
-                                        .y(function.options ? 1 : 0)
-                                        .u(function.order)
+                                        .y(sample.options ? 1 : 0)
+                                        .u(sample.order)
                                         .u(0)
                                         .p(1, 3, 5)));
-        if (function.options) file.symbols.add(record(94, BYTES().u(PK_OPTIONS).u(1).s(function.options)));
+        if (sample.options) file.symbols.add(record(94, BYTES().u(PK_OPTIONS).u(1).s(sample.options)));
         file.records.add(record(1, BYTES().p(1, 10, 1).u(index++))).add(record(5, BYTES().p(1, 11, 1)));
         file.records.add(symbol_record({"r", INT, SC_AUTO}));
         file.records.add(statement(tree(OP_RETURN, VOID, {}, {name(1, 0), number(0)}), 12));

@@ -69,8 +69,9 @@ protected:
     // With the type of the left operand.
     NODE* binary(int32_t op, NODE* left, NODE* right) { return new_binary(op, left->type, left, right); }
     NODE* list(int32_t op, NODE* left, NODE* right) { return new_binary(op, void_type, left, right); }
+    // A function that takes what it gets.
     NODE* call(const char* name, TYPE* result, NODE* arguments) {
-        TYPE* function_type = types.make_function(result, true, false, 0);
+        TYPE* function_type = types.make_function(result, !arguments, false, 0);
         NODE* callee = unary(OP_UAND, types.make_pointer(function_type),
                              new_name(symbol(name, function_type, 0, SC_EXTERN), function_type));
         return arguments ? binary(OP_CALL, result, callee, arguments) : unary(OP_UCALL, result, callee);

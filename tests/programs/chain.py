@@ -79,6 +79,14 @@ class Chain:
     def pelorus(self, icode, output, level, *options):
         run([self.tools / "pelorus", f"-o{level}", *options, icode, output], f"pelorus -o{level}")
 
+    def faults(self, icode):
+        """What icode-val says of the files; "" when they obey all rules."""
+        command = [self.tools / "icode-val", "--max=5", *icode]
+        result = subprocess.run([str(word) for word in command], capture_output=True, timeout=TOOL_SECONDS)
+        if result.returncode not in (0, 1):
+            raise Failure(f"icode-val failed (status {result.returncode}): {result.stderr.decode(errors='replace')}")
+        return result.stdout.decode(errors="replace")
+
     def link(self, icode, executable, *llc_options):
         stem = f"{executable}.tmp"
         run([self.tools / "icode-llvm", icode, "-o", f"{stem}.ll"], "icode-llvm")

@@ -2,7 +2,7 @@
 # scripts/fuzz-c with an optimizer that breaks programs at level 2 unless step 5 is left out: the difference must be found, laid to that step,
 # kept, and shown again by its replay; and a program without defined behaviour must not count.
 #   fuzz_c.sh <folder of the tools> <root of the sources>
-tools=$1
+tools=$(cd "$1" && pwd) || exit 1
 root=$2
 folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT
@@ -15,7 +15,7 @@ fail() {
 }
 
 mkdir bin
-for tool in icode-cc icode-llvm icode-dis icode-as; do ln -s "$tools/$tool" bin/; done
+for tool in icode-cc icode-llvm icode-dis icode-as icode-val; do ln -s "$tools/$tool" bin/; done
 cat > bin/pelorus <<END
 #!/bin/sh
 "$tools/pelorus" "\$@" || exit

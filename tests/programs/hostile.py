@@ -5,8 +5,8 @@ no endless loop, no unbounded memory.
     hostile.py --bin FOLDER --text FOLDER [--memory MB] [--runs N] [--seed N]
 
 Makes icode of the .ict files in the text folder, damages it and its text in ways that the seed decides, and runs the
-programs of the bin folder on the result. A limit on memory is for builds without the address sanitizer, which reserves
-far more than it uses. What a failing run was given stays in the working folder; raise --runs for a longer search.
+programs of the bin folder on the result. What icode-val finds no fault in, the others must accept. A limit on memory is
+for builds without the address sanitizer, which reserves far more than it uses. What a failing run was given stays in the working folder; raise --runs for a longer search.
 """
 import argparse
 import pathlib
@@ -21,9 +21,10 @@ from concurrent.futures import ThreadPoolExecutor
 TIMEOUT = 60  # seconds; a run takes milliseconds, but the machine may be busy
 INTERESTING = bytes([0, 1, 2, 5, 35, 46, 94, 101, 105, 116, 126, 127, 128, 254, 255])
 
-# Program, its input, the statuses that it documents, and its arguments around the input's name.
+# Program, its input, the statuses that it documents, and its arguments around the input's name. icode-val comes first.
 TARGETS = [
-    ("pelorus", ".if", (0, 1), ["-o4", "--interleave", "--debug=validate", "INPUT", "OUTPUT"]),
+    ("icode-val", ".if", (0, 1), ["INPUT"]),
+    ("pelorus", ".if", (0, 1), ["-o4", "--interleave", "--debug=verify", "INPUT", "OUTPUT"]),
     ("pelorus", ".if", (0, 1), ["-o2", "--trace", "--print_debug", "INPUT", "OUTPUT"]),
     ("icode-llvm", ".if", (0, 1), ["INPUT", "-o", "OUTPUT"]),
     ("icode-dis", ".if", (0, 1), ["--offsets", "INPUT", "-o", "OUTPUT"]),
@@ -91,24 +92,23 @@ def assemble(options, text, path):
 
 
 def fault_of(options, statuses, command):
-    """What is wrong with a run; None when nothing is."""
+    """What is wrong with a run, or None, and its status."""
     def limit():
         if options.memory:
             resource.setrlimit(resource.RLIMIT_AS, (options.memory << 20, options.memory << 20))
 
     try:
-        done = subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, stdin=subprocess.DEVNULL,
-                              timeout=TIMEOUT, preexec_fn=limit)
+        done = subprocess.run(command, capture_output=True, stdin=subprocess.DEVNULL, timeout=TIMEOUT, preexec_fn=limit)
     except subprocess.TimeoutExpired:
-        return f"no end within {TIMEOUT} seconds"
+        return f"no end within {TIMEOUT} seconds", None
     errors = done.stderr.decode(errors="replace")
     if "Sanitizer" in errors or "runtime error:" in errors:
-        return "a sanitizer's report:\n" + errors[:2000]
+        return "a sanitizer's report:\n" + errors[:2000], done.returncode
     if done.returncode not in statuses:
-        return f"status {done.returncode}:\n{errors[:500]}"
-    if done.returncode and not errors.strip():
-        return f"status {done.returncode} without a message"
-    return None
+        return f"status {done.returncode}:\n{errors[:500]}", done.returncode
+    if done.returncode and not errors.strip() and not done.stdout.strip():
+        return f"status {done.returncode} without a message", done.returncode
+    return None, done.returncode
 
 
 def good_input_faults(options, folder):
@@ -124,9 +124,11 @@ def good_input_faults(options, folder):
     faults = []
     for program, suffix, _, arguments in TARGETS:
         for output, statuses in outputs:
+            if output == link and "OUTPUT" not in arguments:
+                continue
             names = {"INPUT": str(good[suffix]), "OUTPUT": str(output)}
             command = [str(options.bin / program)] + [names.get(word, word) for word in arguments]
-            fault = fault_of(options, statuses, command)
+            fault, _ = fault_of(options, statuses, command)
             if output == link and not link.is_symlink():
                 fault = "a device was removed"
                 link.unlink(missing_ok=True)
@@ -173,12 +175,16 @@ def main():
         number, suffix, data = job
         path = folder / f"in{number}{suffix}"
         path.write_bytes(data)
-        found = []
+        found, is_valid = [], False
         targets = [target for target in TARGETS if target[1] == suffix]
         for program, _, statuses, arguments in targets:
             names = {"INPUT": str(path), "OUTPUT": str(folder / f"out{number}")}
             command = [str(options.bin / program)] + [names.get(word, word) for word in arguments]
-            fault = fault_of(options, statuses, command)
+            fault, status = fault_of(options, statuses, command)
+            if program == "icode-val":
+                is_valid = status == 0
+            elif is_valid and status and not fault:
+                fault = f"status {status}, though icode-val finds no fault in the file"
             if fault:
                 found.append(f"{' '.join(command)}: {fault}")
         return len(targets), found

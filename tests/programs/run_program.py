@@ -5,7 +5,7 @@ For each program: clang compiles it straight for the target, and icode-cc, pelor
 the icode before the optimizer, after it at each level, and after a second run of the optimizer over its own output. All of them must
 print what clang's prints and end with the same status; where the program has a file of expected output (NAME.out), clang's must print that.
 
-Equal icode is compiled once only. Exit status 1 and a table of differences when something differs; with --keep the files stay.
+All icode must obey the rules that icode-val checks. Equal icode is compiled once only. Exit status 1 and a table of differences when something differs; with --keep the files stay.
 """
 import argparse
 import pathlib
@@ -43,6 +43,11 @@ class Program:
         self.chain.pelorus(icode, output, level)
         return output
 
+    def broken_rules(self):
+        """What icode-val says of all icode of the program; "" when it finds no fault."""
+        icode = sorted(path for path in self.folder.iterdir() if path.suffix in (".if", ".opt"))
+        return self.chain.faults(icode)
+
     def differences(self):
         """Names of the ways to the executable that print something else than clang's."""
         expected = self.by_clang()
@@ -60,6 +65,9 @@ class Program:
             twice = self.optimize(once, level, f"level{level}twice")
             if self.by_icode(twice) != expected:
                 yield f"level {level}, a second time"
+        faults = self.broken_rules()
+        if faults:
+            yield "icode-val: " + faults
 
 
 def check(source, arguments):

@@ -1,0 +1,158 @@
+// See validate_function.h.
+#include "ir/validate_function.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "ir/symbol.h"
+
+namespace pelorus {
+
+namespace {
+
+constexpr uint8_t PARAMETER_LEVEL = 1;
+constexpr uint8_t BODY_LEVEL = 2;
+
+bool is_parameter(const NODE* node) {
+    return node->op == OP_NAME && node->symbol() && node->symbol()->level == PARAMETER_LEVEL;
+}
+
+// --- The first statement ---
+
+const NODE* without_conversions(const NODE* node) {
+    node = without_versions(node);
+    while (node && (node->op == OP_SCONV || node->op == OP_PCONV || node->op == OP_ISP2CHAR))
+        node = without_versions(node->left);
+    return node;
+}
+
+bool is_parameter_copy(const NODE* stmt) {
+    stmt = without_versions(stmt);
+    if (!stmt || (stmt->op != OP_ASG && stmt->op != OP_STASG)) return false;
+    const NODE* home = without_versions(stmt->left);
+    const NODE* from = without_conversions(stmt->right);
+    return home && from && home->op == OP_NAME && is_parameter(from) && home->symbol() &&
+           home->symbol()->level == BODY_LEVEL && !strcmp(home->symbol()->name, from->symbol()->name);
+}
+
+// All elements of a chain, or the one statement.
+bool copies_parameters(const NODE* stmt) {
+    for (; stmt && stmt->op == OP_PCOMMA; stmt = stmt->left)
+        if (!is_parameter_copy(stmt->right)) return false;
+    return is_parameter_copy(stmt);
+}
+
+int check_first(const FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE& place) {
+    if (!check.has_parameters || copies_parameters(stmt)) return 0;
+    report_invalid_node(RULE_U5, "The first statement does not copy the parameters into their homes", stmt,
+                        place);
+    return 1;
+}
+
+// --- Parameters elsewhere ---
+
+// Calls visit(node, parent) for every node; lists lean left and may be long.
+template <class F>
+void for_each_node(const NODE* tree, F visit) {
+    struct WAITING {
+        const NODE* node;
+        const NODE* parent;
+    };
+    std::vector<WAITING> waiting{{tree, nullptr}};
+    while (!waiting.empty()) {
+        auto [node, parent] = waiting.back();
+        waiting.pop_back();
+        for (; node; parent = node, node = node->left) {
+            visit(node, parent);
+            if (node->right) waiting.push_back({node->right, node});
+        }
+    }
+}
+
+// ARGREF names a parameter for its place, not for its value.
+int check_parameters(const NODE* stmt, const TREE_PLACE& place) {
+    int failures = 0;
+    for_each_node(stmt, [&](const NODE* node, const NODE* parent) {
+        if (!is_parameter(node) || (parent && parent->op == OP_ARGREF)) return;
+        report_invalid_node(RULE_U6, "The parameter is used outside the first statement", node, place);
+        failures++;
+    });
+    return failures;
+}
+
+// --- Cases ---
+
+int check_cases(const NODE* stmt, const TREE_PLACE& place) {
+    int failures = 0;
+    const NODE* selector = without_versions(stmt->left);
+    std::vector<const NODE*> constants;
+    for (const NODE* list = stmt->right; list; list = list->op == OP_COMMA ? list->left : nullptr) {
+        const NODE* item = list->op == OP_COMMA ? list->right : list;
+        if (item->op == OP_CASE) constants.push_back(item->left);
+    }
+    for (const NODE* constant : constants) {
+        if (same_representation(constant->type, selector->type)) continue;
+        report_invalid_node(RULE_U11, "The case has another type than the selector", constant, place);
+        failures++;
+    }
+    const auto number = [](const NODE* node) { return int96_to_int64(node->value()); };
+    std::sort(constants.begin(), constants.end(),
+              [&](const NODE* a, const NODE* b) { return number(a) < number(b); });
+    const auto twice =
+        std::adjacent_find(constants.begin(), constants.end(),
+                           [&](const NODE* a, const NODE* b) { return number(a) == number(b); });
+    if (twice == constants.end()) return failures;
+    report_invalid_node(RULE_U10, "Two cases have this value", *twice, place);
+    return failures + 1;
+}
+
+// --- Returns ---
+
+const char* return_problem(FUNCTION_CHECK& check, const NODE* stmt) {
+    const SYMBOL* symbol = without_versions(stmt->left)->symbol();
+    const bool has_value = check.returned && !type_is_void(check.returned);
+    if (!has_value) return symbol || stmt->op == OP_RETURN ? "A void function returns a value" : nullptr;
+    if (!symbol) return "The return names no variable";
+    if (symbol->level != BODY_LEVEL) return "The variable that the return names is not local";
+    if (!same_representation(symbol->declared_type, check.returned))
+        return "The variable that the return names has not the function's return type";
+    if (check.return_symbol && check.return_symbol != symbol) return "The returns name different variables";
+    check.return_symbol = symbol;
+    return nullptr;
+}
+
+int check_return(FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE& place) {
+    const char* problem = check.returned ? return_problem(check, stmt) : nullptr;
+    const NODE* value = stmt->op == OP_RETURN ? without_versions(stmt->right) : nullptr;
+    if (!problem && value && check.returned && !same_representation(value->type, check.returned))
+        problem = "The value has not the function's return type";
+    if (problem) report_invalid_node(RULE_U12, problem, stmt, place);
+    return problem ? 1 : 0;
+}
+
+int check_form(const NODE* stmt, bool first, const TREE_PLACE& place) {
+    const bool part = opcode_fact(stmt->op).kind == OPCODE_CLASS::PARTS && stmt->op != OP_DDNODE;
+    if (!part || (first && stmt->op == OP_PCOMMA)) return 0;
+    report_invalid_node(RULE_U7, "This is no form that a statement has", stmt, place);
+    return 1;
+}
+
+} // namespace
+
+int check_in_function(FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE& place) {
+    // Texts and pragmas may stand before the first statement.
+    if (stmt->op == OP_ASM || stmt->op == OP_PPRAGMA || stmt->op == OP_LABELDEF) return 0;
+    const bool first = check.first;
+    check.first = false;
+    int failures = check_form(stmt, first, place);
+    if (first && (check.has_parameters || stmt->op == OP_PCOMMA))
+        failures += check_first(check, stmt, place);
+    else
+        failures += check_parameters(stmt, place);
+    if (stmt->op == OP_SWITCH) failures += check_cases(stmt, place);
+    if (stmt->op == OP_RETURN || stmt->op == OP_URETURN) failures += check_return(check, stmt, place);
+    return failures;
+}
+
+} // namespace pelorus
