@@ -86,5 +86,39 @@ TEST(TargetFloat, TextReadsBackAsTheSameValue) {
     }
 }
 
+// Sums, quotients and roots are proved by tests/target/oracle.py; here is what it does not see.
+TEST(TargetFloat, NotANumberKeepsItsSignAndComesFirst) {
+    const TARGET_FLOAT one{1, 8, 0};
+    const TARGET_FLOAT nan{std::nan(""), 8, 0};
+    const TARGET_FLOAT negative_nan = target_float_negate(nan);
+    EXPECT_EQ(target_float_text(target_float_subtract(one, negative_nan)), "-nan");
+    EXPECT_TRUE(target_float_same(target_float_add(nan, negative_nan), nan));
+    EXPECT_TRUE(target_float_same(target_float_add(negative_nan, nan), negative_nan));
+    const TARGET_FLOAT infinity{std::numeric_limits<double>::infinity(), 8, 0};
+    EXPECT_EQ(target_float_text(target_float_subtract(infinity, infinity)), "nan");
+    EXPECT_FALSE(target_float_same({0.0, 8, 0}, {-0.0, 8, 0}));
+}
+
+TEST(TargetFloat, WhatIsAnInteger) {
+    INT96 integer{};
+    EXPECT_FALSE(target_float_is_integer({-0.0, 8, 0}, integer)); // no integer is negative zero
+    EXPECT_FALSE(target_float_is_integer({0.5, 8, 0}, integer));
+    EXPECT_FALSE(target_float_is_integer({std::nan(""), 8, 0}, integer));
+    EXPECT_TRUE(target_float_is_integer({-3.0, 4, 0}, integer));
+    EXPECT_EQ(int96_text(integer), "-3");
+    EXPECT_TRUE(target_float_is_integer({18446744073709549568.0, 8, 0}, integer));
+    EXPECT_EQ(int96_text(integer), "18446744073709549568");
+}
+
+TEST(TargetFloat, ExactReciprocals) {
+    TARGET_FLOAT reciprocal{};
+    EXPECT_TRUE(target_float_exact_reciprocal({-4, 4, 0}, reciprocal));
+    EXPECT_EQ(reciprocal.value, -0.25);
+    for (const double value : {0.0, 3.0, 1e-320, 0x1p1023, std::numeric_limits<double>::infinity()})
+        EXPECT_FALSE(target_float_exact_reciprocal({value, 8, 0}, reciprocal))
+            << value; // inexact, or a subnormal
+    EXPECT_FALSE(target_float_exact_reciprocal({0x1p127, 4, 0}, reciprocal));
+}
+
 } // namespace
 } // namespace pelorus
