@@ -1,0 +1,151 @@
+// The tree simplifier.
+//
+// One walk from the leaves to the root. At each node the rules of its opcode are tried in their order until none fits; the operands have been
+// simplified before, and what a rule makes anew it makes simplified, or it stands at the top of its result and is tried again. So
+// the work is linear in the tree.
+//
+// It ends, because every rule leaves the first of these numbers that it changes smaller than it was:
+//   1. DIVs and MODs. The rules that spell out a signed division by a power of two make several operators of one, but none of these.
+//   2. Operators. A conversion that a rule puts in stands for an operator that it took away. So does each COMMAOP: a tree with so many
+//      effects had as many operators, the one that dropped it included.
+//   3. The sum of the weights of the operators, where UAND, STREF > PLUS, MINUS > SLL, SRL > ANDB > COMMAOP and conversions; MULT > SLL and
+//      UMINUS; MINUS > UMINUS; XORB > NOTB; QUEST, EXCLAIM, ANDAND, OROR > relations; MULTASG > SLLASG. PLUS and MINUS weigh the same, and relations do.
+//   4. Operators above a sum with a constant, for all such sums: constants move out of sums and products.
+//   5. Orderings; constants on the left of an operator that takes them on the right, or negative in a sum; constants other than zero that a bit is compared
+//      with; floating constants as conditions.
+// Checking builds count rewrites and end the run when they are out of proportion to the tree; the others then leave the tree as it is.
+//
+// What it does not do: look at other statements, or at what variables hold. Floating-point values are regrouped nowhere.
+#include "scalar/simplify.h"
+
+#include <array>
+#include <iterator>
+#include <vector>
+
+#include "ir/tree_services.h"
+#include "support/fatal.h"
+
+namespace pelorus {
+
+namespace {
+
+constexpr SIMPLIFY_RULE RULES[] = {
+#define SIMPLIFY_RULE(op, rule, picture) {OP_##op, #op "." #rule, picture, rule},
+#include "scalar/rules.def"
+#undef SIMPLIFY_RULE
+};
+constexpr int32_t RULE_COUNT = static_cast<int32_t>(std::size(RULES));
+
+// Index of each opcode's first rule in RULES, and behind its last one.
+struct RULE_SPAN {
+    int16_t begin;
+    int16_t end;
+};
+
+constexpr std::array<RULE_SPAN, OPCODE_COUNT> index_rules() {
+    std::array<RULE_SPAN, OPCODE_COUNT> index{};
+    for (int16_t i = 0; i < RULE_COUNT; ++i) {
+        RULE_SPAN& span = index[static_cast<size_t>(RULES[i].op)];
+        if (span.begin == span.end) span.begin = i;
+        span.end = static_cast<int16_t>(i + 1);
+    }
+    return index;
+}
+constexpr std::array<RULE_SPAN, OPCODE_COUNT> RULE_INDEX = index_rules();
+
+constexpr bool rules_stand_together() {
+    for (int32_t i = 0; i < RULE_COUNT; ++i) {
+        const RULE_SPAN span = RULE_INDEX[static_cast<size_t>(RULES[i].op)];
+        for (int32_t j = span.begin; j < span.end; ++j)
+            if (RULES[j].op != RULES[i].op) return false;
+    }
+    return true;
+}
+static_assert(rules_stand_together());
+
+// A node was never seen to take more than some ten; see the file's head for why there is an end at all.
+struct REWRITE_BUDGET {
+    static constexpr int64_t FREE = 200;
+    static constexpr int64_t PER_NODE = 40;
+};
+
+#ifdef NDEBUG
+constexpr bool CHECKING_BUILD = false;
+#else
+constexpr bool CHECKING_BUILD = true;
+#endif
+
+struct SIMPLIFIER {
+    int64_t budget = REWRITE_BUDGET::FREE;
+};
+
+bool spend(SIMPLIFIER& simplifier) {
+    if (simplifier.budget-- > 0) return true;
+    if (CHECKING_BUILD && simplifier.budget == -1)
+        fatal_error("INTERNAL ERROR: the tree simplifier does not come to an end\n");
+    return false;
+}
+
+const SIMPLIFY_RULE* apply_one(NODE*& node) {
+    const RULE_SPAN span = RULE_INDEX[static_cast<size_t>(node->op)];
+    for (int32_t i = span.begin; i < span.end; ++i)
+        if (NODE* result = RULES[i].apply(node)) {
+            node = result;
+            return &RULES[i];
+        }
+    return nullptr;
+}
+
+// The operands of the node are simplified. Operands that a rule made are simplified by the rules themselves.
+void simplify_node(SIMPLIFIER& simplifier, NODE*& node) {
+    changed(node);
+    if (opcode_arity(node->op) < 0) return;
+    while (spend(simplifier)) {
+        const SIMPLIFY_RULE* rule = apply_one(node);
+        if (!rule) return;
+        if (simplify_observer) simplify_observer(*rule);
+    }
+}
+
+// Lists of labels hold nothing to simplify, and may be long.
+bool holds_values(const NODE* node) {
+    return node->op != OP_IF && node->op != OP_SWITCH && node->op != OP_BRANCH;
+}
+
+struct PENDING {
+    NODE** place;
+    bool operands_done;
+};
+
+} // namespace
+
+void (*simplify_observer)(const SIMPLIFY_RULE& rule);
+
+SIMPLIFY_RULES simplify_rules() { return {RULES, RULE_COUNT}; }
+
+NODE* resimplified(NODE* node) {
+    SIMPLIFIER simplifier;
+    simplify_node(simplifier, node);
+    return node;
+}
+
+NODE* simplify_tree(NODE* tree) {
+    SIMPLIFIER simplifier;
+    std::vector<PENDING> pending{{&tree, false}};
+    while (!pending.empty()) {
+        const PENDING top = pending.back();
+        pending.pop_back();
+        if (top.operands_done) {
+            simplify_node(simplifier, *top.place);
+            continue;
+        }
+        simplifier.budget += REWRITE_BUDGET::PER_NODE;
+        NODE* node = *top.place;
+        pending.push_back({top.place, true});
+        if (node->right && holds_values(node)) pending.push_back({&node->right, false});
+        if (node->left && node->op != OP_BRANCH) pending.push_back({&node->left, false});
+    }
+    return tree;
+}
+
+} // namespace pelorus
