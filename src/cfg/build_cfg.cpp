@@ -8,7 +8,8 @@
 //          walk:   s4 <- g2 <- s3 <- g1 <- IF <- s2 <- s1
 //          blocks: [s1 s2 IF]  [g1: s3 BRANCH g2]  [g2: s4 BRANCH exit]  [exit: URETURN]
 //
-//   2. Successors. Labels are looked up in a table over all blocks, and returns become branches to the one exit block.
+//   2. Successors. Labels are looked up in a table over all blocks, and returns become branches to the one exit block. Tail calls
+//      of the function itself become branches to its first block (tail_recursion.cpp).
 //   3. Order. Each successor list is put so that the search of phase 4 visits straight-line code first and exits last.
 //   4. Depth-first numbering, 5. predecessors and unreachable blocks: number_cfg.cpp.
 //
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "cfg/bb.h"
+#include "cfg/tail_recursion.h"
 #include "ir/funinfo.h"
 #include "ir/node_storage.h"
 #include "memory/zone.h"
@@ -304,6 +306,7 @@ void build_cfg() {
     clear_flow_graph();
     make_blocks();
     find_all_successors();
+    remove_tail_recursion();
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) order_successors(block);
     number_depth_first();
     find_predecessors();

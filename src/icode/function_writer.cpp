@@ -80,6 +80,8 @@ void write_statement_text(ICODE_WRITER& writer, const NODE* tree) {
     write_comment(writer, text.substr(0, LONGEST_COMMENT).c_str());
 }
 
+static_assert(int{TEXT_ASSEMBLY} == int{RK_ASSEMBLY} && int{TEXT_COMMENT} == int{RK_COMMENT});
+
 void write_text(ICODE_WRITER& writer, const NODE* tree, const POSITION& position) {
     if (tree->value_lo == RK_ASSEMBLY)
         write_assembly(writer, tree->text, position);

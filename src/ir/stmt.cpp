@@ -13,6 +13,17 @@ STMT* new_stmt(NODE* tree, const POSITION& position, STMT* next) {
     return cell;
 }
 
+NODE* new_comment(const char* text) {
+    NODE* comment = new_node(OP_ASM, type_package()->void_type());
+    comment->set_value(int96_signed(TEXT_COMMENT));
+    comment->text = text;
+    return comment;
+}
+
+bool is_comment(const NODE* statement) {
+    return statement->op == OP_ASM && statement->value_lo == TEXT_COMMENT;
+}
+
 TYPE* function_return_type() {
     if (!function.symbol || !type_is_function(function.symbol->type)) return nullptr;
     return type_strip(function.symbol->type)->base;

@@ -20,6 +20,12 @@ static_assert(std::is_trivially_destructible_v<STMT>);
 // A cell in the function zone.
 STMT* new_stmt(NODE* tree, const POSITION& position, STMT* next);
 
+// What the text of an ASM node is: its number is that of the record it was read from.
+enum TEXT_KIND : int32_t { TEXT_ASSEMBLY = 36, TEXT_COMMENT = 47 };
+// A statement that is a comment line in the output. `text` must live as long as the function.
+NODE* new_comment(const char* text);
+bool is_comment(const NODE* statement);
+
 // The function being read, optimized or written; the storage is the function zone's.
 struct FUNCTION {
     SYMBOL* symbol = nullptr;   // null between functions

@@ -1,0 +1,335 @@
+// Tail-recursion removal: a function that ends in a call of itself goes back to its beginning.
+//
+//          f(a, b): ... return f(b, a + 1);         f(a, b): first: ... t1 = b; b = a + 1; a = t1; goto first
+//
+//   1. Find a call of the function itself, of which nothing is left to do afterwards but to return its value.
+//   2. Refuse what is not the same in a loop: a function that walks its unnamed arguments, takes storage that lasts until it returns, can be
+//      returned to twice, or has variables whose addresses are taken, since the callee's variables would be new ones.
+//   3. Match the arguments with the parameters.
+//   4. The variables that hold the parameters get the arguments, in their order and all of them from the old values; the call becomes a BRANCH
+//      to the first block, which is split off the entry behind the copies of the parameters.
+//
+// The reasons for refusals are on the trace.
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cfg/simplify.h"
+#include "cfg/tail_recursion.h"
+#include "ir/node_storage.h"
+#include "ir/symbol.h"
+#include "ir/tree_services.h"
+#include "ir/tree_text.h"
+#include "memory/free_list.h"
+#include "support/settings.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+// A parameter and the tree that copies it into the variable of the same name.
+struct PARAMETER {
+    const SYMBOL* symbol;
+    const NODE* copy; // ASG or STASG
+};
+
+struct REMOVER {
+    BB* entry = nullptr;
+    STMT* last_copy = nullptr; // statement with the copies; null when there are none
+    std::vector<PARAMETER> parameters{};
+    BB* first = nullptr; // the block behind the copies; null until one is needed
+    bool looked_at_function = false;
+    std::string obstacle{}; // why the function must keep its calls; "" when it need not
+};
+
+// --- 1: the call ---
+
+struct SELF_CALL {
+    STMT* cell = nullptr; // the statement that holds it
+    NODE* call = nullptr; //
+};
+
+bool is_self_call(const NODE* tree) {
+    if (tree->op != OP_CALL && tree->op != OP_UCALL) return false;
+    const NODE* callee = tree->left;
+    return callee->op == OP_UAND && callee->left->op == OP_NAME && callee->left->symbol() == function.symbol;
+}
+
+STMT* cell_before_ending(const BB* block) {
+    STMT* cell = block->stmts;
+    if (cell == block->last_stmt) return nullptr;
+    while (cell->next != block->last_stmt) cell = cell->next;
+    return cell;
+}
+
+bool is_return_symbol(const NODE* tree) {
+    return tree->op == OP_NAME && tree->symbol() && tree->symbol() == function.return_symbol;
+}
+
+bool returns_nothing() {
+    const TYPE* type = function_return_type();
+    return !type || type_is_void(type);
+}
+
+// The function ends there: the exit, or a block that only goes there.
+bool leads_out(const BB* block) {
+    if (block == flow_graph.exit_bb) return true;
+    return block->stmts == block->last_stmt && ending_tree(block)->op == OP_BRANCH &&
+           target_of(ending_tree(block)->left) == flow_graph.exit_bb;
+}
+
+// return f(...);  or  f(...); return;  or  $ret = f(...); return;
+SELF_CALL find_self_call(const BB* block) {
+    NODE* ending = ending_tree(block);
+    if (ending->op == OP_RETURN)
+        return is_self_call(ending->right) ? SELF_CALL{block->last_stmt, ending->right} : SELF_CALL{};
+    if (ending->op != OP_BRANCH || !leads_out(target_of(ending->left))) return {};
+    STMT* cell = cell_before_ending(block);
+    if (!cell) return {};
+    if (is_self_call(cell->tree)) return returns_nothing() ? SELF_CALL{cell, cell->tree} : SELF_CALL{};
+    const bool assigns =
+        (cell->tree->op == OP_ASG || cell->tree->op == OP_STASG) && is_return_symbol(cell->tree->left);
+    return assigns && is_self_call(cell->tree->right) ? SELF_CALL{cell, cell->tree->right} : SELF_CALL{};
+}
+
+// --- 2: what a loop would change ---
+
+const SYMBOL* local_behind_address(const NODE* node) {
+    if (node->op != OP_UAND && node->op != OP_ACONV) return nullptr;
+    const NODE* object = node->left;
+    while (object->op == OP_STDOT) object = object->left;
+    return object->op == OP_NAME && object->symbol() && object->symbol()->level > 0 ? object->symbol()
+                                                                                    : nullptr;
+}
+
+bool is_call_of(const NODE* node, std::string_view name) {
+    if ((node->op != OP_CALL && node->op != OP_UCALL) || node->left->op != OP_UAND ||
+        node->left->left->op != OP_NAME)
+        return false;
+    return plain_name(node->left->left->symbol()->name) == name;
+}
+
+bool calls_returner(const NODE* node) {
+    if (node->op != OP_CALL && node->op != OP_UCALL) return false;
+    const TYPE* callee = type_target(node->left->type);
+    if (callee && type_is_function(callee) && (type_strip(callee)->attributes & FA_RETURNS_TWICE))
+        return true;
+    return is_call_of(node, "setjmp") || is_call_of(node, "_setjmp") || is_call_of(node, "__sigsetjmp") ||
+           is_call_of(node, "vfork");
+}
+
+std::string obstacle_at(const NODE* node) {
+    if (const SYMBOL* symbol = local_behind_address(node))
+        return std::string("the address of ") + symbol->name + " is taken";
+    if (node->op == OP_ARGREF) return "the function walks its arguments";
+    if (is_call_of(node, "__builtin_alloca")) return "the function takes storage that lasts until it returns";
+    if (calls_returner(node)) return "the function can be returned to twice";
+    return "";
+}
+
+std::string obstacle_in(const NODE* tree) {
+    std::vector<const NODE*> waiting{tree};
+    while (!waiting.empty()) {
+        const NODE* node = waiting.back();
+        waiting.pop_back();
+        for (; node; node = node->left) {
+            std::string obstacle = obstacle_at(node);
+            if (!obstacle.empty()) return obstacle;
+            if (node->right) waiting.push_back(node->right);
+        }
+    }
+    return "";
+}
+
+const std::string& obstacle_of_function(REMOVER& remover) {
+    if (remover.looked_at_function) return remover.obstacle;
+    remover.looked_at_function = true;
+    for (const BB* block = flow_graph.all_blocks; block; block = block->all_link)
+        for (const STMT* cell = block->stmts; cell && remover.obstacle.empty(); cell = cell->next)
+            remover.obstacle = obstacle_in(cell->tree);
+    return remover.obstacle;
+}
+
+// --- 3: arguments and parameters ---
+
+const NODE* copied_parameter(const NODE* copy) {
+    const NODE* value = copy->right;
+    while (value->op == OP_SCONV || value->op == OP_PCONV || value->op == OP_ISP2CHAR) value = value->left;
+    return value->op == OP_NAME && value->symbol() && value->symbol()->level == 1 ? value : nullptr;
+}
+
+bool collect_copies(REMOVER& remover, const NODE* tree) {
+    if (tree->op == OP_PCOMMA)
+        return collect_copies(remover, tree->left) && collect_copies(remover, tree->right);
+    if ((tree->op != OP_ASG && tree->op != OP_STASG) || tree->left->op != OP_NAME) return false;
+    const NODE* parameter = copied_parameter(tree);
+    if (!parameter) return false;
+    remover.parameters.push_back({parameter->symbol(), tree});
+    return true;
+}
+
+// The copies stand in the first statement of the entry, in any order; each parameter has one.
+bool find_parameters(REMOVER& remover) {
+    std::vector<PARAMETER> in_order;
+    if (function_symbols.parameters.first && !collect_copies(remover, remover.entry->stmts->tree))
+        return false;
+    for (const SYMBOL* symbol = function_symbols.parameters.first; symbol; symbol = symbol->next) {
+        const NODE* copy = nullptr;
+        for (const PARAMETER& parameter : remover.parameters)
+            if (parameter.symbol == symbol) copy = parameter.copy;
+        if (!copy) return false;
+        in_order.push_back({symbol, copy});
+    }
+    if (in_order.size() != remover.parameters.size()) return false;
+    remover.parameters = in_order;
+    if (!in_order.empty()) remover.last_copy = remover.entry->stmts;
+    return true;
+}
+
+void collect_arguments(NODE* list, std::vector<NODE*>& arguments) {
+    if (list->op == OP_COMMA) {
+        collect_arguments(list->left, arguments);
+        list = list->right;
+    }
+    arguments.push_back(list->op == OP_STARG ? list->left : list);
+}
+
+std::vector<NODE*> arguments_of(const NODE* call) {
+    std::vector<NODE*> arguments;
+    if (call->op == OP_CALL) collect_arguments(call->right, arguments);
+    return arguments;
+}
+
+bool fits(const NODE* argument, const PARAMETER& parameter) {
+    const TYPE* type = parameter.symbol->declared_type;
+    if (type_is_csu(type)) return type_same_representation(argument->type, type);
+    return type_is_scalar(type) && type_is_scalar(argument->type) &&
+           type_same_representation(argument->type, type);
+}
+
+const char* mismatch(const REMOVER& remover, const std::vector<NODE*>& arguments) {
+    if (arguments.size() != remover.parameters.size()) return "the arguments do not match the parameters";
+    for (size_t i = 0; i < arguments.size(); ++i)
+        if (!fits(arguments[i], remover.parameters[i]))
+            return "an argument has another type than its parameter";
+    return nullptr;
+}
+
+// --- 4: the loop ---
+
+// The block behind the copies of the parameters. The entry itself must have no predecessors.
+BB* first_block(REMOVER& remover) {
+    if (remover.first) return remover.first;
+    BB* entry = remover.entry;
+    STMT* rest = remover.last_copy ? remover.last_copy->next : entry->stmts;
+    BB* first = new_block(rest, entry->last_stmt);
+    first->all_link = entry->all_link;
+    entry->all_link = first;
+    first->uon = static_cast<uint16_t>(++flow_graph.bb_count);
+    first->succs = entry->succs;
+    STMT* branch = new_stmt(new_branch(first), rest->position, nullptr);
+    if (remover.last_copy)
+        remover.last_copy->next = branch;
+    else
+        entry->stmts = branch;
+    entry->last_stmt = branch;
+    entry->start_pos = &entry->stmts->position;
+    entry->end_pos = &branch->position;
+    entry->succs = nullptr;
+    add_to_set(entry->succs, first);
+    return remover.first = first;
+}
+
+const SYMBOL* home_of(const PARAMETER& parameter) { return parameter.copy->left->symbol(); }
+
+bool mentions(const NODE* tree, const SYMBOL* symbol) {
+    for (; tree; tree = tree->left) {
+        if (tree->op == OP_NAME && tree->symbol() == symbol) return true;
+        if (tree->right && mentions(tree->right, symbol)) return true;
+    }
+    return false;
+}
+
+// The copy of the parameter with the argument in the parameter's place.
+NODE* copy_with(const PARAMETER& parameter, NODE* argument) {
+    NODE* copy = copy_tree(parameter.copy);
+    NODE** place = &copy->right;
+    while ((*place)->op != OP_NAME) place = &(*place)->left;
+    *place = argument;
+    return copy;
+}
+
+// The statements that give the homes their new values. An argument whose home a later argument still reads waits in a temporary.
+std::vector<NODE*> assignments(const REMOVER& remover, const std::vector<NODE*>& arguments) {
+    std::vector<NODE*> in_order;
+    std::vector<NODE*> afterwards;
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        const PARAMETER& parameter = remover.parameters[i];
+        const SYMBOL* home = home_of(parameter);
+        if (arguments[i]->op == OP_NAME && arguments[i]->symbol() == home) continue; // stays as it is
+        bool read_later = false;
+        for (size_t j = i + 1; j < arguments.size(); ++j) read_later |= mentions(arguments[j], home);
+        if (!read_later) {
+            in_order.push_back(copy_with(parameter, arguments[i]));
+            continue;
+        }
+        TYPE* type = type_strip(parameter.symbol->declared_type);
+        SYMBOL* held = new_temporary('T', type, -1);
+        const bool structure = type_is_csu(type);
+        in_order.push_back(
+            new_binary(structure ? OP_STASG : OP_ASG, type, new_name(held, type), arguments[i]));
+        afterwards.push_back(copy_with(parameter, new_name(held, type)));
+    }
+    in_order.insert(in_order.end(), afterwards.begin(), afterwards.end());
+    return in_order;
+}
+
+void remove_call(REMOVER& remover, BB* block, const SELF_CALL& self, const std::vector<NODE*>& arguments) {
+    trace("\n  ===> Tail recursive self-call removed at line %ld: %s\n\n",
+          static_cast<long>(self.cell->position.line), tree2infix(self.call));
+    const POSITION position = self.cell->position;
+    const std::vector<NODE*> new_values = assignments(remover, arguments);
+    BB* first = first_block(remover);
+    if (block == remover.entry) block = first; // the entry's statements have moved there
+    // The cells from the call on are reused: the call's own takes the comment, in front of which the assignments are put.
+    self.cell->tree = new_comment("***\t; tail recursive call occurs here");
+    self.cell->next = nullptr;
+    block->last_stmt = self.cell;
+    for (NODE* tree : new_values) insert_before_ending(block, tree);
+    STMT* branch = new_stmt(new_branch(first), position, nullptr);
+    block->last_stmt->next = branch;
+    block->last_stmt = branch;
+    block->end_pos = &branch->position;
+    free_set(block->succs);
+    add_to_set(block->succs, first);
+}
+
+void offer(REMOVER& remover, BB* block) {
+    const SELF_CALL self = find_self_call(block);
+    if (!self.call) return;
+    const auto refuse = [&](const char* why) {
+        trace("\n  ===> The self-call at line %ld stays: %s\n", static_cast<long>(self.cell->position.line),
+              why);
+    };
+    if (const std::string& obstacle = obstacle_of_function(remover); !obstacle.empty())
+        return refuse(obstacle.c_str());
+    if (remover.parameters.empty() && !find_parameters(remover))
+        return refuse("the parameters are not copied first");
+    const std::vector<NODE*> arguments = arguments_of(self.call);
+    if (const char* why = mismatch(remover, arguments)) return refuse(why);
+    remove_call(remover, block, self, arguments);
+}
+
+} // namespace
+
+void remove_tail_recursion() {
+    if (settings.no_tail_recursion || (settings.optimization_level < 2 && settings.program_mode != 2)) return;
+    if (flow_graph.bb_count >= MOST_BLOCKS) return;
+    REMOVER remover;
+    remover.entry = flow_graph.all_blocks;
+    for (BB* block = flow_graph.all_blocks; block; block = block->all_link) offer(remover, block);
+}
+
+} // namespace pelorus
