@@ -6,7 +6,7 @@
 
 #include "cfg/bb.h"
 #include "ir/funinfo.h"
-#include "ir/node_storage.h"
+#include "ir/tree_services.h"
 #include "memory/free_list.h"
 #include "memory/zone.h"
 #include "support/trace.h"
@@ -54,15 +54,6 @@ void number_depth_first() {
 }
 
 namespace {
-
-void erase_tree(NODE* tree) {
-    while (tree) {
-        NODE* left = tree->left;
-        erase_tree(tree->right);
-        erase_node(tree);
-        tree = left;
-    }
-}
 
 void release_block(BB* block) {
     for (STMT* cell = block->stmts; cell; cell = cell->next) erase_tree(cell->tree);

@@ -3,10 +3,12 @@
 #include "driver/pass_1_5.h"
 
 #include "cfg/bb.h"
+#include "cfg/simplify.h"
 #include "driver/call_points.h"
 #include "driver/current_function.h"
 #include "driver/option_sets.h"
 #include "driver/verify.h"
+#include "scalar/statements.h"
 #include "support/run.h"
 #include "support/trace.h"
 
@@ -16,14 +18,14 @@ namespace {
 
 // clang-format off
 constexpr PASS PASSES[] = {
-    {"statement preparation",       nullptr,   "as in the pipeline"},
+    {"statement preparation",       prepare_statements, "as in the pipeline"},
     {"build_cfg",                   build_cfg, "basic blocks and the control-flow graph"},
     {"beta_convert",                nullptr,   "specializes calls with known parameter values"},
-    {"simpcfg (0)",                 nullptr,   "simplifies the graph"},
+    {"simpcfg (0)",                 simplify_graph_early, "simplifies the graph"},
     {"rename_symbols",              nullptr,   "gives each independent use of a variable a variable of its own"},
     {"fast_CP (4, 1)",              nullptr,   "copies and constants"},
     {"symbol marking",              nullptr,   "which symbols are used and how"},
-    {"statement rewrite",           nullptr,   "rewrites every statement of every block"},
+    {"statement rewrite",           rewrite_statements, "rewrites every statement of every block"},
     {"build_loop_hierarchy",        nullptr,   "dominators and loops"},
     {"Value Propagation",           nullptr,   "the ranges of values"},
     {"specialize_current_function", nullptr,   "versions of the function for known parameter values"},

@@ -13,11 +13,13 @@
 #include <string>
 
 #include "cfg/bb.h"
+#include "cfg/simplify.h"
 #include "driver/files.h"
 #include "driver/option_sets.h"
 #include "driver/verify.h"
 #include "icode/function_writer.h"
 #include "ir/funinfo.h"
+#include "scalar/statements.h"
 #include "support/pseudo_options.h"
 #include "support/run.h"
 #include "support/settings.h"
@@ -36,7 +38,7 @@ bool has_conditional_statements() { return false; }
 constexpr PASS FINAL_GROUP[] = {
     {"empty slot 1",  empty_slot, "kept for a pass to come; returns at once"},
     {"empty slot 2",  empty_slot, "kept for a pass to come; returns at once"},
-    {"simpcfg (1)",   nullptr,    "simplifies the graph a last time, merging equal ends of blocks"},
+    {"simpcfg (1)",   simplify_graph_late, "simplifies the graph a last time, merging equal ends of blocks"},
     {"rotate_loops",  nullptr,    "moves the top of each loop behind its end, so that the test comes last"},
     {"unsimp_blocks", nullptr,    "undoes simplifications that only served the passes"},
 };
@@ -44,7 +46,7 @@ constexpr PASS FINAL_GROUP[] = {
 
 void write_output() {
     begin_function_output(*run_files.writer);
-    run_passes("step 23, output", FINAL_GROUP);
+    if (!settings.keep_unoptimized) run_passes("step 23, output", FINAL_GROUP);
     end_function_verification(); // writing takes the trees apart
     write_function_blocks(*run_files.writer);
 }
@@ -52,11 +54,11 @@ void write_output() {
 // clang-format off
 constexpr PIPELINE_STEP STEPS[] = {
     { 1, "reset",                    GATE::ALWAYS,  NEED::NEEDED,   reset_function_state, "clears the per-function state"},
-    { 2, "statement preparation",    GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "normalizes the trees, drops empty statements, marks calls that never return, narrows variables"},
+    { 2, "statement preparation",    GATE::ALWAYS,  NEED::MAY_SKIP, prepare_statements, "normalizes the trees, drops empty statements, marks calls that never return, narrows variables"},
     { 3, "build_cfg",                GATE::ALWAYS,  NEED::NEEDED,   build_cfg, "makes basic blocks of the statements, numbers them depth-first, drops unreachable ones"},
     { 4, "beta_convert",             GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "specializes calls with known parameter values"},
-    { 5, "simpcfg (0)",              GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "simplifies the graph"},
-    { 6, "statement rewrite",        GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "rewrites each statement with an eye on the one before it"},
+    { 5, "simpcfg (0)",              GATE::ALWAYS,  NEED::MAY_SKIP, simplify_graph_early, "simplifies the graph"},
+    { 6, "statement rewrite",        GATE::ALWAYS,  NEED::MAY_SKIP, rewrite_statements, "rewrites each statement with an eye on the one before it"},
     { 7, "rename_symbols",           GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "gives each independent use of a variable a variable of its own"},
     { 8, "fast_CP (4, 1)",           GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "propagates copies and constants, removes dead assignments"},
     { 9, "explode_auto_struct_vars", GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "makes variables of the members of local structures"},
@@ -66,7 +68,7 @@ constexpr PIPELINE_STEP STEPS[] = {
     {13, "expand_bitfields",         GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "makes shifts and masks of bit-field accesses"},
     {14, "fast_CP (0, 1)",           GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "propagates copies and constants, removes dead assignments"},
     {15, "do_dd_optimizations",      GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "transforms loops by their dependences; decides by itself"},
-    {16, "simpcfg (0)",              GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "simplifies the graph"},
+    {16, "simpcfg (0)",              GATE::ALWAYS,  NEED::MAY_SKIP, simplify_graph_early, "simplifies the graph"},
     {17, "fast_CP (4, 1)",           GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "propagates copies and constants, removes dead assignments"},
     {18, "global group",             GATE::LEVEL_2, NEED::MAY_SKIP, nullptr,   "copyprop (1), annotate_cfg, gcse, restructure_loops, rename_symbols, expand_cluster_refs, merge_symbols; only expand_cluster_refs in a function of one block"},
     {19, "local group",              GATE::LEVEL_1, NEED::MAY_SKIP, nullptr,   "symbol marking, lcse_subrange_assignments, elim_dead_subrange_assigns, copyprop (1), from level 2 on convert_sti_to_cinit, lcse, propagate_increments"},

@@ -9,6 +9,7 @@
 
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
+#include "support/settings.h"
 #include "support/trace.h"
 
 namespace pelorus {
@@ -278,7 +279,7 @@ bool has_effect(const NODE* node) {
     if (opcode_arity(node->op) >= 0 && !opcode_fact(node->op).name) return true;
     const bool is_access =
         node->op == OP_NAME || node->op == OP_UMULT || node->op == OP_STDOT || node->op == OP_STREF;
-    return is_access && node->type && type_is_volatile(node->type);
+    return is_access && node->type && (type_is_volatile(node->type) || settings.all_volatile);
 }
 
 } // namespace

@@ -69,7 +69,7 @@ TREE_WORLD make_world(TYPE_PKG& types) {
     scalars.push_back(world.structure);
     scalars.push_back(types.void_type());
     for (TYPE* type : scalars)
-        world.functions.push_back(make_symbol("f", types.make_function(type, true, false, 0), 0));
+        world.functions.push_back(make_symbol("f", types.make_function(type, false, false, 0), 0));
     return world;
 }
 

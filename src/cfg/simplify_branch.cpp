@@ -1,0 +1,378 @@
+// Simplifying the ending IF or SWITCH of a block; see simplify.h.
+//
+// Before each sweep, labels that lead to blocks with nothing but a BRANCH are moved on to where that leads. Then, at each block:
+//
+//   1. An IF goes through the tree simplifier. An assignment or a COMMAOP in its condition becomes a statement of its own.
+//   2. Of the rewrites of an IF the first that fits is made, and of a SWITCH likewise:
+//          IF     constant condition; equal targets; an empty arm; a loop of one block gets its own block as the true target; late, a
+//                 nested test that shares a target becomes one condition (ANDAND, OROR)
+//          SWITCH constant selector; one target; cases that go where DEFAULT goes; one value or range of values left: a comparison
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "cfg/simplify.h"
+#include "ir/node_storage.h"
+#include "ir/tree_services.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+struct BRANCH_LIMITS {
+    // Operator nodes of a condition that two tests may become. Machines branch on each of them anyway; what is gained is one block less and what
+    // the tree simplifier sees in the whole. It bounds the work, too, since the condition is simplified anew at each step.
+    int32_t merged_condition = 16;
+    // Blocks with nothing but a BRANCH that a label is moved along; they may form a circle.
+    int32_t thread_length = 64;
+};
+constexpr BRANCH_LIMITS LIMITS;
+
+TYPE* void_type() { return type_package()->void_type(); }
+NODE* true_leaf(const NODE* tree) { return tree->right->left; }
+NODE* false_leaf(const NODE* tree) { return tree->right->right; }
+
+void trace_change(const BB* block, const char* what) { trace("\n\tBB %d: %s\n", block->dfn, what); }
+
+// The ending tree becomes a BRANCH to the leaf's target; what the old one evaluated keeps its effects.
+void become_branch(BB* block, NODE* evaluated, NODE* leaf) {
+    NODE* old = ending_tree(block);
+    BB* target = target_of(leaf);
+    if (old->left == evaluated) old->left = nullptr;
+    replace_ending(block, new_branch(target));
+    keep_effects(block, evaluated);
+    erase_tree(old->right);
+    old->right = nullptr;
+    erase_node(old);
+    recompute_successors(block);
+}
+
+// --- 1: conditions with effects at their top ---
+
+// A variable that can be read again in place of the assignment's value.
+bool is_plain_target(const NODE* lvalue) { return lvalue->op == OP_NAME && !tree_has_effects(lvalue); }
+
+// if ((v = x)) becomes v = x; if (v)
+bool split_assignment(BB* block, NODE* tree) {
+    NODE* condition = tree->left;
+    if (condition->op == OP_COMMAOP) {
+        tree->left = condition->right;
+        NODE* first = condition->left;
+        erase_node(condition);
+        keep_effects(block, first);
+        return true;
+    }
+    if (condition->op != OP_ASG || !is_plain_target(condition->left)) return false;
+    tree->left = copy_tree(condition->left);
+    insert_before_ending(block, condition);
+    return true;
+}
+
+bool simplify_condition(BB* block) {
+    bool changed = false;
+    for (;;) {
+        NODE* tree = simplify_tree(ending_tree(block));
+        replace_ending(block, tree);
+        if (!split_assignment(block, tree)) return changed;
+        trace_change(block, "what the IF assigns became a statement of its own");
+        changed = true;
+    }
+}
+
+// --- Labels of blocks that only lead on ---
+
+bool only_branches(const BB* block) {
+    return block->stmts && block->stmts == block->last_stmt && ending_tree(block)->op == OP_BRANCH;
+}
+
+BB* end_of_thread(BB* block) {
+    BB* end = block;
+    for (int32_t i = 0; only_branches(end) && i < LIMITS.thread_length; ++i)
+        end = target_of(ending_tree(end)->left);
+    return only_branches(end) ? block : end; // a circle, or too long
+}
+
+bool thread_labels_of(BB* block) {
+    bool changed = false;
+    for_each_label(ending_tree(block), [&](NODE* leaf) {
+        BB* target = target_of(leaf);
+        BB* end = end_of_thread(target);
+        if (end == target || end->loop != target->loop) return;
+        set_target(leaf, label_of(end));
+        changed = true;
+    });
+    if (!changed) return false;
+    trace_change(block, "labels moved on over blocks that only branch");
+    recompute_successors(block);
+    return true;
+}
+
+// --- 2: IF ---
+
+bool decide_constant(BB* block, NODE* tree) {
+    if (tree->left->op != OP_ICON) return false;
+    trace_change(block, "the IF is decided");
+    become_branch(block, tree->left, int96_is_zero(tree->left->value()) ? false_leaf(tree) : true_leaf(tree));
+    return true;
+}
+
+bool join_equal_targets(BB* block, NODE* tree) {
+    BB* yes = target_of(true_leaf(tree));
+    BB* no = target_of(false_leaf(tree));
+    if (yes == no || yes->loop != no->loop || yes == block || no == block ||
+        !equal_statements(yes->stmts, no->stmts))
+        return false;
+    trace("\n\tBB %d: both targets of the IF are alike: BB %d and BB %d\n", block->dfn, yes->dfn, no->dfn);
+    set_target(false_leaf(tree), label_of(yes));
+    recompute_successors(block);
+    return true;
+}
+
+bool is_empty_arm(const BB* block) {
+    const STMT* cell = block->stmts;
+    while (cell && is_comment(cell->tree)) cell = cell->next;
+    return cell && cell->tree->op == OP_BRANCH;
+}
+
+// B: if (c) X else Y, where X only leads to Y: both ways go over X, which the single-successor rewrites then make a plain BRANCH.
+bool drop_empty_arm(BB* block, NODE* tree) {
+    BB* x = target_of(true_leaf(tree));
+    BB* y = target_of(false_leaf(tree));
+    if (x->dfn > y->dfn) std::swap(x, y);
+    if (x == y || !has_one(x->preds) || only_of(x->preds) != block || !has_one(x->succs) ||
+        only_of(x->succs) != y)
+        return false;
+    if (!has_two(y->preds) || !is_empty_arm(x)) return false;
+    trace("\n\tBB %d: an arm of the IF is empty: BB %d\n", block->dfn, x->dfn);
+    set_target(true_leaf(tree), label_of(x));
+    set_target(false_leaf(tree), label_of(x));
+    recompute_successors(block);
+    return true;
+}
+
+// A loop of one block goes on when its condition holds.
+bool turn_own_loop(BB* block, NODE* tree) {
+    if (target_of(false_leaf(tree)) != block || target_of(true_leaf(tree)) == block || !invert_if(tree))
+        return false;
+    trace_change(block, "the loop's condition was inverted");
+    recompute_successors(block);
+    return true;
+}
+
+// --- 2: nested tests, late ---
+
+int32_t operators_of(const NODE* tree, int32_t limit) {
+    if (!tree || limit <= 0) return 0;
+    const int32_t own = tree->left ? 1 : 0;
+    const int32_t left = operators_of(tree->left, limit - own);
+    return own + left + operators_of(tree->right, limit - own - left);
+}
+
+bool is_short_enough(const NODE* a, const NODE* b) {
+    const int32_t limit = LIMITS.merged_condition + 1;
+    return operators_of(a, limit) + operators_of(b, limit) < LIMITS.merged_condition;
+}
+
+// The second test, when it is all there is in `inner` and nothing else leads there.
+NODE* nested_test(const BB* block, const BB* inner) {
+    if (inner == block || !inner->stmts || inner->stmts != inner->last_stmt ||
+        ending_tree(inner)->op != OP_IF)
+        return nullptr;
+    if (!has_one(inner->preds) || only_of(inner->preds) != block || inner->loop != block->loop)
+        return nullptr;
+    NODE* test = ending_tree(inner);
+    return target_of(true_leaf(test)) == inner || target_of(false_leaf(test)) == inner ? nullptr : test;
+}
+
+// outer: if (a) inner else Y;  inner: if (b) Z else Y   becomes   if (a && b) Z else Y, and with exchanged targets likewise for ||. The inner
+// block loses its predecessor and is deleted in this sweep.
+bool merge_nested_test(BB* block, NODE* tree) {
+    for (const bool over_true : {true, false}) {
+        NODE* shared = over_true ? false_leaf(tree) : true_leaf(tree);
+        BB* inner = target_of(over_true ? true_leaf(tree) : false_leaf(tree));
+        NODE* test = nested_test(block, inner);
+        if (!test || target_of(shared) == inner || !is_short_enough(tree->left, test->left)) continue;
+        // The inner test must lead to the shared target on the side that the outer one does.
+        if (target_of(over_true ? false_leaf(test) : true_leaf(test)) != target_of(shared) &&
+            !invert_if(test))
+            continue;
+        if (target_of(over_true ? false_leaf(test) : true_leaf(test)) != target_of(shared)) continue;
+        NODE* onward = over_true ? true_leaf(test) : false_leaf(test);
+        trace("\n\tBB %d: the test of BB %d was joined to that of the IF\n", block->dfn, inner->dfn);
+        tree->left = new_binary(over_true ? OP_ANDAND : OP_OROR, type_package()->int_type(), tree->left,
+                                copy_tree(test->left));
+        set_target(over_true ? true_leaf(tree) : false_leaf(tree), label_of(target_of(onward)));
+        recompute_successors(block);
+        return true;
+    }
+    return false;
+}
+
+bool rewrite_if(BB* block, NODE* tree, int aggressive) {
+    if (decide_constant(block, tree) || join_equal_targets(block, tree) || drop_empty_arm(block, tree))
+        return true;
+    if (turn_own_loop(block, tree)) return true;
+    return aggressive && merge_nested_test(block, tree);
+}
+
+// --- 2: SWITCH ---
+
+// The cases in the order of the list; the last one is written last.
+struct SWITCH_VIEW {
+    std::vector<NODE*> cases;      // CASE nodes
+    NODE* default_entry = nullptr; // DEFAULT node, or null
+};
+
+SWITCH_VIEW view_of(const NODE* tree) {
+    SWITCH_VIEW view;
+    const auto take = [&](NODE* entry) {
+        if (entry->op == OP_CASE)
+            view.cases.push_back(entry);
+        else if (entry->op == OP_DEFAULT)
+            view.default_entry = entry;
+    };
+    NODE* list = tree->right;
+    for (; list && list->op == OP_COMMA; list = list->left) take(list->right);
+    if (list) take(list);
+    std::reverse(view.cases.begin(), view.cases.end());
+    return view;
+}
+
+BB* case_target(const NODE* entry) { return target_of(entry->right); }
+
+bool switch_on_constant(BB* block, NODE* tree, const SWITCH_VIEW& view) {
+    if (tree->left->op != OP_ICON) return false;
+    const NODE* chosen = nullptr;
+    for (const NODE* entry : view.cases)
+        if (entry->left->value() == tree->left->value()) chosen = entry;
+    if (!chosen && !view.default_entry) return false;
+    trace_change(block, "the SWITCH is decided");
+    become_branch(block, tree->left, chosen ? chosen->right : view.default_entry->left);
+    return true;
+}
+
+bool switch_to_one_target(BB* block, NODE* tree, const SWITCH_VIEW& view) {
+    if (!view.default_entry) return false;
+    BB* target = target_of(view.default_entry->left);
+    if (!std::all_of(view.cases.begin(), view.cases.end(),
+                     [&](const NODE* entry) { return case_target(entry) == target; }))
+        return false;
+    trace_change(block, "all cases of the SWITCH lead to one block");
+    become_branch(block, tree->left, view.default_entry->left);
+    return true;
+}
+
+// Cases that lead where DEFAULT leads say nothing.
+bool drop_default_cases(BB* block, NODE* tree, SWITCH_VIEW& view) {
+    if (!view.default_entry) return false;
+    BB* target = target_of(view.default_entry->left);
+    const auto says_nothing = [&](const NODE* entry) { return case_target(entry) == target; };
+    const auto end = std::stable_partition(view.cases.begin(), view.cases.end(),
+                                           [&](const NODE* entry) { return !says_nothing(entry); });
+    if (end == view.cases.end()) return false;
+    std::for_each(end, view.cases.end(), [](NODE* entry) { erase_tree(entry); });
+    view.cases.erase(end, view.cases.end());
+    // The cells of the list are made anew; the cases and the DEFAULT go on living in it.
+    for (NODE* list = tree->right; list && list->op == OP_COMMA;) {
+        NODE* next = list->left;
+        erase_node(list);
+        list = next;
+    }
+    NODE* list = nullptr;
+    for (NODE* entry : view.cases) list = list ? new_binary(OP_COMMA, void_type(), list, entry) : entry;
+    tree->right = list ? new_binary(OP_COMMA, void_type(), list, view.default_entry) : view.default_entry;
+    trace_change(block, "cases of the SWITCH that lead to the default were dropped");
+    recompute_successors(block);
+    return true;
+}
+
+// The cases are the values low..high, all of them, and lead to one block.
+struct CASE_RANGE {
+    INT96 low;
+    INT96 high;
+    BB* target;
+};
+
+std::optional<CASE_RANGE> one_range(const SWITCH_VIEW& view) {
+    if (view.cases.empty() || !view.default_entry) return std::nullopt;
+    CASE_RANGE range{view.cases[0]->left->value(), view.cases[0]->left->value(), case_target(view.cases[0])};
+    for (const NODE* entry : view.cases) {
+        if (case_target(entry) != range.target) return std::nullopt;
+        const INT96 value = entry->left->value();
+        if (int96_compare(value, range.low) < 0) range.low = value;
+        if (int96_compare(value, range.high) > 0) range.high = value;
+    }
+    const INT96 width = int96_subtract(range.high, range.low);
+    if (width != int96_unsigned(static_cast<uint32_t>(view.cases.size() - 1)))
+        return std::nullopt; // no value comes twice
+    return range;
+}
+
+// x == low, or low <= x && x <= high as the unsigned x - low <= high - low; the type has an unsigned one of its size at hand, or is int.
+NODE* range_condition(NODE* selector, const CASE_RANGE& range) {
+    TYPE* type = selector->type;
+    TYPE* int_type = type_package()->int_type();
+    if (range.low == range.high) return new_binary(OP_EQ, int_type, selector, new_icon(type, range.low));
+    TYPE* unsigned_type = type_is_signed(type) ? type_package()->unsigned_int_type() : type;
+    NODE* distance = new_binary(OP_MINUS, type, selector, new_icon(type, range.low));
+    if (type != unsigned_type) distance = new_unary(OP_SCONV, unsigned_type, distance);
+    return new_binary(OP_ULE, int_type, distance,
+                      new_icon(unsigned_type, int96_subtract(range.high, range.low)));
+}
+
+bool can_be_compared(const NODE* selector, const CASE_RANGE& range) {
+    return range.low == range.high || !type_is_signed(selector->type) ||
+           type_bits(selector->type) == type_bits(type_package()->unsigned_int_type());
+}
+
+bool compare_instead(BB* block, NODE* tree, const SWITCH_VIEW& view) {
+    const std::optional<CASE_RANGE> range = one_range(view);
+    if (!range || !can_be_compared(tree->left, *range)) return false;
+    NODE* yes = new_label_leaf(0);
+    NODE* no = new_label_leaf(0);
+    set_target(yes, label_of(range->target));
+    set_target(no, label_of(target_of(view.default_entry->left)));
+    NODE* test = new_binary(OP_IF, void_type(), range_condition(tree->left, *range),
+                            new_binary(OP_COMMA, void_type(), yes, no));
+    trace_change(block, "the SWITCH became a comparison");
+    replace_ending(block, test);
+    recompute_successors(block);
+    return true;
+}
+
+bool rewrite_switch(BB* block, NODE* tree) {
+    SWITCH_VIEW view = view_of(tree);
+    if (switch_on_constant(block, tree, view) || switch_to_one_target(block, tree, view)) return true;
+    if (drop_default_cases(block, tree, view)) return true;
+    return compare_instead(block, tree, view);
+}
+
+} // namespace
+
+// From the last block to the first, which is the order in which predecessors were gathered: so each is found at once where it is taken out.
+bool thread_labels() {
+    bool changed = false;
+    BB* entry = flow_graph.bb_list;
+    for (BB* block = entry->rdflink;; block = block->rdflink) {
+        if (block->stmts && has_several(block->succs)) changed |= thread_labels_of(block);
+        if (block == entry) return changed;
+    }
+}
+
+bool simplify_ending(BB* block, int aggressive) {
+    bool changed = false;
+    if (ending_tree(block)->op == OP_IF) {
+        changed |= simplify_condition(block);
+    } else if (ending_tree(block)->op == OP_SWITCH) {
+        ending_tree(block)->left = simplify_tree(ending_tree(block)->left);
+    } else {
+        return false;
+    }
+    changed |= recompute_successors(block);
+    NODE* tree = ending_tree(block);
+    return (tree->op == OP_IF ? rewrite_if(block, tree, aggressive) : rewrite_switch(block, tree)) || changed;
+}
+
+} // namespace pelorus

@@ -1,0 +1,229 @@
+// Preparing the statements of a function; see statements.h.
+//
+//   1. Each statement goes through the tree simplifier; what has no effects left is dropped, and of an expression only its effects stay.
+//   2. Behind a call of a function that never returns stands a comment that says so, for whoever reads the code.
+//   3. A variable of 64 bits all of whose values fit 32 bits becomes one of 32: on this machine it takes one register, not two, and its arithmetic
+//      one instruction. Narrower than a register nothing is gained, so no variable is made so. Variables that a debugger
+//      wants to see stay.
+#include <cstring>
+#include <vector>
+
+#include "ir/funinfo.h"
+#include "ir/node_storage.h"
+#include "ir/stmt.h"
+#include "ir/symbol.h"
+#include "ir/tree_services.h"
+#include "scalar/simplify.h"
+#include "scalar/statements.h"
+#include "support/settings.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+constexpr const char* NEVER_RETURNS = "***\t; the preceding call never returns";
+
+// --- 1 ---
+
+bool is_expression(const NODE* tree) {
+    const OPCODE_CLASS kind = opcode_fact(tree->op).kind;
+    return kind == OPCODE_CLASS::VALUE || kind == OPCODE_CLASS::COMMUTES;
+}
+
+// The normal form of a statement; null when nothing is left of it.
+NODE* prepared(NODE* tree) {
+    tree = simplify_tree(tree);
+    return is_expression(tree) && opcode_arity(tree->op) >= 0 && opcode_fact(tree->op).name
+               ? reduce_to_effects(tree)
+               : tree;
+}
+
+void prepare_each() {
+    for (STMT** place = &function.statements; STMT* cell = *place;) {
+        const bool is_tree =
+            cell->tree->op != OP_LABELDEF && cell->tree->op != OP_ASM && cell->tree->op != OP_PPRAGMA;
+        NODE* tree = is_tree ? prepared(cell->tree) : cell->tree;
+        if (!tree) {
+            trace("\nThe statement at line %ld has no effect\n", static_cast<long>(cell->position.line));
+            *place = cell->next;
+            continue;
+        }
+        cell->tree = tree;
+        place = &cell->next;
+    }
+}
+
+// --- 2 ---
+
+const NODE* call_of(const NODE* tree) {
+    if (tree->op == OP_ASG || tree->op == OP_STASG) tree = tree->right;
+    return tree->op == OP_CALL || tree->op == OP_UCALL ? tree : nullptr;
+}
+
+bool never_returns(const NODE* call) {
+    const TYPE* callee_type = type_target(call->left->type);
+    if (callee_type && type_is_function(callee_type) && (type_strip(callee_type)->attributes & FA_NORETURN))
+        return true;
+    if (call->left->op != OP_UAND || call->left->left->op != OP_NAME) return false;
+    const SYMBOL* callee = call->left->left->symbol();
+    return (callee->flags & SF_NORETURN) || (callee->funinfo && (callee->funinfo->flags & FUN_never_returns));
+}
+
+bool is_that_comment(const STMT* cell) {
+    return cell && is_comment(cell->tree) && !strcmp(cell->tree->text, NEVER_RETURNS);
+}
+
+// The list runs backward: what follows a call stands before it.
+void mark_calls_without_return() {
+    const STMT* following = nullptr;
+    for (STMT** place = &function.statements; STMT* cell = *place; place = &(*place)->next) {
+        const NODE* call = call_of(cell->tree);
+        if (call && never_returns(call) && !is_that_comment(following)) {
+            *place = new_stmt(new_comment(NEVER_RETURNS), cell->position, cell);
+            place = &(*place)->next;
+        }
+        following = cell;
+    }
+}
+
+// --- 3 ---
+
+struct NARROWING {
+    bool assigned = false;
+    bool fits_signed = true;
+    bool fits_unsigned = true;
+    TYPE* type = nullptr; // the narrower type; null: none
+};
+
+struct NARROWER {
+    CANDIDATES candidates;
+    std::vector<NARROWING> variables; // by candidate number
+};
+
+constexpr uint32_t REGISTER_BITS = 32;
+
+NARROWING* narrowing_of(NARROWER& narrower, const NODE* lvalue) {
+    if (lvalue->op != OP_NAME || !lvalue->symbol() || lvalue->symbol()->candidate < 0) return nullptr;
+    return &narrower.variables[static_cast<size_t>(lvalue->symbol()->candidate)];
+}
+
+void note_assignment(NARROWING& variable, const NODE* value) {
+    const RANGE range = range_of(value);
+    variable.assigned = true;
+    for (const INT96 end : {range.low, range.high}) {
+        variable.fits_signed &= int96_fits(end, REGISTER_BITS, false);
+        variable.fits_unsigned &= int96_fits(end, REGISTER_BITS, true);
+    }
+}
+
+void note_other_change(NARROWING& variable) { variable.fits_signed = variable.fits_unsigned = false; }
+
+void note_node(NARROWER& narrower, const NODE* node) {
+    const bool changes = opcode_arity(node->op) > 0 && opcode_fact(node->op).kind == OPCODE_CLASS::ASSIGNS;
+    if (!changes && node->op != OP_RETURN && node->op != OP_URETURN) return;
+    NARROWING* variable = narrowing_of(narrower, node->left);
+    if (!variable) return;
+    if (node->op == OP_ASG)
+        note_assignment(*variable, node->right);
+    else
+        note_other_change(*variable);
+}
+
+template <class F>
+void for_each_node(NODE* tree, F visit) {
+    std::vector<NODE*> waiting{tree};
+    while (!waiting.empty()) {
+        NODE* node = waiting.back();
+        waiting.pop_back();
+        for (; node; node = node->left) {
+            visit(node);
+            if (node->right) waiting.push_back(node->right);
+        }
+    }
+}
+
+bool is_wide_integer(const SYMBOL* symbol) {
+    return type_is_integer(symbol->type) && type_bits(symbol->type) > REGISTER_BITS && symbol->level == 2;
+}
+
+// True when some variable gets a narrower type.
+bool choose_types(NARROWER& narrower) {
+    bool any = false;
+    for (int32_t i = 0; i < narrower.candidates.count; ++i) {
+        SYMBOL* symbol = narrower.candidates.symbols[i];
+        NARROWING& variable = narrower.variables[static_cast<size_t>(i)];
+        if (!is_wide_integer(symbol) || !variable.assigned ||
+            !(variable.fits_signed || variable.fits_unsigned))
+            continue;
+        variable.type =
+            variable.fits_signed ? type_package()->int_type() : type_package()->unsigned_int_type();
+        trace("\nShortening this variable: %s\n", symbol->name);
+        symbol->type = symbol->declared_type = variable.type;
+        symbol->size = variable.type->size;
+        symbol->align = variable.type->align;
+        any = true;
+    }
+    return any;
+}
+
+TYPE* narrow_type(NARROWER& narrower, const NODE* lvalue) {
+    const NARROWING* variable = narrowing_of(narrower, lvalue);
+    return variable ? variable->type : nullptr;
+}
+
+// v = x becomes (wide)(v = (narrow)x), and any other v becomes (wide)v. Operands come before the node that holds them.
+void narrow_node(NARROWER& narrower, NODE* node) {
+    TYPE* narrow = narrow_type(narrower, node->op == OP_ASG ? node->left : node);
+    if (!narrow || (node->op != OP_ASG && node->type == narrow)) return;
+    NODE* inner = nullptr;
+    if (node->op == OP_ASG) {
+        node->left->type = narrow;
+        node->left->size = static_cast<int32_t>(narrow->size);
+        inner = new_binary(OP_ASG, narrow, node->left, new_unary(OP_SCONV, narrow, node->right));
+    } else {
+        inner = new_name(node->symbol(), narrow);
+    }
+    node->op = OP_SCONV;
+    node->ref = nullptr;
+    node->left = inner;
+    node->right = nullptr;
+}
+
+void narrow_tree(NARROWER& narrower, NODE* tree) {
+    std::vector<NODE*> nodes;
+    for_each_node(tree, [&](NODE* node) {
+        const bool assigns = node->op == OP_ASG;
+        if (narrow_type(narrower, assigns ? node->left : node)) nodes.push_back(node);
+    });
+    // Assignments are visited before the names on their left, which they give the narrow type first.
+    for (NODE* node : nodes) narrow_node(narrower, node);
+}
+
+void narrow_variables() {
+    if (settings.symbolic_debug) return;
+    NARROWER narrower;
+    const STMT* lists[] = {function.statements};
+    narrower.candidates = build_candidate_list(lists);
+    narrower.variables.resize(static_cast<size_t>(narrower.candidates.count));
+    for (STMT* cell = function.statements; cell; cell = cell->next)
+        for_each_node(cell->tree, [&](const NODE* node) { note_node(narrower, node); });
+    if (!choose_types(narrower)) return;
+    for (STMT* cell = function.statements; cell; cell = cell->next) {
+        narrow_tree(narrower, cell->tree);
+        if (is_expression(cell->tree) && opcode_arity(cell->tree->op) > 0)
+            cell->tree = reduce_to_effects(cell->tree);
+        if (cell->tree->op != OP_LABELDEF && cell->tree->op != OP_ASM && cell->tree->op != OP_PPRAGMA)
+            cell->tree = simplify_tree(cell->tree);
+    }
+}
+
+} // namespace
+
+void prepare_statements() {
+    prepare_each();
+    if (settings.optimization_level >= 1) mark_calls_without_return();
+    narrow_variables();
+}
+
+} // namespace pelorus

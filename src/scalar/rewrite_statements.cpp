@@ -1,0 +1,148 @@
+// Rewriting the statements of a block with an eye on the one before; see statements.h.
+//
+//          v = x; v = y      the first assignment is dead when y does not read v:   (x's effects); v = y
+//          v = w; w = v      the second one says what is so already:                v = w
+//          v += c; v += d    become one:                                            v += c + d
+//          s; s              where doing it twice is doing it once (v = w):         s
+//
+// Only variables are looked at whose addresses the function does not take, so that nothing else can read or change them. Comments in between are looked
+// over; assembly and pragmas are not.
+#include <vector>
+
+#include "cfg/bb.h"
+#include "ir/node_storage.h"
+#include "ir/symbol.h"
+#include "ir/tree_services.h"
+#include "ir/tree_text.h"
+#include "scalar/statements.h"
+#include "support/trace.h"
+
+namespace pelorus {
+
+namespace {
+
+bool is_candidate(const NODE* lvalue) {
+    return lvalue->op == OP_NAME && lvalue->symbol() && lvalue->symbol()->candidate >= 0 &&
+           !type_is_volatile(lvalue->type);
+}
+bool assigns_candidate(const NODE* tree) { return tree->op == OP_ASG && is_candidate(tree->left); }
+
+bool mentions(const NODE* tree, const SYMBOL* symbol) {
+    for (; tree; tree = tree->left) {
+        if (tree->op == OP_NAME && tree->symbol() == symbol) return true;
+        if (tree->right && mentions(tree->right, symbol)) return true;
+    }
+    return false;
+}
+
+void trace_pair(const BB* block, const char* what, const NODE* tree) {
+    if (debug_on()) trace("\n\tBB %d: %s: %s\n", block->dfn, what, tree2infix(tree));
+}
+
+// v = x; v = y
+bool overwrite(const BB* block, STMT* before, const NODE* tree) {
+    if (!assigns_candidate(before->tree) || !assigns_candidate(tree)) return false;
+    const SYMBOL* variable = tree->left->symbol();
+    if (before->tree->left->symbol() != variable || mentions(tree->right, variable)) return false;
+    trace_pair(block, "overwritten at once", before->tree);
+    NODE* value = before->tree->right;
+    before->tree->right = nullptr;
+    erase_tree(before->tree);
+    before->tree = reduce_to_effects(value);
+    return true;
+}
+
+// v = w; w = v, and v = w; v = w
+bool repeats(const BB* block, const STMT* before, const NODE* tree) {
+    const NODE* first = before->tree;
+    if (!assigns_candidate(first) || !assigns_candidate(tree)) return false;
+    const bool back = is_candidate(first->right) && equal_trees(first->left, tree->right) &&
+                      equal_trees(first->right, tree->left) &&
+                      type_same_representation(first->left->type, first->right->type);
+    const bool same = equal_trees(first, tree) && !tree_has_effects(tree->right) &&
+                      !mentions(tree->right, tree->left->symbol());
+    if (!back && !same) return false;
+    trace_pair(block, "already so", tree);
+    return true;
+}
+
+// v += c; v += d
+bool add_up(const BB* block, STMT* before, NODE* tree) {
+    NODE* first = before->tree;
+    if (first->op != OP_PLUSASG || tree->op != OP_PLUSASG || !is_candidate(first->left) ||
+        first->left->symbol() != tree->left->symbol())
+        return false;
+    if (first->right->op != OP_ICON || tree->right->op != OP_ICON ||
+        !type_same_representation(first->right->type, tree->right->type))
+        return false;
+    if (type_is_floating(first->left->type) || type_is_bool(first->left->type)) return false;
+    // The sum is made in the type of the amounts, which must not wrap around before the variable does.
+    if (type_bits(tree->right->type) < type_bits(tree->left->type)) return false;
+    trace_pair(block, "added to the statement before", tree);
+    const INT96 sum = int96_add(first->right->value(), tree->right->value());
+    tree->right->set_value(
+        int96_truncate(sum, type_bits(tree->right->type), !type_is_signed(tree->right->type)));
+    return true;
+}
+
+// What becomes of a statement and the one before it.
+enum class OUTCOME : uint8_t { NOTHING, DROP_THIS, DROP_BEFORE };
+
+OUTCOME rewrite_pair(const BB* block, STMT* before, NODE* tree) {
+    if (repeats(block, before, tree)) return OUTCOME::DROP_THIS;
+    if (overwrite(block, before, tree)) return before->tree ? OUTCOME::NOTHING : OUTCOME::DROP_BEFORE;
+    if (add_up(block, before, tree)) return OUTCOME::DROP_BEFORE;
+    return OUTCOME::NOTHING;
+}
+
+// A cell that is dropped hands its place to the next one; the ending branch is never dropped.
+void drop_cell(BB* block, STMT* cell) {
+    if (block->last_stmt == cell->next) {
+        block->last_stmt = cell;
+        block->end_pos = &cell->position;
+    }
+    *cell = *cell->next;
+}
+
+void rewrite_block(BB* block) {
+    STMT* before = nullptr; // the last statement that is no comment
+    for (STMT* cell = block->stmts; cell != block->last_stmt;) {
+        NODE* tree = cell->tree;
+        if (tree->op == OP_ASM || tree->op == OP_PPRAGMA) {
+            if (!is_comment(tree)) before = nullptr;
+            cell = cell->next;
+            continue;
+        }
+        const OUTCOME outcome = before ? rewrite_pair(block, before, tree) : OUTCOME::NOTHING;
+        if (outcome == OUTCOME::DROP_THIS) {
+            erase_tree(tree);
+            drop_cell(block, cell);
+            continue;
+        }
+        if (outcome == OUTCOME::DROP_BEFORE) {
+            if (before->tree) erase_tree(before->tree);
+            // The statements between the two are comments; the later statement moves up to where the earlier one stood.
+            before->tree = tree;
+            before->position = cell->position;
+            drop_cell(block, cell);
+            continue;
+        }
+        before = cell;
+        cell = cell->next;
+    }
+}
+
+std::vector<const STMT*> statement_lists() {
+    std::vector<const STMT*> lists;
+    for (const BB* block = flow_graph.bb_list; block; block = block->dflink) lists.push_back(block->stmts);
+    return lists;
+}
+
+} // namespace
+
+void rewrite_statements() {
+    build_candidate_list(statement_lists());
+    for (BB* block = flow_graph.bb_list; block; block = block->dflink) rewrite_block(block);
+}
+
+} // namespace pelorus
