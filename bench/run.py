@@ -4,6 +4,8 @@
   files         time and peak memory of pelorus reading and writing an icode file, against opt-19 reading and writing the bitcode of the same
                 source without a pass; on the examples and on a generated file of 2,000 functions
   growth        the same for generated files of 500 to 8,000 functions, as ratios to the half size
+  shapes        one function of many blocks: chains, a switch, nested tests; time and memory at level 1, as ratios to half the size
+  levels        ARM instructions that each example executes at level 1 against level 0, counted as below, without mem2reg on our side
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
                 through llc-19 -O2. A second table has our side without mem2reg.
@@ -54,6 +56,60 @@ int f{n}(struct s *p, int x) {{
 """)
     parts.append("int main(void) { struct s s = { 1, 2, 0 }; return f0(&s, 3) & 1; }\n")
     return "".join(parts)
+
+
+# --- Functions of many blocks, in the text form ---
+
+def jumps(size):
+    """A chain of blocks, each the only one that leads to the next."""
+    for n in range(1, size + 1):
+        yield f"label {n}\nstatement ASG:int(@_g, PLUS:int(@_g, {n}:int))\nstatement BRANCH(LABEL {n + 1})"
+    yield f"label {size + 1}"
+
+
+def tests(size):
+    """A chain of blocks that end in tests, all of which may leave for the end."""
+    for n in range(1, size + 1):
+        yield f"label {n}\nstatement ASG:int(@_g, {n}:int)\nstatement IF(LT:int(@_h, {n}:int), COMMA(LABEL {n + 1}, LABEL {size + 1}))"
+    yield f"label {size + 1}"
+
+
+def switch(size):
+    cases = ", ".join(f"CASE({n * 3}:int, LABEL {n})" for n in range(1, size + 1))
+    yield f"statement SWITCH(@_h, COMMA({cases}, DEFAULT(LABEL {size + 1})))"
+    for n in range(1, size + 1):
+        yield f"label {n}\nstatement ASG:int(@_g, {n % 100}:int)\nstatement BRANCH(LABEL {size + 1})"
+    yield f"label {size + 1}"
+
+
+def nest(size):
+    """Tests inside tests; behind each, a statement of its own."""
+    for n in range(1, size + 1):
+        yield f"statement IF(NEQ:int(ANDB:int(@_h, {n}:int), 0:int), COMMA(LABEL {n}, LABEL {size + n}))\nlabel {n}\nstatement ASG:int(@_g, {n}:int)"
+    for n in range(size, 0, -1):
+        yield f"label {size + n}\nstatement PLUSASG:int(@_g, {n}:int)"
+
+
+SHAPES = {"chain of jumps": (jumps, 20000), "chain of tests": (tests, 20000), "switch": (switch, 10000), "nest of tests": (nest, 5000)}
+
+SHAPE_FILE = """header "shape.c"
+function @_f
+body
+{body}
+end_function
+end
+section types
+type void.fn FUNCTION return=void
+end
+section file_names
+file_name "shape.c"
+end
+section symbols
+symbol "_f" class=extdef flags=defined type=void.fn
+symbol "_g" class=extern flags=referenced type=int
+symbol "_h" class=extern flags=referenced type=int
+end
+"""
 
 
 class Bench:
@@ -111,6 +167,38 @@ class Bench:
             print(f"| {functions} | {ours[0] * 1e3:.1f} | {ratios[0]} | {ours[1] / 1e6:.1f} | {ratios[1]} | {ratios[2]} | {ratios[3]} |", flush=True)
             before = ours + theirs
 
+    def shapes(self):
+        print("\nOne function of many blocks, level 1 (ratio to the line above; 2.0 is linear)\n")
+        print("| shape | blocks | time ms | ratio | memory MB | ratio |\n|---|---|---|---|---|---|")
+        for name, (generator, largest) in SHAPES.items():
+            before = None
+            for size in (largest // 8, largest // 4, largest // 2, largest):
+                text = self.folder / "shape.ict"
+                text.write_text(SHAPE_FILE.format(body="\n".join(generator(size))))
+                run(self.tools / "icode-as", text, "-o", self.folder / "shape.if")
+                command = [self.tools / "pelorus", "-o1", self.folder / "shape.if", self.folder / "shape.opt"]
+                samples = [self.cost(command) for _ in range(self.runs)]
+                time, memory = (statistics.median(column) for column in zip(*samples))
+                ratios = (f"{time / before[0]:.2f}", f"{memory / before[1]:.2f}") if before else ("", "")
+                print(f"| {name} | {size} | {time * 1e3:.1f} | {ratios[0]} | {memory / 1e6:.1f} | {ratios[1]} |", flush=True)
+                before = (time, memory)
+
+    def levels(self, examples):
+        self.build_counter()
+        empty = self.folder / "empty.c"
+        empty.write_text("int main(void) { return 0; }\n")
+        base = self.executed(self.both_forms(empty)[1], "mem2reg")
+        print("\nInstructions executed, level 1 against level 0\n")
+        print("| example | level 0 (thousands) | level 1 | ratio |\n|---|---|---|---|")
+        for source in examples:
+            icode, _ = self.both_forms(source)
+            counts = []
+            for level in (0, 1):
+                run(self.tools / "pelorus", f"-o{level}", icode, self.folder / "level.opt")
+                run(self.tools / "icode-llvm", self.folder / "level.opt", "-o", self.folder / "level.ll")
+                counts.append(self.executed(self.folder / "level.ll", None) - base)
+            print(f"| {source.stem} | {counts[0] / 1e3:.0f} | {counts[1] / 1e3:.0f} | {counts[1] / counts[0]:.3f} |", flush=True)
+
     def build_counter(self):
         self.counter = self.folder / "count_instructions.so"
         run("cc", "-shared", "-fPIC", "-O2", ROOT / "bench" / "count_instructions.c", "-o", self.counter)
@@ -164,16 +252,20 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
-    parser.add_argument("tables", nargs="*", help="files, growth, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, levels, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "levels", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
             bench.files(examples)
         if "growth" in wanted:
             bench.growth()
+        if "shapes" in wanted:
+            bench.shapes()
+        if "levels" in wanted:
+            bench.levels(examples)
         if "instructions" in wanted:
             bench.instructions(examples)
 
