@@ -87,13 +87,14 @@ class Chain:
             raise Failure(f"icode-val failed (status {result.returncode}): {result.stderr.decode(errors='replace')}")
         return result.stdout.decode(errors="replace")
 
-    def link(self, icode, executable, *llc_options):
-        stem = f"{executable}.tmp"
-        run([self.tools / "icode-llvm", icode, "-o", f"{stem}.ll"], "icode-llvm")
-        run(["llc-19", *(llc_options or ["-O2"]), "-relocation-model=pic", "-filetype=obj", f"{stem}.ll", "-o", f"{stem}.o"], "llc")
-        run(["arm-linux-gnueabihf-gcc", "-static", f"{stem}.o", "-o", executable, "-lm"], "linking")
-        for suffix in (".ll", ".o"):
-            os.remove(stem + suffix)
+    def llvm(self, icode, code):
+        """LLVM's text of the icode. It says nothing of options and file names, so that equal texts are equal programs."""
+        run([self.tools / "icode-llvm", icode, "-o", code], "icode-llvm")
+
+    def build(self, code, executable, llc_option="-O2"):
+        run(["llc-19", llc_option, "-relocation-model=pic", "-filetype=obj", code, "-o", f"{executable}.o"], "llc")
+        run(["arm-linux-gnueabihf-gcc", "-static", f"{executable}.o", "-o", executable, "-lm"], "linking")
+        os.remove(f"{executable}.o")
 
 
 def digest(file):

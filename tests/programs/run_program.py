@@ -5,7 +5,7 @@ For each program: clang compiles it straight for the target, and icode-cc, pelor
 the icode before the optimizer, after it at each level, and after a second run of the optimizer over its own output. All of them must
 print what clang's prints and end with the same status; where the program has a file of expected output (NAME.out), clang's must print that.
 
-All icode must obey the rules that icode-val checks. Equal icode is compiled once only. Exit status 1 and a table of differences when something differs; with --keep the files stay.
+All icode must obey the rules that icode-val checks. Icode that means the same is compiled once only. Exit status 1 and a table of differences when something differs; with --keep the files stay.
 """
 import argparse
 import pathlib
@@ -23,7 +23,7 @@ class Program:
         self.chain = Chain(tools)
         self.folder = folder
         self.levels = levels
-        self.outcomes = {}  # digest of icode -> (status, output)
+        self.outcomes = {}  # digest of LLVM's text of it -> (status, output)
 
     def by_clang(self):
         executable = self.folder / "clang"
@@ -31,10 +31,12 @@ class Program:
         return execute(executable)
 
     def by_icode(self, icode):
-        key = digest(icode)
+        code = icode.with_suffix(".ll")
+        self.chain.llvm(icode, code)
+        key = digest(code)
         if key not in self.outcomes:
             executable = icode.with_suffix("")
-            self.chain.link(icode, executable)
+            self.chain.build(code, executable)
             self.outcomes[key] = execute(executable)
         return self.outcomes[key]
 
