@@ -244,14 +244,6 @@ BB* first_block(REMOVER& remover) {
 
 const SYMBOL* home_of(const PARAMETER& parameter) { return parameter.copy->left->symbol(); }
 
-bool mentions(const NODE* tree, const SYMBOL* symbol) {
-    for (; tree; tree = tree->left) {
-        if (tree->op == OP_NAME && tree->symbol() == symbol) return true;
-        if (tree->right && mentions(tree->right, symbol)) return true;
-    }
-    return false;
-}
-
 // The copy of the parameter with the argument in the parameter's place.
 NODE* copy_with(const PARAMETER& parameter, NODE* argument) {
     NODE* copy = copy_tree(parameter.copy);
@@ -270,7 +262,7 @@ std::vector<NODE*> assignments(const REMOVER& remover, const std::vector<NODE*>&
         const SYMBOL* home = home_of(parameter);
         if (arguments[i]->op == OP_NAME && arguments[i]->symbol() == home) continue; // stays as it is
         bool read_later = false;
-        for (size_t j = i + 1; j < arguments.size(); ++j) read_later |= mentions(arguments[j], home);
+        for (size_t j = i + 1; j < arguments.size(); ++j) read_later |= tree_mentions(arguments[j], home);
         if (!read_later) {
             in_order.push_back(copy_with(parameter, arguments[i]));
             continue;

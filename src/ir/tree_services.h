@@ -26,6 +26,9 @@ bool equal_trees(const NODE* a, const NODE* b, int32_t most_nodes = INT32_MAX);
 // Equal trees in the same order. Positions do not count.
 bool equal_statements(const STMT* a, const STMT* b);
 
+// Some NAME of the tree is the symbol's.
+bool tree_mentions(const NODE* tree, const SYMBOL* symbol);
+
 // What is left of the tree when its value is not wanted: its effects in their order, or null when there are none. Takes the tree
 // apart and erases what it drops. Linear. Like simplify_tree it uses `scratch_short` of the nodes.
 NODE* reduce_to_effects(NODE* tree);

@@ -27,14 +27,6 @@ bool is_candidate(const NODE* lvalue) {
 }
 bool assigns_candidate(const NODE* tree) { return tree->op == OP_ASG && is_candidate(tree->left); }
 
-bool mentions(const NODE* tree, const SYMBOL* symbol) {
-    for (; tree; tree = tree->left) {
-        if (tree->op == OP_NAME && tree->symbol() == symbol) return true;
-        if (tree->right && mentions(tree->right, symbol)) return true;
-    }
-    return false;
-}
-
 void trace_pair(const BB* block, const char* what, const NODE* tree) {
     if (debug_on()) trace("\n\tBB %d: %s: %s\n", block->dfn, what, tree2infix(tree));
 }
@@ -43,7 +35,7 @@ void trace_pair(const BB* block, const char* what, const NODE* tree) {
 bool overwrite(const BB* block, STMT* before, const NODE* tree) {
     if (!assigns_candidate(before->tree) || !assigns_candidate(tree)) return false;
     const SYMBOL* variable = tree->left->symbol();
-    if (before->tree->left->symbol() != variable || mentions(tree->right, variable)) return false;
+    if (before->tree->left->symbol() != variable || tree_mentions(tree->right, variable)) return false;
     trace_pair(block, "overwritten at once", before->tree);
     NODE* value = before->tree->right;
     before->tree->right = nullptr;
@@ -60,7 +52,7 @@ bool repeats(const BB* block, const STMT* before, const NODE* tree) {
                       equal_trees(first->right, tree->left) &&
                       type_same_representation(first->left->type, first->right->type);
     const bool same = equal_trees(first, tree) && !tree_has_effects(tree->right) &&
-                      !mentions(tree->right, tree->left->symbol());
+                      !tree_mentions(tree->right, tree->left->symbol());
     if (!back && !same) return false;
     trace_pair(block, "already so", tree);
     return true;

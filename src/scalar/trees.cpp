@@ -135,6 +135,19 @@ bool equal_statements(const STMT* a, const STMT* b) {
     return !a && !b;
 }
 
+bool tree_mentions(const NODE* tree, const SYMBOL* symbol) {
+    std::vector<const NODE*> waiting{tree};
+    while (!waiting.empty()) {
+        const NODE* node = waiting.back();
+        waiting.pop_back();
+        for (; node; node = node->left) {
+            if (node->op == OP_NAME && node->symbol() == symbol) return true;
+            if (node->right) waiting.push_back(node->right);
+        }
+    }
+    return false;
+}
+
 // --- Reduction ---
 
 void erase_tree(NODE* tree) {
