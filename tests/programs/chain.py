@@ -67,6 +67,9 @@ class Chain:
     def clang(self, source, executable, *options):
         run(["clang-19", TARGET, "-O1", "-std=gnu11", "-w", "-static", *self.include, *options, source, "-o", executable, "-lm"], "clang")
 
+    def gcc(self, source, executable, *options):
+        run(["arm-linux-gnueabihf-gcc", "-O1", "-std=gnu11", "-w", "-static", *self.include, *options, source, "-o", executable, "-lm"], "gcc")
+
     def icode_cc(self, source, icode):
         """Raises Refused when the program cannot be icode."""
         try:
