@@ -66,6 +66,7 @@ struct FLOW_GRAPH {
     BB* all_blocks = nullptr;    // head of the all_link chain
     BB* exit_bb = nullptr;       // ends in the URETURN
     int32_t bb_count = 0;        // reachable blocks; all blocks while the graph is being built
+    int32_t last_uon = 0;        // of the blocks ever made; there are no more than that
     int16_t fresh_label = 0;     // last fresh label index: -1, -2, ...
     bool labels_wrapped = false; // fresh indices were used up and began again
     uint32_t stamp = 0;          // last mark handed out

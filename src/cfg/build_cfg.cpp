@@ -307,6 +307,7 @@ void build_cfg() {
     make_blocks();
     find_all_successors();
     remove_tail_recursion();
+    flow_graph.last_uon = flow_graph.bb_count;
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) order_successors(block);
     number_depth_first();
     find_predecessors();

@@ -110,11 +110,9 @@ void set_only_successor(BB* block, BB* successor) {
 }
 
 BB* insert_block(BB* before, STMT* stmts, STMT* last) {
-    int32_t blocks = 0; // the count of the graph may be that of before the last changes
-    for (const BB* block = flow_graph.all_blocks; block; block = block->all_link) blocks++;
-    if (blocks >= MOST_BLOCKS) return nullptr;
+    if (flow_graph.last_uon >= MOST_BLOCKS) return nullptr;
     BB* block = new_block(stmts, last);
-    block->uon = static_cast<uint16_t>(blocks + 1);
+    block->uon = static_cast<uint16_t>(++flow_graph.last_uon);
     block->all_link = before->all_link;
     before->all_link = block;
     block->dflink = before->dflink;
