@@ -6,7 +6,7 @@
 //   2. Of the rewrites of an IF the first that fits is made, and of a SWITCH likewise:
 //          IF     constant condition; equal targets; an empty arm; a loop of one block gets its own block as the true target; late, a
 //                 nested test that shares a target becomes one condition (ANDAND, OROR)
-//          SWITCH constant selector; one target; cases that go where DEFAULT goes; one value or range of values left: a comparison
+//          SWITCH constant selector; one target; cases that go where DEFAULT goes; one value or range of values left: a comparison; few cases of a variable: a comparison each
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -27,6 +27,8 @@ struct BRANCH_LIMITS {
     int32_t merged_condition = 16;
     // Blocks with nothing but a BRANCH that a label is moved along; they may form a circle.
     int32_t thread_length = 64;
+    // Cases of a SWITCH that are compared one after another: a table of jumps costs about as much as two or three comparisons.
+    size_t compared_cases = 3;
 };
 constexpr BRANCH_LIMITS LIMITS;
 
@@ -194,11 +196,11 @@ bool merge_nested_test(BB* block, NODE* tree) {
         BB* inner = target_of(over_true ? true_leaf(tree) : false_leaf(tree));
         NODE* test = nested_test(block, inner);
         if (!test || target_of(shared) == inner || !is_short_enough(tree->left, test->left)) continue;
-        // The inner test must lead to the shared target on the side that the outer one does.
-        if (target_of(over_true ? false_leaf(test) : true_leaf(test)) != target_of(shared) &&
-            !invert_if(test))
-            continue;
-        if (target_of(over_true ? false_leaf(test) : true_leaf(test)) != target_of(shared)) continue;
+        // The inner test must lead to the shared target on the side that the outer one does; it may be turned round.
+        const bool same_side = target_of(over_true ? false_leaf(test) : true_leaf(test)) == target_of(shared);
+        const bool other_side =
+            target_of(over_true ? true_leaf(test) : false_leaf(test)) == target_of(shared);
+        if (!same_side && !(other_side && invert_if(test))) continue;
         NODE* onward = over_true ? true_leaf(test) : false_leaf(test);
         trace("\n\tBB %d: the test of BB %d was joined to that of the IF\n", block->dfn, inner->dfn);
         tree->left = new_binary(over_true ? OP_ANDAND : OP_OROR, type_package()->int_type(), tree->left,
@@ -342,11 +344,40 @@ bool compare_instead(BB* block, NODE* tree, const SWITCH_VIEW& view) {
     return true;
 }
 
+NODE* comma(NODE* list, NODE* entry) { return list ? new_binary(OP_COMMA, void_type(), list, entry) : entry; }
+
+// switch (v) {case c: X; case d: Y; default: Z}   becomes   if (v == c) X else N;   N: switch (v) {case d: Y; default: Z}
+bool peel_case(BB* block, NODE* tree, const SWITCH_VIEW& view) {
+    if (view.cases.size() < 2 || view.cases.size() > LIMITS.compared_cases || !view.default_entry)
+        return false;
+    if (!is_plain_target(tree->left)) return false; // it is read once more
+    NODE* list = nullptr;
+    for (size_t i = 1; i < view.cases.size(); ++i) list = comma(list, copy_tree(view.cases[i]));
+    NODE* rest =
+        new_binary(OP_SWITCH, void_type(), copy_tree(tree->left), comma(list, copy_tree(view.default_entry)));
+    STMT* cell = new_stmt(rest, block->last_stmt->position, nullptr);
+    BB* behind = insert_block(block, cell, cell);
+    if (!behind) return false;
+    recompute_successors(behind);
+    NODE* first = view.cases[0];
+    NODE* yes = new_label_leaf(0);
+    NODE* no = new_label_leaf(0);
+    set_target(yes, label_of(case_target(first)));
+    set_target(no, label_of(behind));
+    NODE* condition = new_binary(OP_EQ, type_package()->int_type(), tree->left,
+                                 new_icon(tree->left->type, first->left->value()));
+    trace_change(block, "a case of the SWITCH became a comparison");
+    replace_ending(block,
+                   new_binary(OP_IF, void_type(), condition, new_binary(OP_COMMA, void_type(), yes, no)));
+    recompute_successors(block);
+    return true;
+}
+
 bool rewrite_switch(BB* block, NODE* tree) {
     SWITCH_VIEW view = view_of(tree);
     if (switch_on_constant(block, tree, view) || switch_to_one_target(block, tree, view)) return true;
     if (drop_default_cases(block, tree, view)) return true;
-    return compare_instead(block, tree, view);
+    return compare_instead(block, tree, view) || peel_case(block, tree, view);
 }
 
 } // namespace
