@@ -184,10 +184,7 @@ class Bench:
                 before = (time, memory)
 
     def levels(self, examples):
-        self.build_counter()
-        empty = self.folder / "empty.c"
-        empty.write_text("int main(void) { return 0; }\n")
-        base = self.executed(self.both_forms(empty)[1], "mem2reg")
+        base = self.start_counting()
         print("\nInstructions executed, level 1 against level 0\n")
         print("| example | level 0 (thousands) | level 1 | ratio |\n|---|---|---|---|")
         for source in examples:
@@ -203,6 +200,13 @@ class Bench:
         self.counter = self.folder / "count_instructions.so"
         run("cc", "-shared", "-fPIC", "-O2", ROOT / "bench" / "count_instructions.c", "-o", self.counter)
 
+    def start_counting(self):
+        """Builds the counter; what an empty program executes."""
+        self.build_counter()
+        empty = self.folder / "empty.c"
+        empty.write_text("int main(void) { return 0; }\n")
+        return self.executed(self.both_forms(empty)[1], "mem2reg")
+
     def executed(self, ir, passes):
         """Instructions that a program executes; `passes` run over its IR before llc, None for none."""
         stem = self.folder / "program"
@@ -216,10 +220,7 @@ class Bench:
         return int(count.read_text())
 
     def instructions(self, examples):
-        self.build_counter()
-        empty = self.folder / "empty.c"
-        empty.write_text("int main(void) { return 0; }\n")
-        base = self.executed(self.both_forms(empty)[1], "mem2reg")
+        base = self.start_counting()
         counts = {source.stem: self.counts(source, base) for source in examples}
         for promoted in (True, False):
             print(f"\nInstructions executed, {'with' if promoted else 'without'} mem2reg on our side: ratio of level to peer\n")

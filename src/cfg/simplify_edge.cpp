@@ -23,16 +23,18 @@ struct DUPLICATION_MODEL {
 };
 constexpr DUPLICATION_MODEL MODEL;
 
-int32_t statement_cost(const NODE* tree) {
-    if (!tree || tree->op == OP_COMMA || tree->op == OP_LABEL) return 0;
-    const int32_t own = !tree->left || tree->op == OP_IF || tree->op == OP_RETURN ? 0
-                        : tree->op == OP_CALL || tree->op == OP_UCALL             ? MODEL.operators + 1
-                                                                                  : 1;
-    if (own > MODEL.operators) return own;
-    return own + statement_cost(tree->left) + statement_cost(tree->right);
+// Operators of an expression; counts to just above the limit, since trees may be deep.
+int32_t expression_cost(const NODE* tree, int32_t limit) {
+    if (!tree || !tree->left || limit < 0) return 0;
+    const int32_t own = tree->op == OP_CALL || tree->op == OP_UCALL ? limit + 1 : 1;
+    const int32_t left = expression_cost(tree->left, limit - own);
+    return own + left + expression_cost(tree->right, limit - own - left);
 }
 
-bool is_cheap(const NODE* tree) { return statement_cost(tree) <= MODEL.operators; }
+// Of an IF the condition counts, of a RETURN the value.
+bool is_cheap(const NODE* tree) {
+    return expression_cost(tree->op == OP_IF ? tree->left : tree->right, MODEL.operators) <= MODEL.operators;
+}
 
 // --- Questions about the successor ---
 

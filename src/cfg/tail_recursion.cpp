@@ -10,7 +10,7 @@
 //      to the first block, which is split off the entry behind the copies of the parameters.
 //
 // The reasons for refusals are on the trace.
-#include <cstring>
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -160,14 +160,17 @@ const NODE* copied_parameter(const NODE* copy) {
     return value->op == OP_NAME && value->symbol() && value->symbol()->level == 1 ? value : nullptr;
 }
 
-bool collect_copies(REMOVER& remover, const NODE* tree) {
-    if (tree->op == OP_PCOMMA)
-        return collect_copies(remover, tree->left) && collect_copies(remover, tree->right);
+bool take_copy(REMOVER& remover, const NODE* tree) {
     if ((tree->op != OP_ASG && tree->op != OP_STASG) || tree->left->op != OP_NAME) return false;
     const NODE* parameter = copied_parameter(tree);
-    if (!parameter) return false;
-    remover.parameters.push_back({parameter->symbol(), tree});
-    return true;
+    if (parameter) remover.parameters.push_back({parameter->symbol(), tree});
+    return parameter != nullptr;
+}
+
+bool collect_copies(REMOVER& remover, const NODE* tree) {
+    for (; tree->op == OP_PCOMMA; tree = tree->left)
+        if (!take_copy(remover, tree->right)) return false;
+    return take_copy(remover, tree);
 }
 
 // The copies stand in the first statement of the entry, in any order; each parameter has one.
@@ -188,17 +191,15 @@ bool find_parameters(REMOVER& remover) {
     return true;
 }
 
-void collect_arguments(NODE* list, std::vector<NODE*>& arguments) {
-    if (list->op == OP_COMMA) {
-        collect_arguments(list->left, arguments);
-        list = list->right;
-    }
-    arguments.push_back(list->op == OP_STARG ? list->left : list);
-}
+NODE* argument_value(NODE* argument) { return argument->op == OP_STARG ? argument->left : argument; }
 
+// The first argument stands leftmost.
 std::vector<NODE*> arguments_of(const NODE* call) {
     std::vector<NODE*> arguments;
-    if (call->op == OP_CALL) collect_arguments(call->right, arguments);
+    NODE* list = call->op == OP_CALL ? call->right : nullptr;
+    for (; list && list->op == OP_COMMA; list = list->left) arguments.push_back(argument_value(list->right));
+    if (list) arguments.push_back(argument_value(list));
+    std::reverse(arguments.begin(), arguments.end());
     return arguments;
 }
 
