@@ -17,7 +17,8 @@ class Project:
     build: str     # builds without running anything, so far as the makefiles can tell the two apart
     test: str      # the project's own tests
     configure: str = ""
-    # Scripts beyond the project's own tests: what they print must be what they print when clang has built the project.
+    # Scripts beyond the project's own tests: what they print must be what they print when clang has built the
+    # project.
     compare: str = ""
     note: str = ""  # what a reader of the counts should know
 
@@ -48,7 +49,8 @@ PROJECTS = {
         note="hashes have a seed from the system: " + INEXACT,
     ),
     "lua5.4": Project(
-        # lua-lpeg is a module in C with tests of its own; lua-unit a big one in Lua; lua5.1 has the scripts "to make sure Lua is built correctly".
+        # lua-lpeg is a module in C with tests of its own; lua-unit a big one in Lua; lua5.1 has the scripts
+        # "to make sure Lua is built correctly".
         sources=["lua5.4", "lua-lpeg", "lua-unit", "lua5.1"],
         # The seed of string hashes would otherwise depend on the time.
         build="""
@@ -89,7 +91,8 @@ PROJECTS = {
         # qemu-arm on a 64-bit file system can read directories with the large-file calls only.
         configure='CFLAGS="-O2 -D_FILE_OFFSET_BITS=64" ./configure --build=x86_64-linux-gnu --host=arm-linux-gnueabihf',
         build="make -j2",
-        # One test wants another process to have started within a tenth of a second, which an emulated one on a busy machine has not.
+        # One test wants another process to have started within a tenth of a second, which an emulated one on
+        # a busy machine has not.
         test="mv tests/lock.test tests/lock.test.left-out && make test",
         note="lock.test is left out, as it depends on the machine's speed; the tests wait for timers and other processes: " + INEXACT,
     ),

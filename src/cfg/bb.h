@@ -1,8 +1,9 @@
 // Basic blocks: the records of the control-flow graph of the current function.
 //
-// Blocks are chained twice: by `all_link` in creation order, unreachable ones included, and by `dflink` in depth-first order (the reverse
-// postorder of a search from the entry). A block's last statement is its ending branch: IF, SWITCH, BRANCH, RETURN or URETURN; control never
-// falls through. A LABEL leaf names its target by a label record, whose index is the target's `dfn` after every renumbering.
+// Blocks are chained twice: by `all_link` in creation order, unreachable ones included, and by `dflink` in
+// depth-first order (the reverse postorder of a search from the entry). A block's last statement is its
+// ending branch: IF, SWITCH, BRANCH, RETURN or URETURN; control never falls through. A LABEL leaf names its
+// target by a label record, whose index is the target's `dfn` after every renumbering.
 //
 // All records are the function zone's.
 #pragma once
@@ -92,14 +93,16 @@ void free_set(BB_LIST*& set);
 void add_edge(BB* from, BB* to);
 void remove_edge(BB* from, BB* to);
 
-// A new label record in front of `next`; an index below 1 asks for a fresh one (-1, -2, ... -30000, then again -1).
+// A new label record in front of `next`; an index below 1 asks for a fresh one (-1, -2, ... -30000, then
+// again -1).
 LABEL_RECORD* new_label(int32_t index, LABEL_RECORD* next, BB* block);
 
-// The head of the label list of the block that owns a label with this index, the first in creation order. An index that no label
-// has ends the run.
+// The head of the label list of the block that owns a label with this index, the first in creation order. An
+// index that no label has ends the run.
 LABEL_RECORD* find_label(int32_t index);
 
-// Calls visit(leaf) for each LABEL leaf of a branch, in the order in which successors are found: right operands before left ones.
+// Calls visit(leaf) for each LABEL leaf of a branch, in the order in which successors are found: right
+// operands before left ones.
 template <class F>
 void for_each_label(NODE* tree, F visit) {
     for (; tree; tree = tree->left) {
@@ -115,17 +118,20 @@ bool is_ending_branch(int32_t op);
 
 // --- build_cfg.cpp ---
 
-// Builds the graph of the current function (ir/stmt.h) from its statement list, numbers the blocks, and removes unreachable ones.
-// Ends the run with a message that names the function when it needs more blocks or labels than 16 bits can number.
+// Builds the graph of the current function (ir/stmt.h) from its statement list, numbers the blocks, and
+// removes unreachable ones. Ends the run with a message that names the function when it needs more blocks or
+// labels than 16 bits can number.
 // Needs: `function` complete. Breaks: function.statements.
 void build_cfg();
 
 // --- number_cfg.cpp ---
 
-// After edges were changed or blocks deleted: rebuilds preds, numbers, order and rdflinks, drops unreachable blocks.
+// After edges were changed or blocks deleted: rebuilds preds, numbers, order and rdflinks, drops unreachable
+// blocks.
 // Needs: succs. Keeps: label leaves resolved.
 void renumber_cfg();
-// Renumbers in the existing dflink order, without a search; sets the index of every label to its block's number.
+// Renumbers in the existing dflink order, without a search; sets the index of every label to its block's
+// number.
 void relink_blocks();
 // The two halves of renumbering that build_cfg needs by themselves.
 void number_depth_first();
@@ -138,17 +144,20 @@ struct CFG_ERRORS {
     int uncorrected = 0;
 };
 struct FAULT_SINK; // ir/rules.h
-// Checks the graph and reports on the debug trace and the standard error stream. Only with the debug trace on.
+// Checks the graph and reports on the debug trace and the standard error stream. Only with the debug trace
+// on.
 void validate_cfg();
-// The checks behind it; they report on the trace and to the sink, which may be null, and repair missing successors and unreachable
-// blocks.
+// The checks behind it; they report on the trace and to the sink, which may be null, and repair missing
+// successors and unreachable blocks.
 CFG_ERRORS check_cfg(const FAULT_SINK* sink = nullptr);
-// Checks every statement of every block; returns the number of faults, which are on the trace and went to the sink.
+// Checks every statement of every block; returns the number of faults, which are on the trace and went to the
+// sink.
 int validate_stmts(const FAULT_SINK* sink = nullptr);
 
 // --- dump_cfg.cpp ---
 
-// The blocks first..last of the dflink chain (last null: to the end), as full records or as a compact listing.
+// The blocks first..last of the dflink chain (last null: to the end), as full records or as a compact
+// listing.
 void dump_bb(const BB* first, const BB* last);
 void list_bb(const BB* first, const BB* last, FILE* stream);
 void dump_stmt_list(const STMT* cells);

@@ -1,16 +1,17 @@
 // Bit vectors: fixed-width sets of small numbers, with which every data-flow problem works.
 //
-// Member i is bit i % 32 of word i / 32. The operations take a word at a time and stand inline here, because the
-// iterative solvers live in them; what allocates is in bitvec.cpp.
+// Member i is bit i % 32 of word i / 32. The operations take a word at a time and stand inline here, because
+// the iterative solvers live in them; what allocates is in bitvec.cpp.
 //
 // Two habits to know:
-// - The tail, the bits of the last word from `n_bits` on, is not kept clear. Whatever reads whole words clears the
-//   tails of its operands first, and so writes even to a source.
-// - Growing beyond the allocated words fills the words that are new with ones: members that fall into them read as
-//   set, new members in the old last word read as clear. Whoever grows a vector defines its new members.
+// - The tail, the bits of the last word from `n_bits` on, is not kept clear. Whatever reads whole words
+//   clears the tails of its operands first, and so writes even to a source.
+// - Growing beyond the allocated words fills the words that are new with ones: members that fall into them
+//   read as set, new members in the old last word read as clear. Whoever grows a vector defines its new
+//   members.
 //
-// An operation on vectors that do not fit together says so through `bv_report`, repairs that (it grows a vector or
-// lowers an end) and goes on.
+// An operation on vectors that do not fit together says so through `bv_report`, repairs that (it grows a
+// vector or lowers an end) and goes on.
 #pragma once
 
 #include <algorithm>
@@ -45,20 +46,20 @@ constexpr uint32_t bv_above(uint32_t i) { return (i & 31) < 31 ? ~uint32_t(0) <<
 
 // --- Construction and storage ---
 
-// Makes *v a vector of `n_bits` members, all of them when `fill` and none otherwise. `zone` null takes the storage
-// from the heap: `bv_free` gives it back. What *v was before is overwritten.
+// Makes *v a vector of `n_bits` members, all of them when `fill` and none otherwise. `zone` null takes the
+// storage from the heap: `bv_free` gives it back. What *v was before is overwritten.
 void bv_init(bitvec* v, uint32_t n_bits, const ZONE* zone, bool fill);
 
-// A new empty vector with its storage on the heap. With `local` the record stands in the function's zone and the
-// release of that zone frees the storage; otherwise the record lives as long as the file and the storage until
-// `bv_free`.
+// A new empty vector with its storage on the heap. With `local` the record stands in the function's zone and
+// the release of that zone frees the storage; otherwise the record lives as long as the file and the storage
+// until `bv_free`.
 bitvec* new_bitvec(uint32_t n_bits, bool local);
 
 // Frees the storage; the vector then has no members and may be freed again. A zoned vector is only reported.
 void bv_free(bitvec* v);
 
-// Changes the size to n members. See the head of this file for what new members are; shrinking clears nothing.
-// A zoned vector that must grow is reported and moves to the heap; from then on it is not zoned.
+// Changes the size to n members. See the head of this file for what new members are; shrinking clears
+// nothing. A zoned vector that must grow is reported and moves to the heap; from then on it is not zoned.
 void bv_resize(bitvec* v, uint32_t n);
 
 // dst := src. A dst without members takes the size of src; one that is smaller is reported and resized.
@@ -106,7 +107,8 @@ inline uint32_t bv_next(const bitvec* v, uint32_t from) {
     return member < v->n_bits ? member : BV_NONE;
 }
 
-// Clears the members lo .. hi. Nothing when lo > hi or hi is BV_NONE; a v that ends before hi is grown to hi + 1.
+// Clears the members lo .. hi. Nothing when lo > hi or hi is BV_NONE; a v that ends before hi is grown to hi
+// + 1.
 inline void bv_clear_range(bitvec* v, uint32_t lo, uint32_t hi) {
     if (lo > hi || hi == BV_NONE) return;
     if (hi >= v->n_bits) {
@@ -124,8 +126,8 @@ inline void bv_clear_range(bitvec* v, uint32_t lo, uint32_t hi) {
     v->words[last] &= bv_above(hi);
 }
 
-// Copies the members lo .. hi of src and leaves the others of dst. Nothing when lo > hi or hi is BV_NONE; hi is
-// lowered to the end of src, and a dst that ends before hi is grown to hi + 1.
+// Copies the members lo .. hi of src and leaves the others of dst. Nothing when lo > hi or hi is BV_NONE; hi
+// is lowered to the end of src, and a dst that ends before hi is grown to hi + 1.
 inline void bv_copy_range(bitvec* dst, const bitvec* src, uint32_t lo, uint32_t hi) {
     if (lo > hi || hi == BV_NONE) return;
     if (hi >= src->n_bits) {
@@ -194,8 +196,8 @@ inline void bv_and3(bitvec* dst, bitvec* a, bitvec* b) {
     bv_clear_range(dst, members, dst->n_bits - 1);
 }
 
-// dst := a AND NOT b. Where b has ended the members of a are taken as they are; the members of dst beyond a are
-// cleared.
+// dst := a AND NOT b. Where b has ended the members of a are taken as they are; the members of dst beyond a
+// are cleared.
 inline void bv_diff(bitvec* dst, bitvec* a, bitvec* b) {
     bv_clear_tail(a);
     bv_clear_tail(b);

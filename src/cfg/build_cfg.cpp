@@ -1,16 +1,18 @@
 // Building the control-flow graph of a function from its statement list.
 //
-//   1. Blocks. The list is walked from the last statement to the first, so that what follows a statement is known when its turn comes. The
-//      statements behind the current one that belong to no block yet form the "chain"; a statement that ends a block turns the chain into a
-//      block of its own, and fall-through into a label becomes a BRANCH.
+//   1. Blocks. The list is walked from the last statement to the first, so that what follows a statement is
+//      known when its turn comes. The statements behind the current one that belong to no block yet form the
+//      "chain"; a statement that ends a block turns the chain into a block of its own, and fall-through into
+//      a label becomes a BRANCH.
 //
 //          s1; s2; IF c g1 else g2; g1: s3; g2: s4
 //          walk:   s4 <- g2 <- s3 <- g1 <- IF <- s2 <- s1
 //          blocks: [s1 s2 IF]  [g1: s3 BRANCH g2]  [g2: s4 BRANCH exit]  [exit: URETURN]
 //
-//   2. Successors. Labels are looked up in a table over all blocks, and returns become branches to the one exit block. Tail calls
-//      of the function itself become branches to its first block (tail_recursion.cpp).
-//   3. Order. Each successor list is put so that the search of phase 4 visits straight-line code first and exits last.
+//   2. Successors. Labels are looked up in a table over all blocks, and returns become branches to the one
+//      exit block. Tail calls of the function itself become branches to its first block (tail_recursion.cpp).
+//   3. Order. Each successor list is put so that the search of phase 4 visits straight-line code first and
+//      exits last.
 //   4. Depth-first numbering, 5. predecessors and unreachable blocks: number_cfg.cpp.
 //
 // Every phase is linear in statements, blocks and edges.
@@ -149,7 +151,8 @@ bool falls_into_label(int32_t op) {
     return !leaves_unconditionally(op) && op != OP_CBRANCH && op != OP_IF && op != OP_LABELDEF;
 }
 
-// Names the block that begins here, and returns the statement to go on with: a BRANCH to the label where control would fall into it.
+// Names the block that begins here, and returns the statement to go on with: a BRANCH to the label where
+// control would fall into it.
 STMT* define_label(BUILDER& builder, STMT* definition) {
     if (builder.chain.first) chain_to_block(builder);
     BB* block = flow_graph.all_blocks;
@@ -203,7 +206,8 @@ void make_blocks() {
 
 // --- Phase 2: successors ---
 
-// Label records by index: the head of the list of the first block, in creation order, that has a label with the index.
+// Label records by index: the head of the list of the first block, in creation order, that has a label with
+// the index.
 class LABEL_TABLE {
 public:
     LABEL_TABLE() {
@@ -282,7 +286,8 @@ struct CELL_QUEUE {
     void append(BB_LIST* cell) { *end = cell, end = &cell->next; }
 };
 
-// Successors with one successor of their own, then those with more, then those with none; the last ones in reverse.
+// Successors with one successor of their own, then those with more, then those with none; the last ones in
+// reverse.
 void order_successors(BB* block) {
     CELL_QUEUE one;
     CELL_QUEUE more;

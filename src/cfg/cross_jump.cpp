@@ -1,13 +1,17 @@
 // Merging equal code: blocks that end alike, and equal tests; see simplify.h.
 //
-//   1. Returns. Of two blocks without successors and with equal statements the earlier one jumps to the later one.
-//   2. Jumps. Of two predecessors of a block with equal statements, each with that one successor, one jumps to the other.
-//   3. Tests. Of two IFs with equal conditions and targets, one jumps to the other, which gets a block of its own.
+//   1. Returns. Of two blocks without successors and with equal statements the earlier one jumps to the later
+//      one.
+//   2. Jumps. Of two predecessors of a block with equal statements, each with that one successor, one jumps
+//      to the other.
+//   3. Tests. Of two IFs with equal conditions and targets, one jumps to the other, which gets a block of its
+//      own.
 //
 //          P: s; if (c) X else Y          P: s; goto N
 //          B: t; if (c) X else Y          B: t; goto N;   N: if (c) X else Y
 //
-// Blocks are compared when hashes of their statements agree, so that many returns or many cases of a switch cost no comparison of each with each.
+// Blocks are compared when hashes of their statements agree, so that many returns or many cases of a switch
+// cost no comparison of each with each.
 #include <algorithm>
 #include <unordered_map>
 #include <vector>
@@ -82,7 +86,8 @@ void trace_redundant(const BB* block, const BB* kept) {
     }
 }
 
-// The block's statements become a BRANCH to the other one's first label. Predecessors are brought up to date at the end.
+// The block's statements become a BRANCH to the other one's first label. Predecessors are brought up to date
+// at the end.
 void jump_to(BB* block, BB* kept) {
     trace_redundant(block, kept);
     const POSITION position = block->stmts->position;

@@ -9,7 +9,8 @@ namespace pelorus {
 
 namespace {
 
-// A multiply-and-shift mixer of 64-bit words; the constant is the odd number nearest to 2^64 divided by the golden ratio.
+// A multiply-and-shift mixer of 64-bit words; the constant is the odd number nearest to 2^64 divided by the
+// golden ratio.
 struct HASH {
     uint64_t value = 0;
 

@@ -32,7 +32,8 @@ NODE* new_branch(BB* target) {
 
 void insert_before_ending(BB* block, NODE* tree) {
     STMT* ending = block->last_stmt;
-    // The cell of the branch takes the new statement, and a new cell the branch, so that no predecessor cell is needed.
+    // The cell of the branch takes the new statement, and a new cell the branch, so that no predecessor cell
+    // is needed.
     STMT* cell = new_stmt(ending->tree, ending->position, ending->next);
     ending->tree = tree;
     ending->next = cell;

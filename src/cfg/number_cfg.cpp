@@ -1,7 +1,8 @@
-// Numbering the blocks of the graph: depth-first search, predecessors, unreachable blocks, relinking. See bb.h.
+// Numbering the blocks of the graph: depth-first search, predecessors, unreachable blocks, relinking. See
+// bb.h.
 //
-// The search is iterative, with `dflink` as its stack, so that a chain of blocks of any length takes no call stack. The finished list is
-// the reverse postorder.
+// The search is iterative, with `dflink` as its stack, so that a chain of blocks of any length takes no call
+// stack. The finished list is the reverse postorder.
 #include <cstdio>
 
 #include "cfg/bb.h"

@@ -3,12 +3,14 @@
 // A sweep walks the blocks in depth-first order. At each block
 //   1. the join of two blocks that make the same test is marked, at level 2 and above;
 //   2. a block that nothing leads to is deleted;
-//   3. otherwise its ending conditional is simplified (simplify_branch.cpp) and, when one successor is left, block and successor are
-//      brought together (simplify_edge.cpp), until neither finds anything.
-// In an aggressive run each sweep begins with the merging of equal code (cross_jump.cpp). Blocks that were emptied stay in the chain to the end of
-// the sweep, so that the walk needs no care. Sweeps go on while they change something; the graph is renumbered once, at the end.
+//   3. otherwise its ending conditional is simplified (simplify_branch.cpp) and, when one successor is left,
+//      block and successor are brought together (simplify_edge.cpp), until neither finds anything.
+// In an aggressive run each sweep begins with the merging of equal code (cross_jump.cpp). Blocks that were
+// emptied stay in the chain to the end of the sweep, so that the walk needs no care. Sweeps go on while they
+// change something; the graph is renumbered once, at the end.
 //
-// The bounds keep a pair of rewrites that undo each other from going on for ever; a chain of any length shrinks by a factor of 20 in each sweep.
+// The bounds keep a pair of rewrites that undo each other from going on for ever; a chain of any length
+// shrinks by a factor of 20 in each sweep.
 #include "cfg/simplify.h"
 
 #include "ir/tree_services.h"

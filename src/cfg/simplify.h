@@ -5,17 +5,18 @@
 
 namespace pelorus {
 
-// Simplifies the graph of the current function until nothing changes, in at most 20 sweeps. `aggressive` 0: early, when other passes follow: short
-// blocks are copied behind their predecessors. 1: late, for the code as it will be: equal code is merged (cross_jump), and nested tests become one
-// condition. Does nothing while `simplification.suppressed` is set.
+// Simplifies the graph of the current function until nothing changes, in at most 20 sweeps. `aggressive` 0:
+// early, when other passes follow: short blocks are copied behind their predecessors. 1: late, for the code
+// as it will be: equal code is merged (cross_jump), and nested tests become one condition. Does nothing while
+// `simplification.suppressed` is set.
 // Needs: cfg. Keeps: cfg, dfn, label leaves. Breaks: dom, loops, live, ssa.
 void simpcfg(int aggressive);
 // The two as passes of the pipeline.
 inline void simplify_graph_early() { simpcfg(0); }
 inline void simplify_graph_late() { simpcfg(1); }
 
-// Makes blocks that end alike share one copy. Only with more than one block and at level 1 and above. True when something changed; dfn is then that
-// of before, and unreachable blocks are left for simpcfg to delete.
+// Makes blocks that end alike share one copy. Only with more than one block and at level 1 and above. True
+// when something changed; dfn is then that of before, and unreachable blocks are left for simpcfg to delete.
 bool cross_jump();
 // Makes equal tests with equal targets share one copy. The same.
 bool if_cross_jump();
@@ -62,22 +63,25 @@ void replace_ending(BB* block, NODE* tree);
 // Keeps the effects of a tree, if it has any, as a statement in front of the ending branch.
 void keep_effects(BB* block, NODE* tree);
 
-// Makes successors and predecessors agree with the labels of the ending branch. True when they did not. Linear in the successors, and in the
-// predecessors of those that are lost.
+// Makes successors and predecessors agree with the labels of the ending branch. True when they did not.
+// Linear in the successors, and in the predecessors of those that are lost.
 bool recompute_successors(BB* block);
 
-// The predecessors of all blocks from the successors, in the order of the chain. Linear; for changes that touch many edges.
+// The predecessors of all blocks from the successors, in the order of the chain. Linear; for changes that
+// touch many edges.
 void rebuild_predecessors();
 // The block gets one successor, and leaves its old ones' predecessors to `rebuild_predecessors`.
 void set_only_successor(BB* block, BB* successor);
 
-// A block behind `before` in the chain, with one label and no edges; null when the function has as many blocks as can be numbered.
+// A block behind `before` in the chain, with one label and no edges; null when the function has as many
+// blocks as can be numbered.
 BB* insert_block(BB* before, STMT* stmts, STMT* last);
 
 // Empties a block without predecessors, and whatever it alone kept reachable.
 void delete_block(BB* block);
 
-// Inverts the condition of an IF and exchanges its targets; false, with nothing changed, when the condition has no complement.
+// Inverts the condition of an IF and exchanges its targets; false, with nothing changed, when the condition
+// has no complement.
 bool invert_if(NODE* tree);
 // Two relations of which one holds exactly when the other does not.
 bool has_complement(const NODE* relation);

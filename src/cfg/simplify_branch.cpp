@@ -1,12 +1,15 @@
 // Simplifying the ending IF or SWITCH of a block; see simplify.h.
 //
-// Before each sweep, labels that lead to blocks with nothing but a BRANCH are moved on to where that leads. Then, at each block:
+// Before each sweep, labels that lead to blocks with nothing but a BRANCH are moved on to where that leads.
+// Then, at each block:
 //
-//   1. An IF goes through the tree simplifier. An assignment or a COMMAOP in its condition becomes a statement of its own.
+//   1. An IF goes through the tree simplifier. An assignment or a COMMAOP in its condition becomes a
+//      statement of its own.
 //   2. Of the rewrites of an IF the first that fits is made, and of a SWITCH likewise:
-//          IF     constant condition; equal targets; an empty arm; a loop of one block gets its own block as the true target; late, a
-//                 nested test that shares a target becomes one condition (ANDAND, OROR)
-//          SWITCH constant selector; one target; cases that go where DEFAULT goes; one value or range of values left: a comparison; few cases of a variable: a comparison each
+//          IF     constant condition; equal targets; an empty arm; a loop of one block gets its own block
+//                 as the true target; late, a nested test that shares a target becomes one condition
+//          SWITCH constant selector; one target; cases that go where DEFAULT goes; one value or range of
+//                 values left: a comparison; few cases of a variable: a comparison each
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -22,12 +25,14 @@ namespace pelorus {
 namespace {
 
 struct BRANCH_LIMITS {
-    // Operator nodes of a condition that two tests may become. Machines branch on each of them anyway; what is gained is one block less and what
-    // the tree simplifier sees in the whole. It bounds the work, too, since the condition is simplified anew at each step.
+    // Operator nodes of a condition that two tests may become. Machines branch on each of them anyway; what
+    // is gained is one block less and what the tree simplifier sees in the whole. It bounds the work, too,
+    // since the condition is simplified anew at each step.
     int32_t merged_condition = 16;
     // Blocks with nothing but a BRANCH that a label is moved along; they may form a circle.
     int32_t thread_length = 64;
-    // Cases of a SWITCH that are compared one after another: a table of jumps costs about as much as two or three comparisons.
+    // Cases of a SWITCH that are compared one after another: a table of jumps costs about as much as two or
+    // three comparisons.
     size_t compared_cases = 3;
 };
 constexpr BRANCH_LIMITS LIMITS;
@@ -138,7 +143,8 @@ bool is_empty_arm(const BB* block) {
     return cell && cell->tree->op == OP_BRANCH;
 }
 
-// B: if (c) X else Y, where X only leads to Y: both ways go over X, which the single-successor rewrites then make a plain BRANCH.
+// B: if (c) X else Y, where X only leads to Y: both ways go over X, which the single-successor rewrites then
+// make a plain BRANCH.
 bool drop_empty_arm(BB* block, NODE* tree) {
     BB* x = target_of(true_leaf(tree));
     BB* y = target_of(false_leaf(tree));
@@ -188,15 +194,16 @@ NODE* nested_test(const BB* block, const BB* inner) {
     return target_of(true_leaf(test)) == inner || target_of(false_leaf(test)) == inner ? nullptr : test;
 }
 
-// outer: if (a) inner else Y;  inner: if (b) Z else Y   becomes   if (a && b) Z else Y, and with exchanged targets likewise for ||. The inner
-// block loses its predecessor and is deleted in this sweep.
+// outer: if (a) inner else Y;  inner: if (b) Z else Y   becomes   if (a && b) Z else Y, and with exchanged
+// targets likewise for ||. The inner block loses its predecessor and is deleted in this sweep.
 bool merge_nested_test(BB* block, NODE* tree) {
     for (const bool over_true : {true, false}) {
         NODE* shared = over_true ? false_leaf(tree) : true_leaf(tree);
         BB* inner = target_of(over_true ? true_leaf(tree) : false_leaf(tree));
         NODE* test = nested_test(block, inner);
         if (!test || target_of(shared) == inner || !is_short_enough(tree->left, test->left)) continue;
-        // The inner test must lead to the shared target on the side that the outer one does; it may be turned round.
+        // The inner test must lead to the shared target on the side that the outer one does; it may be turned
+        // round.
         const bool same_side = target_of(over_true ? false_leaf(test) : true_leaf(test)) == target_of(shared);
         const bool other_side =
             target_of(over_true ? true_leaf(test) : false_leaf(test)) == target_of(shared);
@@ -312,7 +319,8 @@ std::optional<CASE_RANGE> one_range(const SWITCH_VIEW& view) {
     return range;
 }
 
-// x == low, or low <= x && x <= high as the unsigned x - low <= high - low; the type has an unsigned one of its size at hand, or is int.
+// x == low, or low <= x && x <= high as the unsigned x - low <= high - low; the type has an unsigned one of
+// its size at hand, or is int.
 NODE* range_condition(NODE* selector, const CASE_RANGE& range) {
     TYPE* type = selector->type;
     TYPE* int_type = type_package()->int_type();
@@ -346,7 +354,8 @@ bool compare_instead(BB* block, NODE* tree, const SWITCH_VIEW& view) {
 
 NODE* comma(NODE* list, NODE* entry) { return list ? new_binary(OP_COMMA, void_type(), list, entry) : entry; }
 
-// switch (v) {case c: X; case d: Y; default: Z}   becomes   if (v == c) X else N;   N: switch (v) {case d: Y; default: Z}
+// switch (v) {case c: X; case d: Y; default: Z}   becomes   if (v == c) X else N, where
+// N: switch (v) {case d: Y; default: Z}
 bool peel_case(BB* block, NODE* tree, const SWITCH_VIEW& view) {
     if (view.cases.size() < 2 || view.cases.size() > LIMITS.compared_cases || !view.default_entry)
         return false;
@@ -382,7 +391,8 @@ bool rewrite_switch(BB* block, NODE* tree) {
 
 } // namespace
 
-// From the last block to the first, which is the order in which predecessors were gathered: so each is found at once where it is taken out.
+// From the last block to the first, which is the order in which predecessors were gathered: so each is found
+// at once where it is taken out.
 bool thread_labels() {
     bool changed = false;
     BB* entry = flow_graph.bb_list;

@@ -15,8 +15,9 @@ namespace pelorus {
 namespace {
 
 struct DUPLICATION_MODEL {
-    // Operator nodes of the one statement: a jump saved is worth about as much as two or three instructions more. A return of a
-    // variable or a constant and a comparison of two operands pass; a call or an address with an index does not.
+    // Operator nodes of the one statement: a jump saved is worth about as much as two or three instructions
+    // more. A return of a variable or a constant and a comparison of two operands pass; a call or an address
+    // with an index does not.
     int32_t operators = 3;
     // Blocks that a BRANCH is followed along; they may form a circle.
     int32_t thread_length = 64;
@@ -150,8 +151,8 @@ void replace_in_set(BB_LIST* set, const BB* old, BB* block) {
 }
 
 void append_statements(BB* block, STMT* first, STMT* last) {
-    // Walking to the statement before the last one each time would make a chain of blocks cost the square of its length, so
-    // the cell of the dropped BRANCH takes over the first appended statement.
+    // Walking to the statement before the last one each time would make a chain of blocks cost the square of
+    // its length, so the cell of the dropped BRANCH takes over the first appended statement.
     STMT* seam = block->last_stmt;
     erase_tree(seam->tree);
     *seam = *first;

@@ -3,11 +3,13 @@
 //          f(a, b): ... return f(b, a + 1);         f(a, b): first: ... t1 = b; b = a + 1; a = t1; goto first
 //
 //   1. Find a call of the function itself, of which nothing is left to do afterwards but to return its value.
-//   2. Refuse what is not the same in a loop: a function that walks its unnamed arguments, takes storage that lasts until it returns, can be
-//      returned to twice, or has variables whose addresses are taken, since the callee's variables would be new ones.
+//   2. Refuse what is not the same in a loop: a function that walks its unnamed arguments, takes storage that
+//      lasts until it returns, can be returned to twice, or has variables whose addresses are taken, since
+//      the callee's variables would be new ones.
 //   3. Match the arguments with the parameters.
-//   4. The variables that hold the parameters get the arguments, in their order and all of them from the old values; the call becomes a BRANCH
-//      to the first block, which is split off the entry behind the copies of the parameters.
+//   4. The variables that hold the parameters get the arguments, in their order and all of them from the old
+//      values; the call becomes a BRANCH to the first block, which is split off the entry behind the copies
+//      of the parameters.
 //
 // The reasons for refusals are on the trace.
 #include <algorithm>
@@ -254,7 +256,8 @@ NODE* copy_with(const PARAMETER& parameter, NODE* argument) {
     return copy;
 }
 
-// The statements that give the homes their new values. An argument whose home a later argument still reads waits in a temporary.
+// The statements that give the homes their new values. An argument whose home a later argument still reads
+// waits in a temporary.
 std::vector<NODE*> assignments(const REMOVER& remover, const std::vector<NODE*>& arguments) {
     std::vector<NODE*> in_order;
     std::vector<NODE*> afterwards;
@@ -286,7 +289,8 @@ void remove_call(REMOVER& remover, BB* block, const SELF_CALL& self, const std::
     const std::vector<NODE*> new_values = assignments(remover, arguments);
     BB* first = first_block(remover);
     if (block == remover.entry) block = first; // the entry's statements have moved there
-    // The cells from the call on are reused: the call's own takes the comment, in front of which the assignments are put.
+    // The cells from the call on are reused: the call's own takes the comment, in front of which the
+    // assignments are put.
     self.cell->tree = new_comment("***\t; tail recursive call occurs here");
     self.cell->next = nullptr;
     block->last_stmt = self.cell;

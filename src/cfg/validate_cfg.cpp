@@ -1,13 +1,14 @@
 // Consistency of the control-flow graph; see bb.h.
 //
 // Invariants:
-//   chain    the entry has no predecessors; every dflink and its rdflink agree; the entry's rdflink is the last block
+//   chain    no predecessors of the entry; dflinks and rdflinks agree; the entry's rdflink is the last block
 //   blocks   each has statements, the last of which is its only branch
 //   edges    the successors are just the targets of the labels of the ending branch; preds and succs agree
 //   reach    every block but the entry has predecessors
 //
-// Missing successors are added and blocks without predecessors lose their edges; both count as corrected. Set comparisons go by marks, so that
-// the whole is linear in blocks and edges even where a block has thousands of them.
+// Missing successors are added and blocks without predecessors lose their edges; both count as corrected. Set
+// comparisons go by marks, so that the whole is linear in blocks and edges even where a block has thousands
+// of them.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -27,7 +28,8 @@ struct CFG_CHECK {
     CFG_ERRORS errors;
     const FAULT_SINK* sink;
 
-    // One more error of the kind: the rule, the block at fault, and its message, which is a line of the trace.
+    // One more error of the kind: the rule, the block at fault, and its message, which is a line of the
+    // trace.
     template <class... T>
     void corrected(RULE rule, const BB* block, const char* format, T... arguments) {
         errors.corrected++;
@@ -137,7 +139,8 @@ void check_mutual(CFG_CHECK& check, BB_LIST* BB::* set, BB_LIST* BB::* other, co
 
 // --- reach ---
 
-// Blocks that lose their last predecessor here are found by a later round, or by this one when they come later.
+// Blocks that lose their last predecessor here are found by a later round, or by this one when they come
+// later.
 void check_reach(CFG_CHECK& check) {
     std::vector<bool> reported(static_cast<size_t>(flow_graph.bb_count) + 1);
     for (bool found = true; found;) {

@@ -1,8 +1,8 @@
 // The command line; see command_line.h.
 //
-// The order of the steps is what users and scripts see when several things are wrong at once: a bad option is reported
-// before a missing file, a missing file before surplus arguments. The input is opened early because it may carry option
-// sets; nothing is opened for writing before everything that can be refused has been.
+// The order of the steps is what users and scripts see when several things are wrong at once: a bad option is
+// reported before a missing file, a missing file before surplus arguments. The input is opened early because
+// it may carry option sets; nothing is opened for writing before everything that can be refused has been.
 #include "driver/command_line.h"
 
 #include <cerrno>
@@ -63,7 +63,8 @@ void take_positional(const char* argument) {
     }
 }
 
-// Parses the options among the texts from the first one on; hands the other texts to `positional` unless it is null.
+// Parses the options among the texts from the first one on; hands the other texts to `positional` unless it
+// is null.
 void parse_texts(ARGUMENT_WALK& walk, OPTIONS& options, void (*positional)(const char*)) {
     walk.next = 0;
     set_argument_iterator(next_argument, &walk);
@@ -85,8 +86,8 @@ void open_input() {
     exit(1);
 }
 
-// Replaces the object that the command line filled by one for each option set of the file, with the command line's options
-// on top. Without sets it stays.
+// Replaces the object that the command line filled by one for each option set of the file, with the command
+// line's options on top. Without sets it stays.
 void build_option_objects() {
     if (!run_files.reader || icode_string_lists(*run_files.reader).empty()) return;
     const bool ignore_sets = option_enabled(*command_line.objects.front(), OPT_IGNORE_FILE_SETS);

@@ -3,8 +3,8 @@
 
 namespace pelorus {
 
-// Reads the arguments and what options the input file carries, opens all files and sets the settings. Errors end the
-// run with status 1, the help listing and the version with 0.
+// Reads the arguments and what options the input file carries, opens all files and sets the settings. Errors
+// end the run with status 1, the help listing and the version with 0.
 void process_command_line(int argc, char** argv);
 
 // Releases the options objects.

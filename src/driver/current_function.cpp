@@ -1,8 +1,9 @@
 // The current function; see current_function.h.
 //
-// Before a release the trace's check looks for pointers that would dangle. Whole it takes as long as the file is large,
-// so it is whole only between the phases. After a function it covers what the function can have touched: its own trees
-// and symbols, the file's symbols that came since the last check, and the records of those that its trees name.
+// Before a release the trace's check looks for pointers that would dangle. Whole it takes as long as the file
+// is large, so it is whole only between the phases. After a function it covers what the function can have
+// touched: its own trees and symbols, the file's symbols that came since the last check, and the records of
+// those that its trees name.
 #include "driver/current_function.h"
 
 #include <unordered_set>
@@ -49,7 +50,8 @@ void collect_symbols(const SYMBOL_LIST& list, std::vector<SYMBOL*>& symbols) {
     for (SYMBOL* symbol = list.first; symbol; symbol = symbol->next) symbols.push_back(symbol);
 }
 
-// Where the next check of new file symbols begins: the last one of the list at the last check. Null: at the first.
+// Where the next check of new file symbols begins: the last one of the list at the last check. Null: at the
+// first.
 SYMBOL* last_checked;
 
 void collect_new_file_symbols(std::vector<SYMBOL*>& symbols) {

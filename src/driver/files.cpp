@@ -82,7 +82,8 @@ void refuse_shared_files() {
 
 namespace {
 
-// A file that cannot be read is left to the opening for writing; an empty one is what a run that was stopped leaves.
+// A file that cannot be read is left to the opening for writing; an empty one is what a run that was stopped
+// leaves.
 bool holds_something_else(const std::string& name) {
     FILE* stream = fopen(name.c_str(), "rb");
     if (!stream) return false;

@@ -23,12 +23,14 @@ std::string without_extension(std::string_view name);
 // The name with `extension`, which begins with "."; a name that has one keeps it unless `replace`.
 std::string with_extension(std::string_view name, std::string_view extension, bool replace);
 
-// Ends the run with status 1 when two of the run's files are the same file: opening one for writing would destroy
-// the other. Devices may be shared. Needs: all names set. To be called before anything is opened for writing.
+// Ends the run with status 1 when two of the run's files are the same file: opening one for writing would
+// destroy the other. Devices may be shared. Needs: all names set. To be called before anything is opened for
+// writing.
 void refuse_shared_files();
 
-// Ends the run with status 1 when the output's name does not end in ".opt" and is that of a file that is no icode: the
-// name was derived from one with two extensions, such as "prog.c.if", and would overwrite somebody's source.
+// Ends the run with status 1 when the output's name does not end in ".opt" and is that of a file that is no
+// icode: the name was derived from one with two extensions, such as "prog.c.if", and would overwrite
+// somebody's source.
 void refuse_foreign_output();
 
 // Opens a file; on failure says "Cannot Open <what>" and ends the run with status 1.
@@ -43,14 +45,15 @@ void open_debug_file(bool abort_on_failure);
 // Opens the output and writes the header. Needs: the reader, the current type package.
 void open_output_file();
 
-// Closes input and output. False, after a message, when the output could not be written in full; it is removed then.
+// Closes input and output. False, after a message, when the output could not be written in full; it is
+// removed then.
 bool close_icode_files();
 // Removes the output, which is closed, when it is a file.
 void remove_output();
 // Closes input and output and removes the output, which is not complete.
 void abandon_icode_files();
-// Ends the debug and information output with their last lines. False, after a message, when one of them could not be
-// written in full.
+// Ends the debug and information output with their last lines. False, after a message, when one of them could
+// not be written in full.
 bool close_text_files();
 
 // What an error in the input or an option does: the run ends with `status` and leaves no output.

@@ -1,5 +1,5 @@
-// Pass 1.5; see pass_1_5.h. It is the frame: reading the functions one after another, and building their graphs. What
-// would learn something from them is not built, and says so in the table.
+// Pass 1.5; see pass_1_5.h. It is the frame: reading the functions one after another, and building their
+// graphs. What would learn something from them is not built, and says so in the table.
 #include "driver/pass_1_5.h"
 
 #include "cfg/bb.h"

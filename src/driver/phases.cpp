@@ -1,7 +1,8 @@
 // The phases of the run; see phases.h.
 //
-// Phase 1 needs no function's body for long: each one is released as soon as it was read, so that the memory of a run is
-// that of the file's symbols and types and of its largest function. Phase 2 reads the bodies again by their offsets.
+// Phase 1 needs no function's body for long: each one is released as soon as it was read, so that the memory
+// of a run is that of the file's symbols and types and of its largest function. Phase 2 reads the bodies
+// again by their offsets.
 #include "driver/phases.h"
 
 #include <algorithm>

@@ -11,15 +11,16 @@ namespace pelorus {
 // The operations with which the reader of the input fills the optimizer's records.
 ICODE_CLIENT optimizer_client();
 
-// Phase 1 reads and analyses the file, Pass 1.5 (level 4) looks at all functions together, phase 2 optimizes and
-// writes one function at a time. Needs: files open, settings saved.
+// Phase 1 reads and analyses the file, Pass 1.5 (level 4) looks at all functions together, phase 2 optimizes
+// and writes one function at a time. Needs: files open, settings saved.
 void optimize_file();
 
 // Reads one function, runs the pipeline on it and releases its storage.
 void optimize_function(FUNINFO* info);
 
-// The functions of the call graph in the order in which Pass 1.5 and phase 2 visit them: from level 3 on callees
-// before callers, which is the call graph's list reversed; below that the order of their declarations.
+// The functions of the call graph in the order in which Pass 1.5 and phase 2 visit them: from level 3 on
+// callees before callers, which is the call graph's list reversed; below that the order of their
+// declarations.
 std::vector<FUNINFO*> function_order();
 
 } // namespace pelorus

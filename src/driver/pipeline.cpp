@@ -1,7 +1,7 @@
 // The pipeline; see pipeline.h.
 //
-// A step whose pass is not built has a null function: the runner names it on the trace and goes on. Every step leaves the
-// function correct, so leaving one out costs speed of the compiled program and nothing else.
+// A step whose pass is not built has a null function: the runner names it on the trace and goes on. Every
+// step leaves the function correct, so leaving one out costs speed of the compiled program and nothing else.
 //
 // What is checked after each step, and when, is the affair of verify.h.
 #include "driver/pipeline.h"
@@ -31,7 +31,8 @@ namespace {
 
 void reset_function_state() { clear_flow_graph(); }
 
-// The predicate of the conditional-statement pass. Nothing makes conditional statements, so there is nothing for it to do.
+// The predicate of the conditional-statement pass. Nothing makes conditional statements, so there is nothing
+// for it to do.
 bool has_conditional_statements() { return false; }
 
 // clang-format off

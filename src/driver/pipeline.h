@@ -1,4 +1,5 @@
-// The pipeline of one function: a constant table of steps, and the runner that owns gates, timing, checks and dumps.
+// The pipeline of one function: a constant table of steps, and the runner that owns gates, timing, checks and
+// dumps.
 #pragma once
 
 #include <cstdint>
@@ -46,12 +47,13 @@ std::span<const PASS> final_group();
 const char* gate_text(GATE gate);
 bool gate_is_open(GATE gate);
 
-// Runs the passes that are built, checks the function after each one that changed it, and names the others on the trace. `group` is
-// what the list is called.
+// Runs the passes that are built, checks the function after each one that changed it, and names the others on
+// the trace. `group` is what the list is called.
 void run_passes(const char* group, std::span<const PASS> passes);
 
 // Runs all steps on the current function.
-// Needs: the function read, the output open. Breaks: everything of the function; settings are those of the baseline.
+// Needs: the function read, the output open. Breaks: everything of the function; settings are those of the
+// baseline.
 void run_function_pipeline();
 
 // With "debug:timing", prints what each step took in the whole run on the debug stream.

@@ -1,9 +1,9 @@
 // The report of fatal signals; see signals.h.
 //
-// It prints with stdio, which a handler may not do by the letter. What matters is that the words come out in nearly
-// every crash, and that nothing else happens: no destructor, no flush of other streams, no file is touched. It runs on a
-// stack of its own, since a stack that has overflowed has no room for it. When it crashes itself, the process ends with
-// the same status and without more words.
+// It prints with stdio, which a handler may not do by the letter. What matters is that the words come out in
+// nearly every crash, and that nothing else happens: no destructor, no flush of other streams, no file is
+// touched. It runs on a stack of its own, since a stack that has overflowed has no room for it. When it
+// crashes itself, the process ends with the same status and without more words.
 #include "driver/signals.h"
 
 #include <csignal>

@@ -3,12 +3,12 @@
 
 namespace pelorus {
 
-// Has every fatal signal reported, a stack overflow included; the handler ends the process with status 2. Writing to a
-// closed pipe raises no signal afterwards: it is an error of the write.
+// Has every fatal signal reported, a stack overflow included; the handler ends the process with status 2.
+// Writing to a closed pipe raises no signal afterwards: it is an error of the write.
 void install_signal_handlers();
 
-// The report on the standard error stream. Reads nothing but names and the current function's record, and that
-// only when its address can be one.
+// The report on the standard error stream. Reads nothing but names and the current function's record, and
+// that only when its address can be one.
 void report_signal(int signal_number);
 
 } // namespace pelorus

@@ -117,8 +117,9 @@ std::vector<FOUND_FAULT> faults_of_function() {
 
 // --- Comparing ---
 
-// Faults of a kind that has become more frequent, without those that were at the same place before. A pass that moves a statement
-// that was bad before is not to blame, and text alone does not tell, since labels get other numbers.
+// Faults of a kind that has become more frequent, without those that were at the same place before. A pass
+// that moves a statement that was bad before is not to blame, and text alone does not tell, since labels get
+// other numbers.
 std::vector<FOUND_FAULT> new_faults(const std::vector<FOUND_FAULT>& before,
                                     const std::vector<FOUND_FAULT>& after) {
     std::map<std::string, int> surplus;

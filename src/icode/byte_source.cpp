@@ -1,5 +1,5 @@
-// See byte_source.h. Reading goes byte by byte through the stream's buffer, which is as fast as anything for records of a dozen
-// bytes; the offset is counted here, since asking the stream for it would cost a call.
+// See byte_source.h. Reading goes byte by byte through the stream's buffer, which is as fast as anything for
+// records of a dozen bytes; the offset is counted here, since asking the stream for it would cost a call.
 #include "icode/byte_source.h"
 
 #include <cstdlib>

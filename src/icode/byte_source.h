@@ -1,5 +1,5 @@
-// The bytes of an icode file: the primitives of the format over a stdio stream, none of which passes the end of the record
-// being read. Local to the reader.
+// The bytes of an icode file: the primitives of the format over a stdio stream, none of which passes the end
+// of the record being read. Local to the reader.
 #pragma once
 
 #include <cstdint>

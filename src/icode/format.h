@@ -1,22 +1,27 @@
 // The icode file format: the one description that the reader, the writer and the text form share.
 //
 //   file      = header record* end section*
-//   record    = kind(byte) length(uleb) body          kind 1..254; `length` counts the bytes of the body, nested records included
+//   record    = kind(byte) length(uleb) body          kind 1..254; `length` counts nested records too
 //   end       = 255                                   a byte alone
-//   header    = record of kind 8 (records.def); magic "!<icode>\n", version_a -89, version_b 400, five section offsets
-//   section   = record* end                           at the offset that the header names; 0: absent. In the header's order:
-//                                                     string lists (111), initializers (105), types (116), file names (126,
-//                                                     ends at the first record of another kind), symbols (35)
+//   header    = record of kind 8 (records.def); magic "!<icode>\n", version_a -89,
+//               version_b 400, five section offsets
+//   section   = record* end                           at the offset in the header; 0: absent; in its order:
+//                                                     string lists (111), initializers (105), types (116),
+//                                                     file names (126, ends at the first record of another
+//                                                     kind), symbols (35)
 //   symbol    = record of kind 35, then as many records of kind 94 as its field "pragmas" says
 //   function  = 1 symbol* 5 symbol* 6? (46 | 42 | 36 | 47 | 94 | 3 | symbol | 4 | 64)* 2
-//   node      = opcode(byte) type(uleb) payload subtree{arity}   each subtree a complete record of kind 101; the leaf
-//                                                     records (LABEL NAME SCON ICON FCON LCON FIELD SKIP BGNBLOCK) have none
-//   reference = scope(uleb) index(uleb)               scope 0xFFFFFFFF: no symbol; 0: global table; others: local table
+//   node      = opcode(byte) type(uleb) payload subtree{arity}
+//                                                     each subtree a complete record of kind 101; the leaf
+//                                                     records (LABEL NAME SCON ICON FCON LCON FIELD SKIP
+//                                                     BGNBLOCK) have none
+//   reference = scope(uleb) index(uleb)               scope 0xFFFFFFFF: none; 0: global; others: local table
 //   position  = 0 | file(uleb) line(uleb) column(uleb)
 //
-// Multi-byte numbers are little-endian. uleb and sleb are LEB128. Offsets count from the first byte of the icode,
-// which need not be the first byte of the file that holds it. Indices of global and local symbols count from 0 in
-// order of arrival; types and file names from 1. The local table starts empty at every function.
+// Multi-byte numbers are little-endian. uleb and sleb are LEB128. Offsets count from the first byte of the
+// icode, which need not be the first byte of the file that holds it. Indices of global and local symbols
+// count from 0 in order of arrival; types and file names from 1. The local table starts empty at every
+// function.
 //
 // The bodies' fields are in records.def and ir/type_kinds.def.
 #pragma once
@@ -51,7 +56,8 @@ enum SECTION {
     SECTION_COUNT
 };
 
-// Limits that keep a hostile file from more than a fair share of memory, and functions within their 16-bit numbers.
+// Limits that keep a hostile file from more than a fair share of memory, and functions within their 16-bit
+// numbers.
 struct ICODE_LIMITS {
     uint32_t tree_depth = 100000;    // nested trees: a switch of 50,000 cases still reads
     uint32_t right_depth = 10000;    // nested right subtrees, on which tree walkers recurse

@@ -5,7 +5,8 @@
 
 namespace pelorus {
 
-// The function's begin record. Needs: `function` and the output's symbol table. The pipeline calls it before its last passes.
+// The function's begin record. Needs: `function` and the output's symbol table. The pipeline calls it before
+// its last passes.
 void begin_function_output(ICODE_WRITER& writer);
 
 // All that follows: symbols, body begin, leaf note, comments, blocks in layout order, function end.

@@ -1,7 +1,7 @@
 // Records, tables and sections of an icode file; see reader.h. Trees are in tree_reader.cpp.
 //
-// Each record is read inside a frame, which keeps the fields from passing the record's end and, when the record is done, tells
-// whether its length was right. Whatever is wrong ends in icode_fault.
+// Each record is read inside a frame, which keeps the fields from passing the record's end and, when the
+// record is done, tells whether its length was right. Whatever is wrong ends in icode_fault.
 #include "icode/reader.h"
 
 #include <cstdarg>
@@ -149,8 +149,8 @@ SYMBOL* read_symbol_body(ICODE_READER& reader, int level, int8_t& pragmas) {
     return new_file_symbol(fields, level);
 }
 
-// A whole symbol; `start` is the offset of its kind byte, which was read. Positions take their file names from the table, so
-// that a global symbol's file is in it already.
+// A whole symbol; `start` is the offset of its kind byte, which was read. Positions take their file names
+// from the table, so that a global symbol's file is in it already.
 void read_symbol(ICODE_READER& reader, uint64_t start) {
     const int level = reader.in_function;
     const FRAME frame = open_frame(reader, RK_SYMBOL, start);
@@ -444,7 +444,8 @@ int read_record(ICODE_READER& reader) {
 
 namespace {
 
-// Reads the records of a section with `read_one`, which takes the offset of the kind byte, up to the end marker.
+// Reads the records of a section with `read_one`, which takes the offset of the kind byte, up to the end
+// marker.
 template <class F>
 void read_section(ICODE_READER& reader, SECTION section, uint8_t expected, F read_one) {
     if (!reader.sections[section]) return;
@@ -526,8 +527,8 @@ namespace {
 
 struct NOT_ICODE {};
 
-// Reads the header; throws NOT_ICODE when it is none. An exception, so that whatever is wrong with the bytes of the
-// header means the same: this is no icode file.
+// Reads the header; throws NOT_ICODE when it is none. An exception, so that whatever is wrong with the bytes
+// of the header means the same: this is no icode file.
 void read_header(ICODE_READER& reader) {
     const auto require = [](bool condition) {
         if (!condition) throw NOT_ICODE();

@@ -1,9 +1,9 @@
 // The reader of icode files.
 //
-// A reader is an object over an open stream. It decodes records, keeps the file-name, symbol and type tables, builds
-// symbols, types and trees, and hands them to the operations of a client. It reads only what the format (format.h)
-// allows: anything else ends the run through `icode_fault` with one message that names the file, the offset and
-// what was wrong.
+// A reader is an object over an open stream. It decodes records, keeps the file-name, symbol and type tables,
+// builds symbols, types and trees, and hands them to the operations of a client. It reads only what the
+// format (format.h) allows: anything else ends the run through `icode_fault` with one message that names the
+// file, the offset and what was wrong.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,8 @@ class ICODE_READER;
 // What the reader hands on. Any operation may be null: then nothing is done. `context` is passed as it is.
 struct ICODE_CLIENT {
     void* context = nullptr;
-    // A function begins: record kind 1 at `offset`. The local symbols and statements that follow belong to it.
+    // A function begins: record kind 1 at `offset`. The local symbols and statements that follow belong to
+    // it.
     void (*begin_function)(void* context, SYMBOL* symbol, const POSITION& position,
                            uint64_t offset) = nullptr;
     void (*begin_body)(void* context, const POSITION& position) = nullptr;     // kind 5
@@ -47,14 +48,14 @@ struct STRING_LIST {
     std::vector<const char*> strings; // in the global zone
 };
 
-// Opens icode at the stream's position. `name` is used in messages. Checks the header; on success registers the file
-// format's opcodes (register_file_opcodes), makes the tables empty and reads the string lists. Returns null when it is
-// no icode file. The stream stays the caller's until close_icode, which closes it.
+// Opens icode at the stream's position. `name` is used in messages. Checks the header; on success registers
+// the file format's opcodes (register_file_opcodes), makes the tables empty and reads the string lists.
+// Returns null when it is no icode file. The stream stays the caller's until close_icode, which closes it.
 ICODE_READER* open_icode(FILE* stream, const char* name, const ICODE_CLIENT& client);
 
-// Reads file names, types, symbols, initializers, then every top-level record up to the end marker. Registers the optimizer's
-// own opcodes first (register_own_opcodes), since a number that is not registered reads as a leaf; so a program that does
-// without the check of the opcode tables reads the same trees.
+// Reads file names, types, symbols, initializers, then every top-level record up to the end marker. Registers
+// the optimizer's own opcodes first (register_own_opcodes), since a number that is not registered reads as a
+// leaf; so a program that does without the check of the opcode tables reads the same trees.
 // Needs: a current type package, empty.
 void read_whole_file(ICODE_READER& reader);
 
@@ -79,8 +80,8 @@ const char* icode_source_name(const ICODE_READER& reader);
 const std::vector<STRING_LIST>& icode_string_lists(const ICODE_READER& reader);
 const std::vector<SYMBOL*>& icode_global_symbols(const ICODE_READER& reader);
 
-// The fault of a bad file: prints "\n>> %s: offset 0x%lx: %s\n" on the error stream and exits with status 1 through
-// `icode_exit`, which tests replace.
+// The fault of a bad file: prints "\n>> %s: offset 0x%lx: %s\n" on the error stream and exits with status 1
+// through `icode_exit`, which tests replace.
 [[noreturn]] void icode_fault(const ICODE_READER& reader, uint64_t offset, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 extern void (*icode_exit)(int status);

@@ -1,4 +1,5 @@
-// The reader's state, shared by reader.cpp (tables, sections, records) and tree_reader.cpp (nodes). Nobody else includes it.
+// The reader's state, shared by reader.cpp (tables, sections, records) and tree_reader.cpp (nodes). Nobody
+// else includes it.
 #pragma once
 
 #include <string>

@@ -1,7 +1,8 @@
 // The assembler: a text as the bytes of a file; see text_form.h.
 //
 // A text may use names before it declares them, so it is read four times over:
-//   1. learn the labels of types, which say nothing about bytes yet, and find those that are used without a record;
+//   1. learn the labels of types, which say nothing about bytes yet, and find those that are used without a
+//      record;
 //   2. learn what the types are, now that labels have their numbers;
 //   3. learn the types of symbols that stand in front of the types;
 //   4. with everything known, put the bytes together and report names that mean nothing.

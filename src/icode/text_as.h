@@ -63,7 +63,8 @@ bool accept(ASSEMBLER& as, char c);
 void parse_trees(ASSEMBLER& as, TEXT_RECORD& record);
 void encode_trees(const TEXT_RECORD& record, std::string& bytes);
 
-// Gives the fields that are not `given` their values, appends the record to the output and enters it in the tables.
+// Gives the fields that are not `given` their values, appends the record to the output and enters it in the
+// tables.
 void emit_record(ASSEMBLER& as, TEXT_RECORD& record, const std::vector<bool>& given);
 // The same for a record that defines a type, with the next index unless it has one. `label` may be "".
 void emit_type(ASSEMBLER& as, TEXT_RECORD& record, const std::vector<bool>& given, std::string_view label);

@@ -1,7 +1,8 @@
 // Trees from text to bytes; see text_as.h.
 //
-// The nodes are read into a linked tree, since a list of operands may stand for a chain of nodes, then put in order, parents
-// first, in which calls are numbered. The lengths of records are found from the leaves up. No step recurses.
+// The nodes are read into a linked tree, since a list of operands may stand for a chain of nodes, then put in
+// order, parents first, in which calls are numbered. The lengths of records are found from the leaves up. No
+// step recurses.
 #include <algorithm>
 
 #include "icode/text_as.h"

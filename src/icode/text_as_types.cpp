@@ -1,8 +1,9 @@
 // Types that a text uses without describing them; see text_as.h.
 //
-// A label of the form that icode-dis gives to types says what the type is: "uint", "char.const*", "int[3][4]", "struct.list*". When
-// no record declares such a label, its record is put in: in front of the first type record that uses it, or at the end of the
-// section of types. What it is made of is declared, or put in likewise.
+// A label of the form that icode-dis gives to types says what the type is: "uint", "char.const*",
+// "int[3][4]", "struct.list*". When no record declares such a label, its record is put in: in front of the
+// first type record that uses it, or at the end of the section of types. What it is made of is declared, or
+// put in likewise.
 #include "icode/text_as.h"
 #include "icode/text_names.h"
 #include "ir/type.h"
@@ -80,7 +81,8 @@ bool read_label(AUTO_TYPE& type) {
     return type.label.ends_with(']') ? read_array(type) : read_qualifiers(type);
 }
 
-// Enters the type of a label, and before it what it is made of. False when the label does not say what it means.
+// Enters the type of a label, and before it what it is made of. False when the label does not say what it
+// means.
 bool add_auto_type(ASSEMBLER& as, const std::string& label) {
     if (is_known(as, label)) return true;
     AUTO_TYPE type;

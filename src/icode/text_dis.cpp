@@ -4,9 +4,10 @@
 //   2. Walk over the records once and gather types, symbols and file names.
 //   3. Walk again and print.
 //
-// A walk takes the file from front to back; no record may pass the beginning of a section. A record that has a good length but cannot
-// be taken apart is printed as its bytes. Where no length can be trusted, single bytes are passed until a record can be taken apart
-// again; the work that such attempts may cost together is limited, so that the whole stays linear.
+// A walk takes the file from front to back; no record may pass the beginning of a section. A record that has
+// a good length but cannot be taken apart is printed as its bytes. Where no length can be trusted, single
+// bytes are passed until a record can be taken apart again; the work that such attempts may cost together is
+// limited, so that the whole stays linear.
 #include <algorithm>
 #include <cstring>
 

@@ -1,8 +1,9 @@
 // Trees as text; see text_dis.h.
 //
-// A tree is a list of nodes, parents first. Each gets its own text, "PLUS:int" or "5:int"; then the width of each subtree is summed up
-// from the leaves; then the list is printed in order, and what is wider than a line is broken, one operand a line. A left-leaning
-// chain of list operators, COMMA(COMMA(a, b), c), is printed as one list, COMMA(a, b, c). No step recurses.
+// A tree is a list of nodes, parents first. Each gets its own text, "PLUS:int" or "5:int"; then the width of
+// each subtree is summed up from the leaves; then the list is printed in order, and what is wider than a line
+// is broken, one operand a line. A left-leaning chain of list operators, COMMA(COMMA(a, b), c), is printed as
+// one list, COMMA(a, b, c). No step recurses.
 #include <algorithm>
 
 #include "icode/text_dis.h"

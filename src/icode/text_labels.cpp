@@ -1,7 +1,9 @@
-// Labels of types: short words that tell what a type is, such as "uint", "char.const*", "int[3][4]", "struct.list*".
+// Labels of types: short words that tell what a type is, such as "uint", "char.const*", "int[3][4]",
+// "struct.list*".
 //
-// A label is put together from the label of the type that a type is made of, like a C declaration read from the name to the
-// left. Where that gives nothing good (no tag, a label that another type has, too long) the index is added.
+// A label is put together from the label of the type that a type is made of, like a C declaration read from
+// the name to the left. Where that gives nothing good (no tag, a label that another type has, too long) the
+// index is added.
 #include "icode/text_names.h"
 #include "icode/text_tables.h"
 #include "ir/type.h"

@@ -38,8 +38,8 @@ public:
     bool is(char c) const { return kind == TOKEN::OTHER && word[0] == c; }
     // What the string that is the token stands for.
     std::string string_value() const;
-    // Reads bytes in hexadecimal that stand behind the token, two digits each, with `blanks` between them or not;
-    // then the next token.
+    // Reads bytes in hexadecimal that stand behind the token, two digits each, with `blanks` between them or
+    // not; then the next token.
     std::string hex_bytes(bool blanks);
 
     [[noreturn]] void fail(const std::string& message) const { throw TEXT_ERROR{start, message}; }

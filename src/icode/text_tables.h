@@ -1,6 +1,7 @@
-// What a text form needs to know of a file beyond the record at hand: types, symbols, file names, the place in the file, and from
-// them the values that a text leaves out. The disassembler and the assembler walk the records of a file in the same order, several
-// times, and keep these tables in the same way, so that what the one leaves out is what the other puts in. Local to the text form.
+// What a text form needs to know of a file beyond the record at hand: types, symbols, file names, the place
+// in the file, and from them the values that a text leaves out. The disassembler and the assembler walk the
+// records of a file in the same order, several times, and keep these tables in the same way, so that what the
+// one leaves out is what the other puts in. Local to the text form.
 #pragma once
 
 #include <cstdint>
@@ -88,7 +89,8 @@ void finish_pass(TEXT_CONTEXT& context);
 void note_section(TEXT_CONTEXT& context, int section);
 void note_end(TEXT_CONTEXT& context);
 void note_record(TEXT_CONTEXT& context, const TEXT_RECORD& record);
-// Passes a node of a tree and returns the number that its call has when calls are numbered in order; 0 for other nodes.
+// Passes a node of a tree and returns the number that its call has when calls are numbered in order; 0 for
+// other nodes.
 uint64_t note_node(TEXT_CONTEXT& context, const TEXT_NODE& node);
 
 // The number of a field that a text may leave out; none for fields that have no number.
@@ -100,7 +102,8 @@ bool is_section_offset(const TEXT_RECORD& record, const FIELD_LAYOUT& field);
 int unnamed_string(const TEXT_RECORD& record);
 int unnamed_number(const TEXT_RECORD& record);
 
-// The type of a node whose text names none: void, in its file's own way, for statements and their parts; else no type.
+// The type of a node whose text names none: void, in its file's own way, for statements and their parts; else
+// no type.
 uint64_t default_node_type(const TEXT_CONTEXT& context, uint8_t op);
 
 // True for types whose integers are written as signed numbers.

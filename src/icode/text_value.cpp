@@ -1,8 +1,8 @@
 // Values of fields, from and to bytes; see text_value.h.
 //
-// A decoder accepts only what the encoder gives back unchanged. LEB128 numbers come in more than one length, so the length is
-// kept when it is not the shortest. Numbers whose signedness depends on a type (v, i) stay encoded: a record's extent must not
-// depend on the types that happen to be known.
+// A decoder accepts only what the encoder gives back unchanged. LEB128 numbers come in more than one length,
+// so the length is kept when it is not the shortest. Numbers whose signedness depends on a type (v, i) stay
+// encoded: a record's extent must not depend on the types that happen to be known.
 #include "icode/text_value.h"
 
 #include <algorithm>

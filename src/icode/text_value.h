@@ -1,4 +1,5 @@
-// The values of record fields between bytes and text, and the records and nodes made of them. Local to the text form.
+// The values of record fields between bytes and text, and the records and nodes made of them. Local to the
+// text form.
 #pragma once
 
 #include <array>
@@ -52,8 +53,8 @@ struct TEXT_RECORD {
     std::string_view extra; // bytes behind what the layout describes
 };
 
-// Reads the value of a field of code `code` at `at`, and moves `at` behind it. False when the bytes end before the
-// value does or do not form one.
+// Reads the value of a field of code `code` at `at`, and moves `at` behind it. False when the bytes end
+// before the value does or do not form one.
 bool decode_value(char code, std::string_view bytes, size_t& at, TEXT_VALUE& value);
 // Appends the bytes of a value.
 void encode_value(char code, const TEXT_VALUE& value, std::string& bytes);

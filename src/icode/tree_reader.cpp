@@ -1,6 +1,7 @@
 // Nodes and their subtrees, and the three places where trees stand: statements, initializers, alone.
 //
-// Nodes nest as deep as the file says, so an explicit stack takes the place of recursion and its depth is limited.
+// Nodes nest as deep as the file says, so an explicit stack takes the place of recursion and its depth is
+// limited.
 #include <cstdio>
 
 #include "icode/reader_state.h"

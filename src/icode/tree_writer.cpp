@@ -1,8 +1,8 @@
 // Trees as records, and the walk that prepares them; see writer.h.
 //
-// A record's length stands in front of it and counts its subtrees. So a tree is put together first: the own fields of every node,
-// parents before children; then the lengths, children before parents; then everything goes out in order. Nothing here recurses
-// down left spines.
+// A record's length stands in front of it and counts its subtrees. So a tree is put together first: the own
+// fields of every node, parents before children; then the lengths, children before parents; then everything
+// goes out in order. Nothing here recurses down left spines.
 #include "icode/writer_state.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"

@@ -1,7 +1,7 @@
 // The reader's client that builds functions: what the optimizer and the consumers of icode share.
 //
-// Keeps `function` (ir/stmt.h): its symbol, positions and statement list, most recent statement first; makes the FUNINFO
-// of every function read, with its body's offset and size; counts symbols in function_symbols.
+// Keeps `function` (ir/stmt.h): its symbol, positions and statement list, most recent statement first; makes
+// the FUNINFO of every function read, with its body's offset and size; counts symbols in function_symbols.
 #pragma once
 
 #include "icode/reader.h"
@@ -12,7 +12,8 @@ namespace pelorus {
 struct UNIT_CLIENT {
     // Called when a function's end record has been read and `function` is complete; may be null.
     void (*function_read)(void* context) = nullptr;
-    // Called for assembly text outside functions (kind 36 or 47) and for pragmas outside functions; may be null.
+    // Called for assembly text outside functions (kind 36 or 47) and for pragmas outside functions; may be
+    // null.
     void (*file_assembly)(void* context, int kind, const char* text, const POSITION& position) = nullptr;
     void (*file_pragma)(void* context, PRAGMA* pragma) = nullptr;
     void* context = nullptr;
@@ -21,7 +22,8 @@ struct UNIT_CLIENT {
 // The client table that feeds `function`. `unit` must outlive the reader.
 ICODE_CLIENT unit_icode_client(UNIT_CLIENT& unit);
 
-// Forgets the current function's records; the storage itself goes with the function zone (release_local_zone).
+// Forgets the current function's records; the storage itself goes with the function zone
+// (release_local_zone).
 void clear_function();
 
 } // namespace pelorus

@@ -1,7 +1,8 @@
 // The validator's way through a file; see validate_file.h.
 //
 //   1. the header;
-//   2. the sections, in the order in which one needs the other: file names, types, symbols, string lists, initializers;
+//   2. the sections, in the order in which one needs the other: file names, types, symbols, string lists,
+//      initializers;
 //   3. the records behind the header;
 //   4. what only the whole shows: that no byte was left out, and what the symbols should have had.
 #include "icode/validate_file.h"
@@ -90,8 +91,8 @@ void take_text(VALIDATOR& v, const RECORD_FRAME& frame) {
     if (v.function.depth == 1) file_fault(v, RULE_U1, frame.start, "text before the body of its function");
 }
 
-// A record among those behind the header. Types and symbols there come too late for whoever has read the sections; they are not
-// entered in the tables.
+// A record among those behind the header. Types and symbols there come too late for whoever has read the
+// sections; they are not entered in the tables.
 void stream_record(VALIDATOR& v, const RECORD_FRAME& frame) {
     if (is_function_record(frame.kind)) return validate_function_record(v, frame);
     switch (frame.kind) {
@@ -133,7 +134,8 @@ void finish_record(VALIDATOR& v, const RECORD_FRAME& frame) {
     if (v.function.depth == 0) release_local_zone();
 }
 
-// What stands at the cursor is no record: it is passed as the reader passes it. False when there were too many.
+// What stands at the cursor is no record: it is passed as the reader passes it. False when there were too
+// many.
 bool pass_unknown(VALIDATOR& v, size_t start, uint8_t kind) {
     file_fault(v, RULE_F6, start, "kind %d is not known", kind);
     v.at = start + 1;

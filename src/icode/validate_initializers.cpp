@@ -13,7 +13,8 @@ struct LAYOUT {
     uint64_t offset = 0;  // behind the items so far
 };
 
-// A constant address: of an object or function or string, or a member of one, with conversions and offsets around it.
+// A constant address: of an object or function or string, or a member of one, with conversions and offsets
+// around it.
 bool is_address(const NODE* node) {
     for (; node; node = node->left) {
         switch (node->op) {

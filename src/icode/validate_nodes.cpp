@@ -1,7 +1,7 @@
 // The validator's trees: records become nodes, which the checks of trees then look at; see validate_state.h.
 //
-// How many subtrees a node has is told by the lengths of the records, and compared with what the opcode wants. Trees nest as deep as
-// the file says, so a stack of open nodes takes the place of recursion.
+// How many subtrees a node has is told by the lengths of the records, and compared with what the opcode
+// wants. Trees nest as deep as the file says, so a stack of open nodes takes the place of recursion.
 #include "icode/validate_state.h"
 #include "memory/zone.h"
 
@@ -98,7 +98,8 @@ void take_integer(TREE_BUILDER& builder, NODE* node) {
     node->set_integer(is_signed ? take_sleb(builder.v) : static_cast<int32_t>(take_uleb(builder.v)));
 }
 
-// In initializers calls are no calls of a function, and the tree's own checks tell that they cannot stand there.
+// In initializers calls are no calls of a function, and the tree's own checks tell that they cannot stand
+// there.
 void count_call(TREE_BUILDER& builder, NODE* node, size_t start) {
     VALIDATOR& v = builder.v;
     if (opcode_fact(node->op).kind == OPCODE_CLASS::CALLS && node->op != OP_MEMCPY)
@@ -162,7 +163,8 @@ bool is_own_opcode(int32_t op) {
     }
 }
 
-// Opcode, type and payload of the record whose frame is open. Null when the opcode cannot be an opcode at all.
+// Opcode, type and payload of the record whose frame is open. Null when the opcode cannot be an opcode at
+// all.
 NODE* take_node(TREE_BUILDER& builder, const RECORD_FRAME& frame) {
     VALIDATOR& v = builder.v;
     const int op = take_byte(v);

@@ -120,12 +120,14 @@ int32_t take_sleb(VALIDATOR& v);
 std::string_view take_string(VALIDATOR& v);
 std::string_view take_bytes(VALIDATOR& v);  // counted
 TYPE* take_type(VALIDATOR& v, bool& known); // null for 0
-// The fields of a layout, into v.fields. `owner` is the type that an enumerator belongs to. False when they cannot be read.
+// The fields of a layout, into v.fields. `owner` is the type that an enumerator belongs to. False when they
+// cannot be read.
 bool take_fields(VALIDATOR& v, const std::vector<FIELD_LAYOUT>& layout, const TYPE* owner);
 
 // Kind and length. False when the record passes the limit; the cursor is then of no use.
 bool open_record(VALIDATOR& v, RECORD_FRAME& frame);
-// Checks that the contents ended where the record does, moves behind it and restores the limit. Returns v.good as it was.
+// Checks that the contents ended where the record does, moves behind it and restores the limit. Returns
+// v.good as it was.
 bool close_record(VALIDATOR& v, const RECORD_FRAME& frame);
 // The own fields end here.
 void check_own_size(VALIDATOR& v, const RECORD_FRAME& frame);

@@ -101,7 +101,8 @@ void validate_pragma(VALIDATOR& v, const RECORD_FRAME& frame, PLACE_OF_PRAGMA pl
 
 enum SYMBOL_FIELD { F_NAME, F_SIZE, F_OFFSET, F_CLASS, F_FLAGS, F_TYPE, F_ALIGN, F_PRAGMAS, F_ORDER };
 
-// Storage classes by where a symbol stands. In an optimizer's output a global may live in a register of its own.
+// Storage classes by where a symbol stands. In an optimizer's output a global may live in a register of its
+// own.
 constexpr uint8_t GLOBAL_IN_REGISTER[] = {108, 109};
 
 bool is_class_of(int level, int64_t storage_class) {

@@ -1,7 +1,8 @@
 // The validator's types; see validate_state.h.
 //
-// A record is first checked by itself, then given to the type package, which ends the run for what it cannot build: so nothing that
-// it would refuse may reach it. A type that is kept from it is known to be described, and nothing more is asked of it.
+// A record is first checked by itself, then given to the type package, which ends the run for what it cannot
+// build: so nothing that it would refuse may reach it. A type that is kept from it is known to be described,
+// and nothing more is asked of it.
 #include <string>
 
 #include "icode/validate_state.h"
@@ -279,7 +280,8 @@ TYPE_FIELD built_field(char code, const FIELD_VALUE& field) {
 struct NOT_BUILT {};
 void refuse() { throw NOT_BUILT(); }
 
-// The checks before should leave nothing that the package refuses; if they do, the record is not good, and the run goes on.
+// The checks before should leave nothing that the package refuses; if they do, the record is not good, and
+// the run goes on.
 TYPE* build(TYPE_CHECK& check) {
     std::vector<TYPE_FIELD> fields;
     const std::vector<FIELD_LAYOUT>& layout = *type_layout(check.kind);

@@ -406,8 +406,8 @@ void write_symbols(ICODE_WRITER& writer) {
     write_end(writer);
 }
 
-// Sections that name files come before the section of file names wherever the order is free; the symbols' positions do not, so
-// their files are entered first.
+// Sections that name files come before the section of file names wherever the order is free; the symbols'
+// positions do not, so their files are entered first.
 void enter_symbol_files(ICODE_WRITER& writer) {
     for (const SYMBOL* symbol : writer.symbols)
         if (symbol->position.present())

@@ -1,4 +1,5 @@
-// The writer's state, shared by writer.cpp (records, tables, sections) and tree_writer.cpp (nodes). Nobody else includes it.
+// The writer's state, shared by writer.cpp (records, tables, sections) and tree_writer.cpp (nodes). Nobody
+// else includes it.
 #pragma once
 
 #include <string>
@@ -53,7 +54,8 @@ void put_string(ICODE_WRITER& writer, std::string_view text); // and its termina
 void put_bytes(ICODE_WRITER& writer, const void* bytes, size_t count);
 void put_position(ICODE_WRITER& writer, const POSITION& position);
 
-// Writes kind, length and buffer, and empties the buffer. `nested` is the size of the records that follow inside the body.
+// Writes kind, length and buffer, and empties the buffer. `nested` is the size of the records that follow
+// inside the body.
 void emit(ICODE_WRITER& writer, uint8_t kind, uint64_t nested = 0);
 // Bytes that are no record of their own.
 void emit_raw(ICODE_WRITER& writer, const void* bytes, size_t count);
@@ -61,7 +63,8 @@ void emit_raw(ICODE_WRITER& writer, const void* bytes, size_t count);
 size_t uleb_size(uint64_t value);
 size_t encode_uleb(uint64_t value, uint8_t* bytes);
 
-// The index of a symbol in its table, as a tree refers to it; declares a global. A local symbol that was not written ends the run.
+// The index of a symbol in its table, as a tree refers to it; declares a global. A local symbol that was not
+// written ends the run.
 uint32_t symbol_reference(ICODE_WRITER& writer, SYMBOL* symbol);
 
 // Puts a tree's records into `waiting` (behind what is there) and returns the size that they take together.

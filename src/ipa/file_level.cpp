@@ -1,8 +1,9 @@
 // The file-level analysis; see file_level.h.
 //
-// What it does so far: the mode of the file, the mark of `main`, and the list of defined functions that the driver visits.
-// What it does not do yet: it finds no calls, roots, recursion or constant globals, inlines nothing and suppresses
-// nothing. So every function is compiled, and every global may change at any time. The trace says so.
+// What it does so far: the mode of the file, the mark of `main`, and the list of defined functions that the
+// driver visits. What it does not do yet: it finds no calls, roots, recursion or constant globals, inlines
+// nothing and suppresses nothing. So every function is compiled, and every global may change at any time. The
+// trace says so.
 #include "ipa/file_level.h"
 
 #include <cstring>

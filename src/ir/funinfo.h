@@ -30,8 +30,8 @@ struct FUNINFO {
 };
 static_assert(std::is_trivially_destructible_v<FUNINFO>);
 
-// The record of the function with this linkage name (one leading "_", "$" or "." does not count); null when there is
-// none. The returned record lives for the whole run.
+// The record of the function with this linkage name (one leading "_", "$" or "." does not count); null when
+// there is none. The returned record lives for the whole run.
 FUNINFO* find_funinfo(const char* name);
 // The same, made when there is none.
 FUNINFO* get_funinfo(const char* name);

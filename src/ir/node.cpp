@@ -19,8 +19,8 @@ bool size_comes_from_type(int32_t op) {
     return op != OP_LABEL && op != OP_SCON && op != OP_ICON && op != OP_FCON && op != OP_CSE_DUPE;
 }
 
-// A conversion to a pointer to characters, which some targets do differently from other pointer conversions: in an integer
-// register, so an int must be as large as a pointer.
+// A conversion to a pointer to characters, which some targets do differently from other pointer conversions:
+// in an integer register, so an int must be as large as a pointer.
 bool converts_to_char_pointer(const TYPE* type) {
     if (!node_factory.char_pointer_operator || !type || !type_package()->int_holds_pointer()) return false;
     if (type_strip(type)->kind != TK_POINTER) return false; // references are no pointers here

@@ -1,11 +1,11 @@
 // NODE: one node of an expression or statement tree.
 //
-// A node belongs to the zone in which it was made (memory/zone.h): the function zone for the bodies of functions, the
-// global zone for initializers. Nodes are made by `new_node` and given back, if at all, by `erase_node`
-// (ir/node_storage.h).
+// A node belongs to the zone in which it was made (memory/zone.h): the function zone for the bodies of
+// functions, the global zone for initializers. Nodes are made by `new_node` and given back, if at all, by
+// `erase_node` (ir/node_storage.h).
 //
-// A file's payloads reach a node through its virtual operations. Their order is fixed, since the reader's table
-// names them by slot.
+// A file's payloads reach a node through its virtual operations. Their order is fixed, since the reader's
+// table names them by slot.
 #pragma once
 
 #include <cstdint>

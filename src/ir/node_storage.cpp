@@ -40,8 +40,8 @@ void check_data(HOLDER& holder, const NODE* node, const void* data) {
               static_cast<const void*>(node), opcode_name(node->op), !holder.zone, data);
 }
 
-// A NAME in a function may name a global, and a FIELD's type is always the file's, so only the pointer that would
-// dangle counts there. The same holds for texts, which trees of a function share with the file.
+// A NAME in a function may name a global, and a FIELD's type is always the file's, so only the pointer that
+// would dangle counts there. The same holds for texts, which trees of a function share with the file.
 void check_payload(HOLDER& holder, const NODE* node) {
     if (node->op == OP_NAME) {
         if (!holder.zone && leaves_zone(holder, node->ref))

@@ -1,10 +1,11 @@
 // Giving nodes back, and the check that nothing of the file points into a function.
 //
-// An erased node waits on `free_NODE_list` until the factory takes it again, within the same function. It carries
-// the opcode OP_ERASED, which no live tree holds, so that erasing it a second time is noticed.
+// An erased node waits on `free_NODE_list` until the factory takes it again, within the same function. It
+// carries the opcode OP_ERASED, which no live tree holds, so that erasing it a second time is noticed.
 //
-// The cross-zone check compares, for each node and symbol of the file and of the function, its own zone with the
-// zone of what it points to. A pointer from the global zone into the function zone dangles after the release.
+// The cross-zone check compares, for each node and symbol of the file and of the function, its own zone with
+// the zone of what it points to. A pointer from the global zone into the function zone dangles after the
+// release.
 #pragma once
 
 #include <cstdint>
@@ -15,12 +16,12 @@
 
 namespace pelorus {
 
-// Gives back one node, not its subtrees. Ends the run when it was erased already; with debug output on, reports a
-// node that does not lie in the function zone and goes on.
+// Gives back one node, not its subtrees. Ends the run when it was erased already; with debug output on,
+// reports a node that does not lie in the function zone and goes on.
 void erase_node(NODE* node);
 
-// A node from the free list with all its fields clear and opcode OP_ERASED; null when there is none. For nodes of
-// the function zone only: what is on the list goes with the release.
+// A node from the free list with all its fields clear and opcode OP_ERASED; null when there is none. For
+// nodes of the function zone only: what is on the list goes with the release.
 NODE* recycled_node();
 
 // Warns on the debug stream of each pointer in `tree`, or in the symbol with its initializer, that
@@ -38,8 +39,8 @@ struct ZONE_CHECK {
         records{}; // symbols of which only the record and its initializer's first tree are checked
 };
 
-// The whole check, for the time before a release. Traces its own time. Ends the run when a tree or a symbol of the file
-// holds a pointer that would dangle.
+// The whole check, for the time before a release. Traces its own time. Ends the run when a tree or a symbol
+// of the file holds a pointer that would dangle.
 void check_zones(const ZONE_CHECK& what);
 
 } // namespace pelorus

@@ -1,8 +1,8 @@
 // The opcode tables and their start-up check; see opcodes.h.
 //
-// There are two sets of tables on purpose: `opcode_facts`, which is constant, and `if_node_info`, which is filled at run time: the
-// file format's opcodes when a header was accepted, the optimizer's own at the check. The reader goes by `if_node_info`; the check
-// proves that the two agree.
+// There are two sets of tables on purpose: `opcode_facts`, which is constant, and `if_node_info`, which is
+// filled at run time: the file format's opcodes when a header was accepted, the optimizer's own at the check.
+// The reader goes by `if_node_info`; the check proves that the two agree.
 #include "ir/opcodes.h"
 
 #include <array>

@@ -53,8 +53,8 @@ struct OPCODE_FACTS {
 extern const std::array<OPCODE_FACTS, OPCODE_COUNT> opcode_facts;
 inline const OPCODE_FACTS& opcode_fact(int32_t number) { return opcode_facts[static_cast<size_t>(number)]; }
 
-// The record of an opcode as the reader uses it. A number that was never registered has an all-zero record, so
-// that it reads as a leaf.
+// The record of an opcode as the reader uses it. A number that was never registered has an all-zero record,
+// so that it reads as a leaf.
 struct IF_NODE_INFO {
     int32_t number;
     const char* name;
@@ -66,11 +66,12 @@ extern std::array<IF_NODE_INFO, OPCODE_COUNT> if_node_info;
 // Writes the record at index `number` (0..LAST_OPCODE). `name` must live as long as the run.
 void register_opcode(int32_t number, const char* name, int8_t arity);
 
-// Registers the opcodes of the file format, 0 to 133, and the number 163 as "VREG". Runs once; further calls do
-// nothing. The reader calls it when a header has been accepted.
+// Registers the opcodes of the file format, 0 to 133, and the number 163 as "VREG". Runs once; further calls
+// do nothing. The reader calls it when a header has been accepted.
 void register_file_opcodes();
 
-// Registers the optimizer's own opcodes, 143 to 169. IF is one of them, so that no file can be read without them.
+// Registers the optimizer's own opcodes, 143 to 169. IF is one of them, so that no file can be read without
+// them.
 void register_own_opcodes();
 
 // The start-up check: registers the optimizer's own opcodes, 143 to 169, and compares `if_node_info` with the

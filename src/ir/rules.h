@@ -1,7 +1,7 @@
 // The rules of icode by number, and how a fault is handed on.
 //
-// Files and the trees in memory obey the same rules, so whoever finds one broken, the reader of a file or the runner of the passes,
-// names it alike.
+// Files and the trees in memory obey the same rules, so whoever finds one broken, the reader of a file or the
+// runner of the passes, names it alike.
 #pragma once
 
 #include <cstdint>

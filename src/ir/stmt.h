@@ -44,8 +44,8 @@ extern FUNCTION function;
 
 // The return type of the current function; null when its type is no function.
 TYPE* function_return_type();
-// The variable that the returns of the current function name: the one that the file's returns name, or a new temporary
-// "R$<n>" when the function returns a value and no return named one. Null for void functions.
+// The variable that the returns of the current function name: the one that the file's returns name, or a new
+// temporary "R$<n>" when the function returns a value and no return named one. Null for void functions.
 SYMBOL* function_return_symbol();
 // A URETURN of it.
 NODE* new_ureturn();

@@ -38,7 +38,8 @@ bool is_register_class(uint8_t storage_class) {
            storage_class == SC_REGISTER_PARM2;
 }
 
-// Without file-level analysis, which starts at level 3, any global that is not const may be written and reached from elsewhere.
+// Without file-level analysis, which starts at level 3, any global that is not const may be written and
+// reached from elsewhere.
 uint16_t file_scope_flags(const SYMBOL& symbol, uint16_t flags) {
     if (settings.optimization_level >= 3 || type_is_const(symbol.declared_type)) return flags;
     const bool file_local = (flags & (SF_INTERNAL | SF_LOCAL_STATIC)) != 0;
@@ -165,7 +166,8 @@ namespace {
 
 constexpr size_t NAME_CHAINS = 257;
 
-// The statistics speak of chains by a small hash; the look-up itself is direct, since a file may have very many names.
+// The statistics speak of chains by a small hash; the look-up itself is direct, since a file may have very
+// many names.
 struct NAME_TABLE {
     std::unordered_set<std::string_view> texts; // in the global zone
     std::array<int, NAME_CHAINS> chain_lengths{};

@@ -1,7 +1,7 @@
 // SYMBOL: one variable, function, parameter or temporary.
 //
-// File-scope symbols live in the global zone for the whole run; those of a function live in the function zone until the
-// function has been written.
+// File-scope symbols live in the global zone for the whole run; those of a function live in the function zone
+// until the function has been written.
 #pragma once
 
 #include <cstdint>
@@ -139,8 +139,8 @@ extern SYMBOL_LIST file_symbols;
 // The errno variable of the file, or null.
 extern SYMBOL* errno_symbol;
 
-// The symbols of the current function: parameters (level 1), variables of the file's records, temporaries, and
-// symbols that passes split from others. The last three are level 2.
+// The symbols of the current function: parameters (level 1), variables of the file's records, temporaries,
+// and symbols that passes split from others. The last three are level 2.
 struct FUNCTION_SYMBOLS {
     SYMBOL_LIST parameters;
     SYMBOL_LIST variables;
@@ -151,10 +151,10 @@ struct FUNCTION_SYMBOLS {
 };
 extern FUNCTION_SYMBOLS function_symbols;
 
-// Makes a symbol from a file record. `level` is the reader's in-function counter: 0 puts it into the global zone
-// and on `file_symbols`; otherwise it goes to the function zone and, unless its class is 6, on the function's lists.
-// Storage classes 27, 4 and 22 and the flags change as the table of the fields above tells; class 27 adds 0x40022 to the
-// current function's flags.
+// Makes a symbol from a file record. `level` is the reader's in-function counter: 0 puts it into the global
+// zone and on `file_symbols`; otherwise it goes to the function zone and, unless its class is 6, on the
+// function's lists. Storage classes 27, 4 and 22 and the flags change as the table of the fields above tells;
+// class 27 adds 0x40022 to the current function's flags.
 SYMBOL* new_file_symbol(const SYMBOL_FIELDS& fields, int level);
 
 // Makes a temporary of the current function, named "<letter>$<number>". `number` below 0 takes the
@@ -169,10 +169,10 @@ void clear_file_symbols();
 // The end of the block in which `symbol` was declared.
 void end_symbol_scope(SYMBOL* symbol, const POSITION& end);
 
-// Collects the candidate variables of the current function for a data-flow pass: local scalars, not volatile, whose
-// address the statements do not take. Numbers them from 0 (at most 32767) and sets every other symbol's number to -1.
-// `lists` are the function's statements: one list before the graph is built, afterwards one for each block. Returns the
-// candidates in order.
+// Collects the candidate variables of the current function for a data-flow pass: local scalars, not volatile,
+// whose address the statements do not take. Numbers them from 0 (at most 32767) and sets every other symbol's
+// number to -1. `lists` are the function's statements: one list before the graph is built, afterwards one for
+// each block. Returns the candidates in order.
 struct CANDIDATES {
     SYMBOL** symbols; // in the function zone; candidate number is the index
     int32_t count;

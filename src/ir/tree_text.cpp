@@ -1,10 +1,10 @@
 // Trees as one line of C-like text; see tree_text.h.
 //
-// The text is put together from pieces: a node is taken apart into literal texts and subtrees, which wait on a stack until
-// their turn comes. So neither long lists nor deep nesting take any stack of the machine. A subtree carries the
-// level of binding that its place asks for and is put into parentheses when its own operator binds less. Operators whose
-// precedence people misremember (shifts, bitwise and logical operators among each other) get parentheses that C could do
-// without.
+// The text is put together from pieces: a node is taken apart into literal texts and subtrees, which wait on
+// a stack until their turn comes. So neither long lists nor deep nesting take any stack of the machine. A
+// subtree carries the level of binding that its place asks for and is put into parentheses when its own
+// operator binds less. Operators whose precedence people misremember (shifts, bitwise and logical operators
+// among each other) get parentheses that C could do without.
 //
 // What it does not do: print types other than those of conversions, or the definitions that a version of a
 // variable comes from.
@@ -43,8 +43,8 @@ enum LEVEL : uint8_t {
     PRIMARY,
 };
 
-// An operator between two operands: its own level, and what it asks of them. A left operand with the same operator may
-// always have the operator's own level.
+// An operator between two operands: its own level, and what it asks of them. A left operand with the same
+// operator may always have the operator's own level.
 struct INFIX {
     LEVEL own;
     LEVEL left;
@@ -215,8 +215,8 @@ bool is_negative_constant(const NODE* node) {
            (node->op == OP_FCON && node->floating() && std::signbit(node->floating()->value));
 }
 
-// What stands for the node in the text: structure arguments are shown as they are, and the address of a string
-// constant as the constant.
+// What stands for the node in the text: structure arguments are shown as they are, and the address of a
+// string constant as the constant.
 const NODE* shown(const NODE* node) {
     while (node && node->left && (node->op == OP_STARG || (node->op == OP_UAND && node->left->op == OP_SCON)))
         node = node->left;
@@ -264,7 +264,8 @@ void print_infix(PRINTER& printer, const NODE* node, const INFIX& levels) {
         schedule(printer, {first, literal(" "), literal(infix_operator(node)), literal(" "), second});
 }
 
-// "- -x" and "& &x" would be easy to misread, so an operand that begins with the same sign is put into parentheses.
+// "- -x" and "& &x" would be easy to misread, so an operand that begins with the same sign is put into
+// parentheses.
 void print_prefix(PRINTER& printer, const NODE* node, const char* sign) {
     const NODE* operand = shown(node->left);
     const bool same_sign =
@@ -302,7 +303,8 @@ PIECE argument_list(const NODE* tree) {
     return subtree(tree, tree && tree->op == OP_COMMA ? LIST : ASSIGNMENT);
 }
 
-// A function that is called by its name is shown without the "&", one that is called through a pointer with a "*".
+// A function that is called by its name is shown without the "&", one that is called through a pointer with a
+// "*".
 void print_call(PRINTER& printer, const NODE* node) {
     const NODE* callee = node->left;
     if (node->op == OP_CALL)
@@ -386,7 +388,8 @@ void print_return(PRINTER& printer, const NODE* node) {
         schedule(printer, {literal(" "), subtree(node->left, STATEMENT)});
 }
 
-// The wrapper of an assignment or a use carries the version in its low word, a use the block in its middle word.
+// The wrapper of an assignment or a use carries the version in its low word, a use the block in its middle
+// word.
 void print_version(PRINTER& printer, const NODE* node) {
     char text[64];
     if (node->op == OP_SSA_DEF)
@@ -473,7 +476,8 @@ void print_tree(PRINTER& printer, const NODE* node, LEVEL level) {
     if (!print_leaf(printer, node)) print_operator(printer, node);
 }
 
-// The variable that holds the object pointer of the function being optimized: its parameter and the home of it.
+// The variable that holds the object pointer of the function being optimized: its parameter and the home of
+// it.
 bool is_own_this(const SYMBOL* symbol) {
     if (symbol->level < 2) return true;
     for (const SYMBOL* variable = function_symbols.variables.first; variable; variable = variable->next)

@@ -9,17 +9,17 @@ namespace pelorus {
 
 struct SYMBOL;
 
-// The tree in infix form; "((nil))" for a null tree. Takes any tree, well-formed or not, of any depth: it does not
-// recurse. Linkage names are printed as they are, so that a global and a local of one name can be told apart. String
-// constants are cut when they are long.
+// The tree in infix form; "((nil))" for a null tree. Takes any tree, well-formed or not, of any depth: it
+// does not recurse. Linkage names are printed as they are, so that a global and a local of one name can be
+// told apart. String constants are cut when they are long.
 std::string tree_text(const NODE* tree);
 
-// The same for "%s" in a trace line. The text lives until the next call. Not re-entrant: a call that comes while
-// another one is at work (from a signal handler) gets "+*+*+ tree2infix called recursively +*+*+".
+// The same for "%s" in a trace line. The text lives until the next call. Not re-entrant: a call that comes
+// while another one is at work (from a signal handler) gets "+*+*+ tree2infix called recursively +*+*+".
 const char* tree2infix(const NODE* tree);
 
-// The name of a variable as trees show it: with its SSA version, if it has one; "this" for the function's object
-// pointer and "th<serial>s" for one that came from another function.
+// The name of a variable as trees show it: with its SSA version, if it has one; "this" for the function's
+// object pointer and "th<serial>s" for one that came from another function.
 std::string symbol_text(const SYMBOL* symbol);
 
 // `length` bytes between double quotes with C's escapes.

@@ -1,8 +1,8 @@
 // Building types from records; see type.h.
 //
-// `add_record` is the one way in. It keeps the record, for the writer, and makes from it the TYPE or TYPE_PART that the passes ask.
-// The makers put together the fields of a record and go the same way. Questions about types are in type_query.cpp, their text is in
-// type_text.cpp.
+// `add_record` is the one way in. It keeps the record, for the writer, and makes from it the TYPE or
+// TYPE_PART that the passes ask. The makers put together the fields of a record and go the same way.
+// Questions about types are in type_query.cpp, their text is in type_text.cpp.
 #include "ir/type.h"
 
 #include <algorithm>
@@ -266,8 +266,8 @@ TYPE* contained_csu(TYPE* type) {
 
 enum CONTAINMENT : uint32_t { UNSEEN, OPEN, DONE };
 
-// Depth-first search over "has a member of"; `out_index` marks the structures. An open one that is reached again contains
-// itself and is the answer. The stack is explicit, since the nesting is the file's.
+// Depth-first search over "has a member of"; `out_index` marks the structures. An open one that is reached
+// again contains itself and is the answer. The stack is explicit, since the nesting is the file's.
 const TYPE* find_containment(TYPE* root) {
     if (root->out_index == DONE) return nullptr;
     struct LEVEL {

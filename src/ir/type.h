@@ -1,13 +1,14 @@
 // The type package: the types of the translation unit, as the target sees them.
 //
-// A type is made of type records (ir/type_kinds.def): one that defines it and, for structures, enumerations and
-// functions, one for each part. Every type is made by `TYPE_PKG::add_record` from the fields of its record, whether
-// the record was read from a file or put together by a `make_` function, so there is one way in and what was read
-// can be written again. Types live in the global zone for the whole run. Basic types are interned; the `make_`
-// functions for pointers, arrays and qualified types return the type that they made before for the same operands.
+// A type is made of type records (ir/type_kinds.def): one that defines it and, for structures, enumerations
+// and functions, one for each part. Every type is made by `TYPE_PKG::add_record` from the fields of its
+// record, whether the record was read from a file or put together by a `make_` function, so there is one way
+// in and what was read can be written again. Types live in the global zone for the whole run. Basic types are
+// interned; the `make_` functions for pointers, arrays and qualified types return the type that they made
+// before for the same operands.
 //
-// Sizes and alignments are in bytes. What a type's size is comes from its record; the package computes sizes only
-// for the types that it makes itself.
+// Sizes and alignments are in bytes. What a type's size is comes from its record; the package computes sizes
+// only for the types that it makes itself.
 #pragma once
 
 #include <cstdint>
@@ -148,15 +149,15 @@ public:
     // The same, but null for a number that is not known.
     TYPE* find_type(uint64_t number) const;
 
-    // Takes the decoded fields of one record (in layout order; copied) for type number `number`, builds the type or
-    // the part, and returns the type. `number` 0 asks for a fresh number and is meant for TYPE roles only.
-    // Internal errors: "read type twice", "invalid foward reference" (a part of an unknown type),
+    // Takes the decoded fields of one record (in layout order; copied) for type number `number`, builds the
+    // type or the part, and returns the type. `number` 0 asks for a fresh number and is meant for TYPE roles
+    // only. Internal errors: "read type twice", "invalid foward reference" (a part of an unknown type),
     // "Unexpected type attribute", "Duplicate function parameters", "Duplicate enumerator attributes",
     // "Duplicate CSU attributes".
     TYPE* add_record(uint64_t number, uint8_t record_kind, const TYPE_FIELD* fields);
 
-    // After the last record of a file: checks what only the whole shows, which is that no structure contains itself. Errors
-    // as above.
+    // After the last record of a file: checks what only the whole shows, which is that no structure contains
+    // itself. Errors as above.
     void finish_types();
     // A structure that contains itself; null when there is none.
     const TYPE* self_containing() const;
@@ -204,8 +205,8 @@ private:
     TYPE* make_simple_array(TYPE* element, uint64_t count, bool open);
 
     std::vector<TYPE*> by_number_; // index: number in the file
-    // Interned basic types by record kind, signedness, size, alignment, number of the related type. Usually a dozen, but
-    // that is the file's choice.
+    // Interned basic types by record kind, signedness, size, alignment, number of the related type. Usually a
+    // dozen, but that is the file's choice.
     using BASIC_KEY = std::tuple<uint8_t, uint8_t, uint32_t, uint32_t, uint32_t>;
     static BASIC_KEY basic_key(const TYPE& type);
     std::map<BASIC_KEY, TYPE*> basics_;
@@ -263,8 +264,8 @@ TYPE* type_target(const TYPE* type);
 // Bits of the value: the width of a bit-field, else 8 times the size.
 uint32_t type_bits(const TYPE* type);
 
-// Two types of which each may stand for the other: equal after stripping, structures by identity or by tag name
-// and size, functions by their parts, arrays by element and count with an open count agreeing with any.
+// Two types of which each may stand for the other: equal after stripping, structures by identity or by tag
+// name and size, functions by their parts, arrays by element and count with an open count agreeing with any.
 bool type_compatible(const TYPE* a, const TYPE* b);
 // The same representation: same kind, size, signedness.
 bool type_same_representation(const TYPE* a, const TYPE* b);
@@ -272,7 +273,8 @@ bool type_same_representation(const TYPE* a, const TYPE* b);
 // The member of a structure with this key; null when there is none.
 TYPE_PART* type_member(const TYPE* csu, uint32_t key);
 
-// C text of the type for the trace, such as "const char *" or "int (*)(int, ...)". Nesting is cut at depth 64.
+// C text of the type for the trace, such as "const char *" or "int (*)(int, ...)". Nesting is cut at depth
+// 64.
 std::string type_text(const TYPE* type);
 // C text of a declaration of `name` with the type.
 std::string type_declaration(const TYPE* type, const char* name);

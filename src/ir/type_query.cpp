@@ -35,7 +35,8 @@ TYPE* type_strip(TYPE* type) {
     return type;
 }
 
-// Volatility stays: it is part of what an access means. The result is cached, since every symbol and field asks.
+// Volatility stays: it is part of what an access means. The result is cached, since every symbol and field
+// asks.
 TYPE* type_normalise(TYPE* type) {
     if (!is_wrapper(type)) return type;
     if (!type->normal) {
@@ -145,7 +146,8 @@ bool same_parameters(const TYPE* a, const TYPE* b) {
 
 } // namespace
 
-// Compatible down a chain of pointers, arrays and results; parameters are compared by representation, which bounds the work.
+// Compatible down a chain of pointers, arrays and results; parameters are compared by representation, which
+// bounds the work.
 bool type_compatible(const TYPE* a, const TYPE* b) {
     while (a && b) {
         a = type_strip(a);

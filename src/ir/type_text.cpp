@@ -1,7 +1,7 @@
 // C text of types; see type.h.
 //
-// A declarator grows around the name from the inside out: pointers in front, arrays and parameter lists behind, with parentheses
-// where a pointer stands inside one of the latter.
+// A declarator grows around the name from the inside out: pointers in front, arrays and parameter lists
+// behind, with parentheses where a pointer stands inside one of the latter.
 #include <string>
 
 #include "ir/type.h"

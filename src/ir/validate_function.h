@@ -21,7 +21,8 @@ struct FUNCTION_CHECK {
     bool first = true;                     // no statement has passed yet
 };
 
-// Checks the next statement, in the order of the function; reports as validate_tree does and returns the number of failures.
+// Checks the next statement, in the order of the function; reports as validate_tree does and returns the
+// number of failures.
 // Needs: the statement's own checks made, and found nothing.
 int check_in_function(FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE& place);
 

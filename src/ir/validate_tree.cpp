@@ -1,7 +1,8 @@
 // Checks of statement trees; see validate_tree.h.
 //
-// Phases: every node by itself (subtrees, then the operands' types and places, then their values), the shape of lists, the statement
-// as a whole. A node that fails is not looked at any further, so that one mistake makes one message, but what hangs on it is.
+// Phases: every node by itself (subtrees, then the operands' types and places, then their values), the shape
+// of lists, the statement as a whole. A node that fails is not looked at any further, so that one mistake
+// makes one message, but what hangs on it is.
 #include "ir/validate_tree.h"
 
 #include <cstring>

@@ -7,7 +7,8 @@
 //   - the case list of a SWITCH leans left and holds CASE(ICON, LABEL) and at most one DEFAULT(LABEL);
 //   - the top of a statement does something;
 //   - parallel assignments at the entry copy parameters into variables of the same names;
-//   - operands and results agree with each other: representations, lvalues, constants, fields, calls (validate_values.cpp).
+//   - operands and results agree with each other: representations, lvalues, constants, fields, calls
+//     (validate_values.cpp).
 // What several statements have to do with each other is in validate_function.h.
 #pragma once
 
@@ -23,8 +24,8 @@ struct TREE_PLACE {
     const FAULT_SINK* sink = nullptr; // may be null
 };
 
-// Checks all nodes of a statement and its shape. `bb` is 0 when the block is not known; `first_of_entry` says that
-// the statement is the first one of the function's entry block. Returns the number of failures.
+// Checks all nodes of a statement and its shape. `bb` is 0 when the block is not known; `first_of_entry` says
+// that the statement is the first one of the function's entry block. Returns the number of failures.
 int validate_stmt(const NODE* stmt, int bb, bool first_of_entry, const FAULT_SINK* sink = nullptr);
 // Checks all nodes of a tree that is no statement of its own.
 int validate_expression(const NODE* tree, const TREE_PLACE& place);
@@ -56,7 +57,8 @@ bool check_values(const NODE* node, const TREE_PLACE& place);
 
 // The wrappers of SSA form say nothing about the tree in them.
 const NODE* without_versions(const NODE* node);
-// Equal in memory and registers, whatever the signs: integers, enumerations, pointers of one size; equal structures.
+// Equal in memory and registers, whatever the signs: integers, enumerations, pointers of one size; equal
+// structures.
 bool same_representation(const TYPE* a, const TYPE* b);
 bool is_lvalue(const NODE* node);
 

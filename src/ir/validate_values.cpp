@@ -1,8 +1,9 @@
 // What a node's operands and result have to do with each other; see validate_tree.h.
 //
-// Every operator works on operands that have been converted before, so equal representations are all it asks for: signedness is the
-// operator's affair or its result type's. The checks stand in one table of functions by opcode, in order of: leaves, arithmetic, lvalues
-// and assignments, structures and addresses, conversions, calls.
+// Every operator works on operands that have been converted before, so equal representations are all it asks
+// for: signedness is the operator's affair or its result type's. The checks stand in one table of functions
+// by opcode, in order of: leaves, arithmetic, lvalues and assignments, structures and addresses, conversions,
+// calls.
 #include <vector>
 
 #include "ir/symbol.h"
@@ -214,7 +215,8 @@ bool check_structure_argument(const NODE* node, const TREE_PLACE& place) {
 
 // --- Members and addresses ---
 
-// A member that is an array of a structure that a call returned decays to a pointer into the temporary result.
+// A member that is an array of a structure that a call returned decays to a pointer into the temporary
+// result.
 bool has_address(const NODE* node) {
     if (is_lvalue(node)) return true;
     const NODE* place = without_versions(node);
@@ -376,7 +378,8 @@ bool check_child(const NODE* node, const NODE* child, const TREE_PLACE& place) {
                    place);
 }
 
-// An assignment is a statement's part under PCOMMA, and any expression but the ones above may stand under any operator.
+// An assignment is a statement's part under PCOMMA, and any expression but the ones above may stand under any
+// operator.
 bool check_children(const NODE* node, const TREE_PLACE& place) {
     if (node->op >= OP_SSA_PHI || !opcode_fact(node->op).name) return true;
     return check_child(node, node->left, place) && check_child(node, node->right, place);

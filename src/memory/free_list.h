@@ -1,10 +1,12 @@
 // Free lists: records of the function zone that wait to be used again within the same function.
 //
-// The generic lists are a table indexed by the size of the objects. A free object is linked through its second
-// word, so the first stays readable. An object too small to hold that link stands on a stack beside the table.
+// The generic lists are a table indexed by the size of the objects. A free object is linked through its
+// second word, so the first stays readable. An object too small to hold that link stands on a stack beside
+// the table.
 //
-// The typed lists hold the free records of one kind each (typed_free_lists.def). They are kept here without their
-// types, so that one release and one report serve all; the owner of a kind puts and gets through the templates.
+// The typed lists hold the free records of one kind each (typed_free_lists.def). They are kept here without
+// their types, so that one release and one report serve all; the owner of a kind puts and gets through the
+// templates.
 //
 // All lists are emptied by the release of the local zone, where their objects lived. Nothing of the file zone
 // should be put on them: it would be lost there.
@@ -21,7 +23,8 @@ namespace pelorus {
 // Puts `object`, of `size` bytes, on the list of that size. A size below 4 ends the run.
 void put_free(void* object, size_t size);
 
-// Takes the object that was put last from the list of `size`; null when there is none. A size below 4 ends the run.
+// Takes the object that was put last from the list of `size`; null when there is none. A size below 4 ends
+// the run.
 void* get_free(size_t size);
 
 // The number of sizes that the table of generic lists knows.

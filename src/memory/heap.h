@@ -1,7 +1,7 @@
 // The heap below the zones, and the growable pointer array that the zones' own bookkeeping uses.
 //
-// Every block that the optimizer's memory/ and its users take from the C heap goes through the two hooks, so that
-// a failing heap can be played in a test and every way of running out of memory ends with its message.
+// Every block that the optimizer's memory/ and its users take from the C heap goes through the two hooks, so
+// that a failing heap can be played in a test and every way of running out of memory ends with its message.
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@ namespace pelorus {
 extern void* (*zone_heap_allocate)(size_t size);
 extern void (*zone_heap_free)(void* block);
 
-// A block of `size` bytes from the heap, not cleared, freed with `zone_heap_free`. Ends the run, with `what` as
-// the name of the request that failed, when there is none.
+// A block of `size` bytes from the heap, not cleared, freed with `zone_heap_free`. Ends the run, with `what`
+// as the name of the request that failed, when there is none.
 void* heap_block(const char* what, size_t size);
 
 // Ends the run with the out-of-memory messages for the request `what`(`size`).

@@ -13,9 +13,9 @@
 // Checking mode gives every local request a heap block of its own instead, so that a memory checker sees each
 // overrun and each use after the release.
 //
-// What it does not do: it neither clears nor aligns. Requests stand back to back, so whoever wants aligned records
-// asks for sizes that keep them so; `zone_new` and its kin below round to 8 and are what passes should use.
-// There is one thread; nothing here is guarded.
+// What it does not do: it neither clears nor aligns. Requests stand back to back, so whoever wants aligned
+// records asks for sizes that keep them so; `zone_new` and its kin below round to 8 and are what passes
+// should use. There is one thread; nothing here is guarded.
 #pragma once
 
 #include <cassert>
@@ -32,8 +32,8 @@
 namespace pelorus {
 
 // The numbers that steer the local zone. Buffers of 32 KB make one heap call serve several hundred nodes; a
-// request above half of that would waste too much of one, so it gets a buffer of its own. Eight looks bound the
-// cost of a request in a long chain; what lies deeper is given up.
+// request above half of that would waste too much of one, so it gets a buffer of its own. Eight looks bound
+// the cost of a request in a long chain; what lies deeper is given up.
 struct ZONE_LIMITS {
     uint32_t buffer_bytes = 32768;     // capacity of an ordinary buffer
     uint32_t own_buffer_above = 16384; // a larger request gets a buffer of exactly its size
@@ -42,8 +42,8 @@ struct ZONE_LIMITS {
 };
 constexpr ZONE_LIMITS ZONE_LIMIT;
 
-// What the allocator has done. Bytes and requests are exact; all but the two "local" rows and `fragmentation` run
-// on from function to function.
+// What the allocator has done. Bytes and requests are exact; all but the two "local" rows and `fragmentation`
+// run on from function to function.
 struct ZONE_STATISTICS {
     int64_t largest_global = 0;    // bytes of the largest request in the global zone
     int64_t largest_local = 0;     // bytes of the largest request in the local zone
@@ -82,8 +82,8 @@ struct ZONE {
 extern const ZONE file_zone;
 extern const ZONE function_zone;
 
-// Reads the pseudo-options "zalloc" (checking mode) and "allochist" (histogram). Needs: the options parsed, and
-// the local zone empty.
+// Reads the pseudo-options "zalloc" (checking mode) and "allochist" (histogram). Needs: the options parsed,
+// and the local zone empty.
 void zone_start();
 
 // Checking mode: every local request is a heap block of its own, and `in_zone` answers false for everything.
@@ -103,7 +103,8 @@ inline void count_local_request(size_t size) {
     statistics.local_calls++;
 }
 
-// A block of `size` bytes in the local zone, neither cleared nor aligned. Never null: it ends the run instead.
+// A block of `size` bytes in the local zone, neither cleared nor aligned. Never null: it ends the run
+// instead.
 inline void* zalloc(size_t size) {
     ZONE_BUFFER* front = zone_fast_path.front;
     if (!front || front->capacity - front->used < size) return zalloc_long_way(size);
@@ -113,22 +114,24 @@ inline void* zalloc(size_t size) {
     return block;
 }
 
-// With `local` the same as `zalloc`, otherwise a block of the global zone, not cleared, aligned as the heap does.
+// With `local` the same as `zalloc`, otherwise a block of the global zone, not cleared, aligned as the heap
+// does.
 void* ZALLOC0(bool local, size_t size);
 
-// Puts a new buffer that can hold `size` bytes at the front of the local zone's chain. Ends the run when it cannot
-// be had.
+// Puts a new buffer that can hold `size` bytes at the front of the local zone's chain. Ends the run when it
+// cannot be had.
 void ZALLOC_NEW_BUFFER(size_t size);
 
-// True when `address` lies in a buffer of the local zone; false in checking mode. The number of an object's zone.
+// True when `address` lies in a buffer of the local zone; false in checking mode. The number of an object's
+// zone.
 bool in_zone(const void* address);
 
-// Has `hook` called by every release of the local zone, while the zone's storage can still be read. Hooks run in
-// the order in which they came; one that is there already is not added again.
+// Has `hook` called by every release of the local zone, while the zone's storage can still be read. Hooks run
+// in the order in which they came; one that is there already is not added again.
 void at_local_release(void (*hook)());
 
-// Ends the life of everything in the local zone: calls the hooks, empties the free lists, frees the storage and
-// starts the per-function statistics again.
+// Ends the life of everything in the local zone: calls the hooks, empties the free lists, frees the storage
+// and starts the per-function statistics again.
 void release_local_zone();
 
 // The counters. Whoever makes local bit vectors adds to theirs.
@@ -140,8 +143,8 @@ void report_zone_statistics();
 // What the driver prints before a release: the free lists of both sorts, then the statistics.
 void report_memory();
 
-// The state of a fresh start: empty zones, default heap, no checking, no histogram, zero statistics. Release hooks
-// stay. Needs: nothing of the local zone is used again.
+// The state of a fresh start: empty zones, default heap, no checking, no histogram, zero statistics. Release
+// hooks stay. Needs: nothing of the local zone is used again.
 void reset_zones_for_test();
 
 // `size` rounded up so that what follows it in a buffer is aligned.

@@ -1,7 +1,8 @@
 // Folding: the value of an operator whose operands are constants, computed as the target would.
 //
-// Left alone: division by zero, shifts by more than the width, conversions of floating values that the integer type cannot hold. Their
-// results differ from one processor to the next, and a program that runs into them shall do so where it would have.
+// Left alone: division by zero, shifts by more than the width, conversions of floating values that the
+// integer type cannot hold. Their results differ from one processor to the next, and a program that runs into
+// them shall do so where it would have.
 #include "scalar/simplify.h"
 
 namespace pelorus {

@@ -1,10 +1,12 @@
 // Preparing the statements of a function; see statements.h.
 //
-//   1. Each statement goes through the tree simplifier; what has no effects left is dropped, and of an expression only its effects stay.
-//   2. Behind a call of a function that never returns stands a comment that says so, for whoever reads the code.
-//   3. A variable of 64 bits all of whose values fit 32 bits becomes one of 32: on this machine it takes one register, not two, and its arithmetic
-//      one instruction. Narrower than a register nothing is gained, so no variable is made so. Variables that a debugger
-//      wants to see stay.
+//   1. Each statement goes through the tree simplifier; what has no effects left is dropped, and of an
+//      expression only its effects stay.
+//   2. Behind a call of a function that never returns stands a comment that says so, for whoever reads the
+//      code.
+//   3. A variable of 64 bits all of whose values fit 32 bits becomes one of 32: on this machine it takes one
+//      register, not two, and its arithmetic one instruction. Narrower than a register nothing is gained, so
+//      no variable is made so. Variables that a debugger wants to see stay.
 #include <cstring>
 #include <vector>
 
@@ -172,7 +174,8 @@ TYPE* narrow_type(NARROWER& narrower, const NODE* lvalue) {
     return variable ? variable->type : nullptr;
 }
 
-// v = x becomes (wide)(v = (narrow)x), and any other v becomes (wide)v. Operands come before the node that holds them.
+// v = x becomes (wide)(v = (narrow)x), and any other v becomes (wide)v. Operands come before the node that
+// holds them.
 void narrow_node(NARROWER& narrower, NODE* node) {
     TYPE* narrow = narrow_type(narrower, node->op == OP_ASG ? node->left : node);
     if (!narrow || (node->op != OP_ASG && node->type == narrow)) return;

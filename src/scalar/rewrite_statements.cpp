@@ -5,8 +5,8 @@
 //          v += c; v += d    become one:                                            v += c + d
 //          s; s              where doing it twice is doing it once (v = w):         s
 //
-// Only variables are looked at whose addresses the function does not take, so that nothing else can read or change them. Comments in between are looked
-// over; assembly and pragmas are not.
+// Only variables are looked at whose addresses the function does not take, so that nothing else can read or
+// change them. Comments in between are looked over; assembly and pragmas are not.
 #include <vector>
 
 #include "cfg/bb.h"
@@ -113,7 +113,8 @@ void rewrite_block(BB* block) {
         }
         if (outcome == OUTCOME::DROP_BEFORE) {
             if (before->tree) erase_tree(before->tree);
-            // The statements between the two are comments; the later statement moves up to where the earlier one stood.
+            // The statements between the two are comments; the later statement moves up to where the earlier
+            // one stood.
             before->tree = tree;
             before->position = cell->position;
             drop_cell(block, cell);

@@ -1,6 +1,7 @@
 // Rules for EXCLAIM, ANDAND, OROR, QUEST, COMMAOP and IF.
 //
-// EXCLAIM is left only where a relation has no complement: over orderings of floating values, which are both false for a NaN, and over ANDAND and OROR.
+// EXCLAIM is left only where a relation has no complement: over orderings of floating values, which are both
+// false for a NaN, and over ANDAND and OROR.
 #include "ir/node_storage.h"
 #include "scalar/simplify.h"
 

@@ -1,7 +1,8 @@
 // Rules for MULT, DIV, MOD, SLL and SRL.
 //
-// A product with a constant is SLL for powers of two and MULT otherwise. Division by a power of two is a shift where the dividend cannot be negative; a
-// negative dividend must be rounded toward zero, which takes the dividend twice, so it must be a variable: H. Warren, "Hacker's Delight", 10-1.
+// A product with a constant is SLL for powers of two and MULT otherwise. Division by a power of two is a
+// shift where the dividend cannot be negative; a negative dividend must be rounded toward zero, which takes
+// the dividend twice, so it must be a variable: H. Warren, "Hacker's Delight", 10-1.
 #include "scalar/shapes.h"
 #include "support/settings.h"
 

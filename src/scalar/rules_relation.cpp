@@ -1,7 +1,8 @@
 // Rules for EQ to UGT.
 //
-// A constant stands on the right. EQ and NEQ hold under arithmetic modulo the width, so sums, negations and masks move across them; orderings do
-// not. An ordering that only the end of the range can pass or fail is an equality.
+// A constant stands on the right. EQ and NEQ hold under arithmetic modulo the width, so sums, negations and
+// masks move across them; orderings do not. An ordering that only the end of the range can pass or fail is an
+// equality.
 #include "scalar/shapes.h"
 
 namespace pelorus {
@@ -63,7 +64,8 @@ NODE* decided_by_range(NODE* node) {
     return holds < 0 ? nullptr : without(node->left, answer(node, holds != 0));
 }
 
-// Tries EQ and NEQ with the end of the range: the one that agrees with the relation at the end and just inside agrees everywhere.
+// Tries EQ and NEQ with the end of the range: the one that agrees with the relation at the end and just
+// inside agrees everywhere.
 NODE* compare_edge(NODE* node) {
     if (!is_icon(node->right) || is_icon(node->left) || !compares_plainly(node)) return nullptr;
     const RANGE range = range_of(node->left);

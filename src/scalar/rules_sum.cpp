@@ -1,7 +1,8 @@
 // Rules for PLUS, MINUS and UMINUS, and the shapes of sums and products that others build.
 //
-// A sum with a constant has it on the right, outermost, and not negative: PLUS(x, c) or MINUS(x, c). So all constants of a chain of sums, an address
-// with members and indices as well, meet at its top and become one. Pointers take part: a pointer stands on the left, and what is added is in bytes.
+// A sum with a constant has it on the right, outermost, and not negative: PLUS(x, c) or MINUS(x, c). So all
+// constants of a chain of sums, an address with members and indices as well, meet at its top and become one.
+// Pointers take part: a pointer stands on the left, and what is added is in bytes.
 #include "scalar/shapes.h"
 
 namespace pelorus {

@@ -7,14 +7,16 @@
 
 namespace pelorus {
 
-// base + constant, modulo the width; the constant is signed. A node that is no such sum is its own base, with 0.
+// base + constant, modulo the width; the constant is signed. A node that is no such sum is its own base, with
+// 0.
 struct SUM {
     NODE* base;
     INT96 constant;
 };
 SUM sum_of(NODE* node);
 bool is_sum(NODE* node);
-// The canonical form: PLUS or MINUS of a constant that is not negative, or the base. Needs: `base` is simplified.
+// The canonical form: PLUS or MINUS of a constant that is not negative, or the base. Needs: `base` is
+// simplified.
 NODE* make_sum(TYPE* type, NODE* base, INT96 constant);
 
 // base * factor, modulo the width. A node that is no product with a constant is its own base, with 1.

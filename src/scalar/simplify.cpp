@@ -1,21 +1,25 @@
 // The tree simplifier.
 //
-// One walk from the leaves to the root. At each node the rules of its opcode are tried in their order until none fits; the operands have been
-// simplified before, and what a rule makes anew it makes simplified, or it stands at the top of its result and is tried again. So
-// the work is linear in the tree.
+// One walk from the leaves to the root. At each node the rules of its opcode are tried in their order until
+// none fits; the operands have been simplified before, and what a rule makes anew it makes simplified, or it
+// stands at the top of its result and is tried again. So the work is linear in the tree.
 //
 // It ends, because every rule leaves the first of these numbers that it changes smaller than it was:
-//   1. DIVs and MODs. The rules that spell out a signed division by a power of two make several operators of one, but none of these.
-//   2. Operators. A conversion that a rule puts in stands for an operator that it took away. So does each COMMAOP: a tree with so many
-//      effects had as many operators, the one that dropped it included.
-//   3. The sum of the weights of the operators, where UAND, STREF > PLUS, MINUS > SLL, SRL > ANDB > COMMAOP and conversions; MULT > SLL and
-//      UMINUS; MINUS > UMINUS; XORB > NOTB; QUEST, EXCLAIM, ANDAND, OROR > relations; MULTASG > SLLASG. PLUS and MINUS weigh the same, and relations do.
+//   1. DIVs and MODs. The rules that spell out a signed division by a power of two make several operators of
+//      one, but none of these.
+//   2. Operators. A conversion that a rule puts in stands for an operator that it took away. So does each
+//      COMMAOP: a tree with so many effects had as many operators, the one that dropped it included.
+//   3. The sum of the weights of the operators, where UAND, STREF > PLUS, MINUS > SLL, SRL > ANDB > COMMAOP
+//      and conversions; MULT > SLL and UMINUS; MINUS > UMINUS; XORB > NOTB; QUEST, EXCLAIM, ANDAND, OROR >
+//      relations; MULTASG > SLLASG. PLUS and MINUS weigh the same, and relations do.
 //   4. Operators above a sum with a constant, for all such sums: constants move out of sums and products.
-//   5. Orderings; constants on the left of an operator that takes them on the right, or negative in a sum; constants other than zero that a bit is compared
-//      with; floating constants as conditions.
-// Checking builds count rewrites and end the run when they are out of proportion to the tree; the others then leave the tree as it is.
+//   5. Orderings; constants on the left of an operator that takes them on the right, or negative in a sum;
+//      constants other than zero that a bit is compared with; floating constants as conditions.
+// Checking builds count rewrites and end the run when they are out of proportion to the tree; the others then
+// leave the tree as it is.
 //
-// What it does not do: look at other statements, or at what variables hold. Floating-point values are regrouped nowhere.
+// What it does not do: look at other statements, or at what variables hold. Floating-point values are
+// regrouped nowhere.
 #include "scalar/simplify.h"
 
 #include <array>

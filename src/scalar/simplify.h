@@ -1,9 +1,11 @@
-// The inside of the tree simplifier: what its rules are made of. Passes use `simplify_tree` of ir/tree_services.h.
+// The inside of the tree simplifier: what its rules are made of. Passes use `simplify_tree` of
+// ir/tree_services.h.
 //
-// A rule looks at one node, whose operands are simplified already, and answers null when it does not fit, else the tree that takes the
-// node's place. It may change and keep what hangs on the node. Every operand lands in the result once, or is a leaf that is copied, or
-// is dropped through `without`. Operands keep their order unless both of the two exchanged are pure or one is a constant. What a rule puts
-// below the top of its result it makes with the functions that simplify (`inner_unary`, ...).
+// A rule looks at one node, whose operands are simplified already, and answers null when it does not fit,
+// else the tree that takes the node's place. It may change and keep what hangs on the node. Every operand
+// lands in the result once, or is a leaf that is copied, or is dropped through `without`. Operands keep their
+// order unless both of the two exchanged are pure or one is a constant. What a rule puts below the top of its
+// result it makes with the functions that simplify (`inner_unary`, ...).
 #pragma once
 
 #include "ir/node.h"
@@ -24,13 +26,15 @@ struct SIMPLIFY_RULES {
 };
 SIMPLIFY_RULES simplify_rules();
 
-// When set, called for every rule that was applied, before the node it was applied to changes hands. For tests.
+// When set, called for every rule that was applied, before the node it was applied to changes hands. For
+// tests.
 extern void (*simplify_observer)(const SIMPLIFY_RULE& rule);
 
 // --- Facts about a node ---
 
-// Evaluating the tree changes nothing and touches nothing volatile. Kept in the node while the simplifier runs, so that asking costs
-// nothing. Needs: a node of the tree being simplified, or one made by the functions below.
+// Evaluating the tree changes nothing and touches nothing volatile. Kept in the node while the simplifier
+// runs, so that asking costs nothing. Needs: a node of the tree being simplified, or one made by the
+// functions below.
 bool is_pure(const NODE* node);
 
 inline bool is_op(const NODE* node, int32_t op) { return node->op == op; }
@@ -77,11 +81,12 @@ NODE* inner_binary(int32_t op, TYPE* type, NODE* left, NODE* right);
 NODE* changed(NODE* node);
 // `value` as the type: itself when nothing tells the two apart, else converted.
 NODE* as_type(NODE* value, TYPE* type);
-// What is 1 when the scalar is zero and 0 when it is not: the complementary relation, or a comparison with zero. Null where that would
-// be EXCLAIM: relations of floating values, which have no complement, and ANDAND and OROR; `condition` may then have become simpler.
+// What is 1 when the scalar is zero and 0 when it is not: the complementary relation, or a comparison with
+// zero. Null where that would be EXCLAIM: relations of floating values, which have no complement, and ANDAND
+// and OROR; `condition` may then have become simpler.
 NODE* negation_of(NODE*& condition, TYPE* type);
-// What is 1 when the scalar is not zero and 0 when it is. Null, with nothing changed, for pointers to members, whose null may not
-// be zero.
+// What is 1 when the scalar is not zero and 0 when it is. Null, with nothing changed, for pointers to
+// members, whose null may not be zero.
 NODE* truth_of(NODE* scalar, TYPE* type);
 // For an operand of which only counts whether it is zero: a simpler one that is zero when it is, or null.
 NODE* as_condition(NODE* scalar);
@@ -90,8 +95,9 @@ NODE* make_zero(TYPE* type);
 // The object whose address the node takes is not read. What is evaluated to find it, or null.
 const NODE* behind_address(const NODE* address);
 inline bool takes_address(const NODE* node) { return node->op == OP_UAND || node->op == OP_ACONV; }
-// What is left of the tree when its value is not wanted, null for nothing. Unless `look_behind_commas`, what stands on the left of a COMMAOP
-// is taken as it is, so that effects that are gathered over and over are not walked each time. Needs: purity of all nodes.
+// What is left of the tree when its value is not wanted, null for nothing. Unless `look_behind_commas`, what
+// stands on the left of a COMMAOP is taken as it is, so that effects that are gathered over and over are not
+// walked each time. Needs: purity of all nodes.
 NODE* effects_of(NODE* tree, bool look_behind_commas);
 // `value` behind the effects of `dropped`, if it has any.
 NODE* without(NODE* dropped, NODE* value);
@@ -101,8 +107,8 @@ NODE* take_right(NODE* node);
 
 // --- Constants (fold.cpp) ---
 
-// The value of an operator applied to constants in the type, or null when it has none that is the same on every target (division by zero,
-// conversions out of range). The operands are not used up.
+// The value of an operator applied to constants in the type, or null when it has none that is the same on
+// every target (division by zero, conversions out of range). The operands are not used up.
 NODE* fold_unary(const NODE* node);
 NODE* fold_binary(const NODE* node);
 

@@ -146,7 +146,8 @@ RANGE range_of_operator(const NODE* node, int level) {
     }
 }
 
-// An operand of the other signedness has values that are not values of the operator's type: then nothing is known.
+// An operand of the other signedness has values that are not values of the operator's type: then nothing is
+// known.
 RANGE range_at(const NODE* node, int level) {
     if (is_truth(node)) return {int96_signed(0), int96_signed(1)};
     if (is_icon(node)) return {node->value(), node->value()};

@@ -3,8 +3,9 @@
 
 namespace pelorus {
 
-// Prepares the statements of the function as they were read, before the graph is built: simplifies each, drops those without effects, says where a
-// call does not return (level 1 and above), and gives variables whose values fit a narrower type that type.
+// Prepares the statements of the function as they were read, before the graph is built: simplifies each,
+// drops those without effects, says where a call does not return (level 1 and above), and gives variables
+// whose values fit a narrower type that type.
 // Needs: function.statements, last first.
 void prepare_statements();
 

@@ -1,4 +1,5 @@
-// Questions about trees; see ir/tree_services.h. Walks go down left spines in loops, since lists lean left and may be long.
+// Questions about trees; see ir/tree_services.h. Walks go down left spines in loops, since lists lean left
+// and may be long.
 #include "ir/tree_services.h"
 
 #include <cstring>
@@ -167,7 +168,8 @@ void erase_tree(NODE* tree) {
 
 namespace {
 
-// Works out the purity of every node. They are listed with each in front of what hangs on it, and done from the end.
+// Works out the purity of every node. They are listed with each in front of what hangs on it, and done from
+// the end.
 void mark_purity(NODE* tree) {
     std::vector<NODE*> nodes;
     std::vector<NODE*> waiting{tree};
@@ -182,8 +184,8 @@ void mark_purity(NODE* tree) {
     for (size_t i = nodes.size(); i-- > 0;) changed(nodes[i]);
 }
 
-// Operators that choose what is evaluated are kept as they are when there is an effect to choose; so are addresses of objects behind a
-// comma, which would be read without the operator.
+// Operators that choose what is evaluated are kept as they are when there is an effect to choose; so are
+// addresses of objects behind a comma, which would be read without the operator.
 bool is_kept_whole(const NODE* node) {
     if (takes_address(node)) return is_op(behind_address(node), OP_COMMAOP);
     if (node->op == OP_ANDAND || node->op == OP_OROR || node->op == OP_QUEST) return !is_pure(node->right);

@@ -1,4 +1,5 @@
-// See int96.h. Nodes hold the three words apart; the arithmetic joins them into one 128-bit integer of the host.
+// See int96.h. Nodes hold the three words apart; the arithmetic joins them into one 128-bit integer of the
+// host.
 #include "target/int96.h"
 
 #include <algorithm>

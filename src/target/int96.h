@@ -36,8 +36,8 @@ int64_t int96_to_int64(INT96 value);
 bool int96_is_negative(INT96 value);
 bool int96_is_zero(INT96 value);
 
-// --- Arithmetic. Results wrap to 96 bits. Constants have 64 bits at most, so that sums, differences, quotients and shifts to the
-// right of constants are exact, and the low 64 bits of a product are. ---
+// --- Arithmetic. Results wrap to 96 bits. Constants have 64 bits at most, so that sums, differences,
+// quotients and shifts to the right of constants are exact, and the low 64 bits of a product are. ---
 
 INT96 int96_negate(INT96 value);
 INT96 int96_add(INT96 a, INT96 b);
@@ -63,10 +63,12 @@ INT96 int96_shift_left(INT96 value, uint32_t places);
 // Shifts in the sign.
 INT96 int96_shift_right(INT96 value, uint32_t places);
 
-// As signed numbers. The value of an unsigned type is held zero-extended, so that this is the order of every type.
+// As signed numbers. The value of an unsigned type is held zero-extended, so that this is the order of every
+// type.
 std::strong_ordering int96_compare(INT96 a, INT96 b);
 
-// What an integer type of `bits` bits (1 to 96) keeps of the value: its low bits, extended by their sign or by zeros.
+// What an integer type of `bits` bits (1 to 96) keeps of the value: its low bits, extended by their sign or
+// by zeros.
 INT96 int96_truncate(INT96 value, uint32_t bits, bool is_unsigned);
 // The value is one of the type.
 bool int96_fits(INT96 value, uint32_t bits, bool is_unsigned);
@@ -80,9 +82,9 @@ bool int96_fits_unsigned32(INT96 value);
 bool int96_fits_signed64(INT96 value);
 bool int96_fits_unsigned64(INT96 value);
 
-// Reads decimal digits with an optional leading "-". Digits are gathered as a negative number, so that the most
-// negative value is exact; what does not fit wraps to 96 bits. Returns false, with the value of the digits read so
-// far, when another character comes or there is no digit.
+// Reads decimal digits with an optional leading "-". Digits are gathered as a negative number, so that the
+// most negative value is exact; what does not fit wraps to 96 bits. Returns false, with the value of the
+// digits read so far, when another character comes or there is no digit.
 bool int96_parse(std::string_view text, INT96& value);
 // Decimal text of the value as a signed number.
 std::string int96_text(INT96 value);

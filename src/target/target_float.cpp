@@ -1,7 +1,8 @@
 // See target_float.h. <charconv> rounds correctly and knows no locale.
 //
-// The host computes with the same two formats and the same rounding. It does not agree with the target on the sign of a NaN that
-// an operation makes, nor, after the compiler has exchanged the operands of a sum, on which NaN is kept; so NaNs are settled here.
+// The host computes with the same two formats and the same rounding. It does not agree with the target on the
+// sign of a NaN that an operation makes, nor, after the compiler has exchanged the operands of a sum, on
+// which NaN is kept; so NaNs are settled here.
 #include "target/target_float.h"
 
 #include <algorithm>
@@ -14,8 +15,8 @@ namespace pelorus {
 
 namespace {
 
-// from_chars leaves its result alone when the value is out of range. The place of the first digit that counts, moved by
-// the exponent, tells overflow from underflow.
+// from_chars leaves its result alone when the value is out of range. The place of the first digit that
+// counts, moved by the exponent, tells overflow from underflow.
 double out_of_range_value(std::string_view digits) {
     const size_t letter = std::min(digits.find_first_of("eE"), digits.size());
     int64_t place = 0;

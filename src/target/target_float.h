@@ -1,6 +1,6 @@
-// The target's floating-point values as nodes hold them, and their arithmetic: IEEE 754 single and double, rounding to nearest with ties to
-// even, subnormals kept. Results are those of the target's instructions, bit for bit; a NaN has a sign here and no payload, which is
-// all that the text of an FCON can say.
+// The target's floating-point values as nodes hold them, and their arithmetic: IEEE 754 single and double,
+// rounding to nearest with ties to even, subnormals kept. Results are those of the target's instructions, bit
+// for bit; a NaN has a sign here and no payload, which is all that the text of an FCON can say.
 #pragma once
 
 #include <compare>
@@ -20,8 +20,9 @@ struct TARGET_FLOAT {
 };
 static_assert(sizeof(TARGET_FLOAT) == 16);
 
-// Reads decimal text ("1.5e-3", "inf", "nan", a leading "-"), rounding to nearest. Text that is no number or goes on
-// behind it returns false and leaves 0. Out of range gives an infinity or a zero. Does not depend on the locale.
+// Reads decimal text ("1.5e-3", "inf", "nan", a leading "-"), rounding to nearest. Text that is no number or
+// goes on behind it returns false and leaves 0. Out of range gives an infinity or a zero. Does not depend on
+// the locale.
 bool target_float_parse(std::string_view text, TARGET_FLOAT& value);
 
 // Rounds to the format of `bytes` (4: IEEE single; any other: IEEE double).
@@ -32,7 +33,8 @@ std::string target_float_text(const TARGET_FLOAT& value);
 
 // --- Arithmetic in the format of `a`. Needs: both operands rounded to the same format. ---
 
-// An operation without a value makes the positive NaN; a NaN operand is the result, the first one if both are.
+// An operation without a value makes the positive NaN; a NaN operand is the result, the first one if both
+// are.
 TARGET_FLOAT target_float_add(const TARGET_FLOAT& a, const TARGET_FLOAT& b);
 TARGET_FLOAT target_float_subtract(const TARGET_FLOAT& a, const TARGET_FLOAT& b);
 TARGET_FLOAT target_float_multiply(const TARGET_FLOAT& a, const TARGET_FLOAT& b);
@@ -53,12 +55,13 @@ bool target_float_same(const TARGET_FLOAT& a, const TARGET_FLOAT& b);
 TARGET_FLOAT target_float_convert(const TARGET_FLOAT& value, uint32_t bytes);
 // From an integer of at most 64 bits, with one rounding.
 TARGET_FLOAT target_float_from_integer(INT96 value, uint32_t bytes);
-// Toward zero. False, with nothing stored, for NaNs and for what the integer type cannot hold: C leaves that undefined, and the target's
-// instructions and library do not agree about it.
+// Toward zero. False, with nothing stored, for NaNs and for what the integer type cannot hold: C leaves that
+// undefined, and the target's instructions and library do not agree about it.
 bool target_float_to_integer(const TARGET_FLOAT& value, uint32_t bits, bool is_unsigned, INT96& integer);
 // The value as an integer, when it is one of at most 64 bits.
 bool target_float_is_integer(const TARGET_FLOAT& value, INT96& integer);
-// True when 1 / value is exact, so that a division by it is a multiplication by that: powers of two whose reciprocals are normal.
+// True when 1 / value is exact, so that a division by it is a multiplication by that: powers of two whose
+// reciprocals are normal.
 bool target_float_exact_reciprocal(const TARGET_FLOAT& value, TARGET_FLOAT& reciprocal);
 
 } // namespace pelorus

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# All C++ of the project is as clang-format would have it, and no text file ends without a newline or has blanks at a line's end.
+# All C++ of the project is as clang-format would have it, and no text file ends without a newline or has
+# blanks at a line's end.
 set -euo pipefail
 cd "$1"
 git ls-files -- 'src/*.h' 'src/*.cpp' 'tools/*.h' 'tools/*.cpp' 'tests/*.h' 'tests/*.cpp' 'bench/*.cpp' |

@@ -1,5 +1,5 @@
-// Sample files for the tests of the reader: a base of types and symbols, a function around given records, and a file
-// that holds one of everything.
+// Sample files for the tests of the reader: a base of types and symbols, a function around given records, and
+// a file that holds one of everything.
 #pragma once
 
 #include "icode_bytes.h"

@@ -1,4 +1,5 @@
-// The reader on files made byte by byte: what good files mean, and that bad ones end with one message and status 1.
+// The reader on files made byte by byte: what good files mean, and that bad ones end with one message and
+// status 1.
 #include "icode/reader.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
-// The text form. Whatever the bytes are, text -> bytes gives them back; golden cases show what the text looks like.
+// The text form. Whatever the bytes are, text -> bytes gives them back; golden cases show what the text looks
+// like.
 //
 // PELORUS_REFRESH=1 in the environment writes the expected texts anew.
 #include "icode/text_form.h"

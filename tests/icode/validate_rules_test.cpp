@@ -1,4 +1,5 @@
-// Every rule of a file, broken once: a good file, and for each rule the small change that breaks it and no other.
+// Every rule of a file, broken once: a good file, and for each rule the small change that breaks it and no
+// other.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -329,7 +330,8 @@ TEST(ValidateRules, Limits) {
 
 // --- Any bytes ---
 
-// Whatever stands in a byte, and wherever the file stops: the validator comes to an end, and a cut file has a fault.
+// Whatever stands in a byte, and wherever the file stops: the validator comes to an end, and a cut file has a
+// fault.
 TEST(ValidateRules, AnyBytesWillDo) {
     const std::string good = assemble_icode(GOOD, "f.ict").bytes;
     VERDICT verdict;

@@ -1,4 +1,5 @@
-// What tests of the program representation share: a clean state, a type package with the usual types, short makers.
+// What tests of the program representation share: a clean state, a type package with the usual types, short
+// makers.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
 #!/bin/sh
-# scripts/fuzz-c with an optimizer that breaks programs at level 2 unless step 5 is left out: the difference must be found, laid to that step,
-# kept, and shown again by its replay; and a program without defined behaviour must not count.
+# scripts/fuzz-c with an optimizer that breaks programs at level 2 unless step 5 is left out: the difference
+# must be found, laid to that step, kept, and shown again by its replay; and a program without defined
+# behaviour must not count.
 #   fuzz_c.sh <folder of the tools> <root of the sources>
 tools=$(cd "$1" && pwd) || exit 1
 root=$2
@@ -34,7 +35,7 @@ seeds/seed-1/replay --bin bin > output && fail "the replay shows no difference"
 seeds/seed-1/replay --bin "$tools" > output || fail "the replay fails with tools that are right"
 
 cat > seeds/seed-1/program.c <<'END'
-#include <stdio.h>
+# include <stdio.h>
 int values[2], place = 2;
 int main(void) { int none; printf("checksum = %X\n", values[place] + none); return 0; }
 END

@@ -21,7 +21,8 @@ from concurrent.futures import ThreadPoolExecutor
 TIMEOUT = 60  # seconds; a run takes milliseconds, but the machine may be busy
 INTERESTING = bytes([0, 1, 2, 5, 35, 46, 94, 101, 105, 116, 126, 127, 128, 254, 255])
 
-# Program, its input, the statuses that it documents, and its arguments around the input's name. icode-val comes first.
+# Program, its input, the statuses that it documents, and its arguments around the input's name. icode-val
+# comes first.
 TARGETS = [
     ("icode-val", ".if", (0, 1), ["INPUT"]),
     ("pelorus", ".if", (0, 1), ["-o4", "--interleave", "--debug=verify", "INPUT", "OUTPUT"]),

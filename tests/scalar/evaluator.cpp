@@ -148,7 +148,8 @@ void store_bytes(MACHINE& machine, uint32_t address, uint32_t size, uint64_t val
         store_byte(machine, address + i, static_cast<uint8_t>(value));
 }
 
-// NaNs that no operation makes could be told apart by their bytes, which the target's instructions do not promise.
+// NaNs that no operation makes could be told apart by their bytes, which the target's instructions do not
+// promise.
 EVALUATED floating_of_bits(MACHINE& machine, const TYPE* type, uint64_t bits) {
     const double value = is_single(type)
                              ? static_cast<double>(std::bit_cast<float>(static_cast<uint32_t>(bits)))
@@ -330,7 +331,8 @@ EVALUATED divided(MACHINE& machine, int32_t op, const TYPE* type, WIDE a, WIDE b
 }
 
 EVALUATED float_binary(MACHINE& machine, int32_t op, const TYPE* type, double a, double b) {
-    // A double holds the sum, difference, product and quotient of two singles well enough that rounding them again is rounding once.
+    // A double holds the sum, difference, product and quotient of two singles well enough that rounding them
+    // again is rounding once.
     switch (op) {
     case OP_PLUS: return floating_value(type, a + b);
     case OP_MINUS: return floating_value(type, a - b);

@@ -1,7 +1,9 @@
-// Evaluates trees as docs/icode.md describes them, over a memory of its own: what the tests of the simplifier compare with.
+// Evaluates trees as docs/icode.md describes them, over a memory of its own: what the tests of the simplifier
+// compare with.
 //
-// Integers are computed in 128 bits and floating values by the host, so that nothing here rests on the folding that is being tested. What
-// the machine does not say counts as `undefined`: comparisons with such a run mean nothing.
+// Integers are computed in 128 bits and floating values by the host, so that nothing here rests on the
+// folding that is being tested. What the machine does not say counts as `undefined`: comparisons with such a
+// run mean nothing.
 #pragma once
 
 #include <cstdint>

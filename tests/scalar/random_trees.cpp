@@ -1,4 +1,5 @@
-// Random trees; see random_trees.h. They obey the rules for operands, so that the simplifier may rely on those.
+// Random trees; see random_trees.h. They obey the rules for operands, so that the simplifier may rely on
+// those.
 #include "random_trees.h"
 
 namespace pelorus {

@@ -7,7 +7,8 @@
 
 namespace pelorus {
 
-// The types and variables that trees are made of. Lives in the global zone, so that trees can be released without it.
+// The types and variables that trees are made of. Lives in the global zone, so that trees can be released
+// without it.
 struct TREE_WORLD {
     std::vector<TYPE*> arithmetic; // every integer type, bool, float and double
     std::vector<TYPE*> pointers;

@@ -1,6 +1,8 @@
-// Random trees mean the same after they were simplified, or reduced to their effects; and what the walks over trees cost.
+// Random trees mean the same after they were simplified, or reduced to their effects; and what the walks over
+// trees cost.
 //
-// PELORUS_RANDOM_TREES=n in the environment makes n trees in place of the usual number; PELORUS_RANDOM_SEED=n starts elsewhere.
+// PELORUS_RANDOM_TREES=n in the environment makes n trees in place of the usual number; PELORUS_RANDOM_SEED=n
+// starts elsewhere.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

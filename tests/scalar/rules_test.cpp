@@ -1,7 +1,9 @@
-// Every rule of the tree simplifier applies where it should, not where it must not, and keeps what the tree means.
+// Every rule of the tree simplifier applies where it should, not where it must not, and keeps what the tree
+// means.
 //
-// The cases of rule_cases.def become the statements of a unit in the text form, one function for each type. Each tree is simplified, the rules
-// that were applied are noted, and both trees are evaluated over boundary and random values of the variables.
+// The cases of rule_cases.def become the statements of a unit in the text form, one function for each type.
+// Each tree is simplified, the rules that were applied are noted, and both trees are evaluated over boundary
+// and random values of the variables.
 #include <gtest/gtest.h>
 
 #include <cstring>

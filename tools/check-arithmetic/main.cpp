@@ -1,9 +1,11 @@
-// check-arithmetic: prints what the target's arithmetic makes of many operands, for an oracle that computes the same by other means.
+// check-arithmetic: prints what the target's arithmetic makes of many operands, for an oracle that computes
+// the same by other means.
 //
 //   check-arithmetic integers|floats COUNT [SEED]
 //
-// One line an operation: its name, the operands, the result. Integers are 24 hexadecimal digits, floating values the bits of their format
-// (8 or 16 digits), a NaN that of the target's default payload. tests/target/oracle.py reads it.
+// One line an operation: its name, the operands, the result. Integers are 24 hexadecimal digits, floating
+// values the bits of their format (8 or 16 digits), a NaN that of the target's default payload.
+// tests/target/oracle.py reads it.
 //
 // Half of the operands lie at the edges of the types, where mistakes are, and half are random.
 #include <bit>
@@ -127,7 +129,8 @@ TARGET_FLOAT from_bits(uint64_t bits, uint32_t bytes) {
     return {value, bytes, 0};
 }
 
-// Exponents of interest: zero and subnormal, smallest normal, around 1, the sizes of the integer types, largest, infinities.
+// Exponents of interest: zero and subnormal, smallest normal, around 1, the sizes of the integer types,
+// largest, infinities.
 TARGET_FLOAT random_float(uint32_t bytes) {
     const uint32_t fraction_bits = bytes == 4 ? 23 : 52;
     const uint32_t bias = bytes == 4 ? 127 : 1023;

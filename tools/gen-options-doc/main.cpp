@@ -55,16 +55,16 @@ This file is printed by `gen-options-doc` from `src/driver/options.def`; change 
 
 - An option begins with `-`. The names below include that `-`; those that begin with `--` are names that begin
   with `-` themselves.
-- One word may hold several options: `-o2i10Z1` is `-o2 -i10 -Z1`. Where several names fit, the longest counts:
-  `-op1` is the mode of the file, not a level.
+- One word may hold several options: `-o2i10Z1` is `-o2 -i10 -Z1`. Where several names fit, the longest
+  counts: `-op1` is the mode of the file, not a level.
 - An argument stands right behind the name (`-o2`), or behind `=` (`--code_state=16`), or is the next word
   (`-o 2`). A number ends where its digits end; every other argument takes the rest of the word.
 - Numbers are decimal; those shown in hexadecimal are hexadecimal, with or without `0x`.
 - Enumerated values may be written in either case. So may names, but the optimizer warns: `-O2` must be `-o2`.
 - An option given twice counts with its last argument; a list option gathers all of them.
-- A missing argument, a number out of its range, a value that is none or a conflict ends the run with status 1.
-  A word, or the rest of a word, that begins with no known name is ignored without a message; `-#` in front of the
-  others shows on the standard output how each word is read.
+- A missing argument, a number out of its range, a value that is none or a conflict ends the run with status
+  1. A word, or the rest of a word, that begins with no known name is ignored without a message; `-#` in front
+  of the others shows on the standard output how each word is read.
 - The input file may carry option sets, and a function options of its own. The command line wins over the
   file's sets; a function's options replace the level, the inline threshold, the code size and the code state
   for that function, starting from the defaults, and may not take their arguments from a following word.
@@ -73,17 +73,17 @@ This file is printed by `gen-options-doc` from `src/driver/options.def`; change 
 constexpr const char* PSEUDO_OPTIONS = R"(
 ## Pseudo-options
 
-`--debug=` and `--disable=` take names, separated by `,`, that single passes ask for: `--debug=zalloc` sets the
-key `debug:zalloc` to 1, `--disable=downcounters` sets `disable:downcounters`. An item with `=` is a whole key
-and its value: `--debug=debug:unroll=4`. A name that nothing asks for has no effect; `docs/passes.md`
+`--debug=` and `--disable=` take names, separated by `,`, that single passes ask for: `--debug=zalloc` sets
+the key `debug:zalloc` to 1, `--disable=downcounters` sets `disable:downcounters`. An item with `=` is a whole
+key and its value: `--debug=debug:unroll=4`. A name that nothing asks for has no effect; `docs/passes.md`
 lists the names that something asks for.
 )";
 
 constexpr const char* OPTIONS_HEADING = R"(
 ## The options
 
-"Sets" names the word of `src/support/settings.h`, or what else the option acts on. An option marked † is read,
-checked and stored, but nothing acts on it yet, because what it steers is not built.
+"Sets" names the word of `src/support/settings.h`, or what else the option acts on. An option marked † is
+read, checked and stored, but nothing acts on it yet, because what it steers is not built.
 
 | Option | Argument | What it does | Sets | Code |
 |---|---|---|---|---|

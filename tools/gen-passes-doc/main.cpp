@@ -2,7 +2,8 @@
 //
 //   gen-passes-doc > docs/passes.md
 //
-// What a step is called, when it runs and whether it is built comes from the tables that the program itself runs by.
+// What a step is called, when it runs and whether it is built comes from the tables that the program itself
+// runs by.
 #include <cstdio>
 #include <span>
 
@@ -32,17 +33,17 @@ This file is printed by `gen-passes-doc` from the tables in `src/driver/`; chang
 
 ## The run
 
-1. **Phase 1** reads the whole file: its types, symbols and initializers, and each function once, whose storage is
-   released again at once. Then comes the file-level analysis.
+1. **Phase 1** reads the whole file: its types, symbols and initializers, and each function once, whose
+   storage is released again at once. Then comes the file-level analysis.
 2. **Pass 1.5**, at level 4 only, reads every function again and looks at all of them together.
-3. **Phase 2** writes the global declarations, takes the functions one at a time through the pipeline, and writes the
-   global definitions.
+3. **Phase 2** writes the global declarations, takes the functions one at a time through the pipeline, and
+   writes the global definitions.
 
-The functions come in the order of their declarations below level 3; from level 3 on in the reversed order of the call
-graph.
+The functions come in the order of their declarations below level 3; from level 3 on in the reversed order of
+the call graph.
 
-The **file-level analysis is not built**: the call graph is the list of defined functions in the order of the file, nothing
-is known of calls, nothing is inlined or suppressed, and every function is compiled.
+The **file-level analysis is not built**: the call graph is the list of defined functions in the order of the
+file, nothing is known of calls, nothing is inlined or suppressed, and every function is compiled.
 
 A step that is not built does nothing; the trace (`--trace`) names each one where it would have run.
 
@@ -78,7 +79,8 @@ Places in the run where something is called that is not built.
 constexpr const char* PSEUDO_OPTIONS_TEXT = R"(
 ## Pseudo-options
 
-All names that something asks for. `--debug=NAME` and `--disable=NAME` set them; `docs/options.md` has the rules.
+All names that something asks for. `--debug=NAME` and `--disable=NAME` set them; `docs/options.md` has the
+rules.
 
 | Key | What it does |
 |---|---|

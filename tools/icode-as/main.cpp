@@ -1,7 +1,7 @@
 // icode-as: makes an icode file of its text form.
 //
-// Exit status: 0 when the file was written, 1 when the text has an error, 2 when a file cannot be read or written or the
-// command line is wrong. Nothing is written unless all is well.
+// Exit status: 0 when the file was written, 1 when the text has an error, 2 when a file cannot be read or
+// written or the command line is wrong. Nothing is written unless all is well.
 #include <cstdio>
 #include <string>
 

@@ -1,9 +1,9 @@
 // Arrays of variable length, and memory of the stack.
 //
-// The lengths of a variably modified type are computed where the type is written, once each time control comes there, and
-// kept in temporaries. In icode such an array type is the open array of its innermost element of fixed size, and all
-// arithmetic on addresses is explicit. A variable of such a type is a pointer to memory that the code generator
-// takes from the stack.
+// The lengths of a variably modified type are computed where the type is written, once each time control
+// comes there, and kept in temporaries. In icode such an array type is the open array of its innermost
+// element of fixed size, and all arithmetic on addresses is explicit. A variable of such a type is a pointer
+// to memory that the code generator takes from the stack.
 #pragma once
 
 #include "body.h"
@@ -14,11 +14,12 @@ namespace pelorus {
 // Alignment of the memory that alloca gives, in bytes.
 constexpr uint32_t STACK_ALIGNMENT = 8;
 
-// The effects that compute the lengths in the type as it is written; typedef names have theirs already. Null: none.
+// The effects that compute the lengths in the type as it is written; typedef names have theirs already. Null:
+// none.
 NODE* lengths_of_type(BODY& body, clang::QualType type);
 
-// The size of an object in bytes, an unsigned number: an ICON but for arrays of variable length. 1 for void and functions,
-// which is what pointers to them are moved by.
+// The size of an object in bytes, an unsigned number: an ICON but for arrays of variable length. 1 for void
+// and functions, which is what pointers to them are moved by.
 NODE* size_of(BODY& body, clang::QualType type);
 
 // Makes the storage of an array variable and holds it.

@@ -5,8 +5,9 @@
 
 namespace pelorus {
 
-// A statement of assembly text. The format has no operands, so only a text that takes none can be kept; an empty text with
-// operands, which programs use to hide values from the compiler, moves the values through volatile memory.
+// A statement of assembly text. The format has no operands, so only a text that takes none can be kept; an
+// empty text with operands, which programs use to hide values from the compiler, moves the values through
+// volatile memory.
 void convert_assembly(BODY& body, const clang::AsmStmt* statement);
 
 } // namespace pelorus

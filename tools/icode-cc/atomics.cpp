@@ -121,7 +121,8 @@ NODE* pointed_value(const ATOMIC& atomic, NODE* pointer) {
                      atomic.type);
 }
 
-// 1 when the object held what `expected` points to and holds `desired` now; else 0, and `*expected` is what it held.
+// 1 when the object held what `expected` points to and holds `desired` now; else 0, and `*expected` is what
+// it held.
 NODE* compare_exchange(const ATOMIC& atomic, NODE* expected, NODE* desired) {
     BODY& body = atomic.body;
     const OPERAND pointer = operand_of(body, expected);

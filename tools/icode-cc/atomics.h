@@ -1,9 +1,9 @@
 // Atomic operations.
 //
-// The instructions for them differ between processors of the family, so each operation is a call of a function of the
-// compiler's library, `__sync_<operation>_<size>`, which picks the right ones when the program runs. These functions order
-// memory fully, which every weaker order asked for allows. Plain loads and stores of up to 4 bytes are
-// accesses of volatile objects with barriers around them.
+// The instructions for them differ between processors of the family, so each operation is a call of a
+// function of the compiler's library, `__sync_<operation>_<size>`, which picks the right ones when the
+// program runs. These functions order memory fully, which every weaker order asked for allows. Plain loads
+// and stores of up to 4 bytes are accesses of volatile objects with barriers around them.
 //
 // Objects of 1, 2, 4 and 8 bytes can be worked on. The others are refused.
 #pragma once

@@ -1,7 +1,8 @@
 // The function that is being converted.
 //
-// Its statements gather in a list of records, so that the symbols of the whole body can be written before them: one level-2
-// symbol a variable, whatever the block that declares it. Labels and calls get their final numbers when the list is written.
+// Its statements gather in a list of records, so that the symbols of the whole body can be written before
+// them: one level-2 symbol a variable, whatever the block that declares it. Labels and calls get their final
+// numbers when the list is written.
 #pragma once
 
 #include "clang/AST/Stmt.h"

@@ -1,6 +1,7 @@
 // Trees: the shapes that the conversion puts together.
 //
-// Every function returns a new node of the function zone. A tree is used once; whoever needs it twice copies it.
+// Every function returns a new node of the function zone. A tree is used once; whoever needs it twice copies
+// it.
 #pragma once
 
 #include "llvm/ADT/APFloat.h"
@@ -27,8 +28,8 @@ bool is_integer_constant(const NODE* node);
 bool has_effects(const NODE* tree);      // an assignment or a call is in it
 bool is_zero_constant(const NODE* node); // an ICON of value 0
 
-// `value` converted: between arithmetic types, between pointers and 32-bit integers. A conversion to the same representation
-// gives the tree itself.
+// `value` converted: between arithmetic types, between pointers and 32-bit integers. A conversion to the same
+// representation gives the tree itself.
 NODE* arithmetic_conversion(NODE* value, TYPE* type);
 // A pointer as a pointer of another type: changes the type of a fresh address in place.
 NODE* pointer_conversion(NODE* pointer, TYPE* type);

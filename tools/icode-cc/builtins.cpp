@@ -1,7 +1,7 @@
 // Builtin functions of the GNU dialect; see expressions.h.
 //
-// 1. What clang can evaluate is a constant. 2. Some are written out here. 3. Those that the C library or the compiler's
-// library has are calls of it. 4. The rest is refused by name.
+// 1. What clang can evaluate is a constant. 2. Some are written out here. 3. Those that the C library or the
+// compiler's library has are calls of it. 4. The rest is refused by name.
 #include "clang/Basic/Builtins.h"
 
 #include "arrays.h"

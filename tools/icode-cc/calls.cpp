@@ -1,7 +1,7 @@
 // Calls and the walk over unnamed arguments; see expressions.h.
 //
-// `va_list` is the EABI's: a structure whose one member points to the next argument. `va_arg` takes a 4-byte slot, or slots
-// that begin at a multiple of 8 for types that want it.
+// `va_list` is the EABI's: a structure whose one member points to the next argument. `va_arg` takes a 4-byte
+// slot, or slots that begin at a multiple of 8 for types that want it.
 #include "clang/Basic/Builtins.h"
 
 #include "expressions.h"

@@ -12,7 +12,8 @@ using namespace clang;
 
 namespace {
 
-// The alignment in bytes that an object certainly has: members of packed structures may have less than their type wants.
+// The alignment in bytes that an object certainly has: members of packed structures may have less than their
+// type wants.
 uint64_t certain_alignment(const ASTContext& ast, const Expr* object) {
     object = object->IgnoreParens();
     const auto own = static_cast<uint64_t>(ast.getTypeAlignInChars(object->getType()).getQuantity());

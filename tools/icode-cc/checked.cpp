@@ -1,7 +1,8 @@
 // Arithmetic that tells whether it overflows: `__builtin_add_overflow` and its kin; see expressions.h.
 //
-// 1. Operands of at most 32 bits are computed with in 64 bits. 2. Operands and result of one type of 64 bits are computed with
-// in that type, and the result is compared with the operands. 3. Any other mixture is computed with in 64 bits and a sign.
+// 1. Operands of at most 32 bits are computed with in 64 bits. 2. Operands and result of one type of 64 bits
+// are computed with in that type, and the result is compared with the operands. 3. Any other mixture is
+// computed with in 64 bits and a sign.
 #include "clang/Basic/Builtins.h"
 
 #include "operands.h"
@@ -96,7 +97,8 @@ NODE* signed_overflow(BODY& body, OPCODE op, const CHECKED& c, SYMBOL* result) {
                              least, test(body, OP_NEQ, quotient, c.right.use()));
         return test(body, OP_ANDAND, test(body, OP_NEQ, c.left.use(), zero_constant(type)), wrong);
     }
-    // The sign of the result differs from both operands' (sum), or the operands differ and it differs from the left one's.
+    // The sign of the result differs from both operands' (sum), or the operands differ and it differs from
+    // the left one's.
     NODE* first = new_binary(OP_XORB, type, c.left.use(), op == OP_PLUS ? use_local(result) : c.right.use());
     NODE* second = new_binary(OP_XORB, type, op == OP_PLUS ? c.right.use() : c.left.use(), use_local(result));
     return test(body, OP_LT, new_binary(OP_ANDB, type, first, second), zero_constant(type));

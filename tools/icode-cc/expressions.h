@@ -1,7 +1,7 @@
 // Expressions.
 //
-// Each function gives a tree; what cannot be a tree, such as a loop in a statement expression, is emitted before by
-// `emit_inner_statements`.
+// Each function gives a tree; what cannot be a tree, such as a loop in a statement expression, is emitted
+// before by `emit_inner_statements`.
 #pragma once
 
 #include "body.h"
@@ -9,8 +9,8 @@
 
 namespace pelorus {
 
-// The value: a scalar, a structure (an lvalue tree or a call), or for void expressions the effects (a zero when there
-// are none).
+// The value: a scalar, a structure (an lvalue tree or a call), or for void expressions the effects (a zero
+// when there are none).
 NODE* value_of(BODY& body, const clang::Expr* expression);
 
 // The object that an lvalue expression denotes. Strings and compound literals are lvalues.
@@ -25,8 +25,8 @@ NODE* condition_of(BODY& body, const clang::Expr* expression);
 // The constant that a side-effect-free scalar expression is, or null.
 NODE* constant_of(BODY& body, const clang::Expr* expression);
 
-// Emits the statements of statement expressions that no tree can hold and keeps their values in temporaries. To be called
-// for each full expression before its tree is made.
+// Emits the statements of statement expressions that no tree can hold and keeps their values in temporaries.
+// To be called for each full expression before its tree is made.
 void emit_inner_statements(BODY& body, const clang::Expr* expression);
 
 // A local or, with `value`, the tree that assigns to a new temporary.

@@ -1,7 +1,7 @@
 // The initial values of objects in functions; see expressions.h.
 //
-// 1. A large constant value becomes a static object that is copied. 2. A large object that is given in part is cleared and then
-// assigned element by element. 3. Others are assigned element by element, zeros included.
+// 1. A large constant value becomes a static object that is copied. 2. A large object that is given in part
+// is cleared and then assigned element by element. 3. Others are assigned element by element, zeros included.
 #include "clang/AST/Attr.h"
 
 #include "expressions.h"

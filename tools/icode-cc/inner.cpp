@@ -1,9 +1,10 @@
 // Statement expressions, `({ ... })`; see expressions.h.
 //
-// One that holds only declarations and expressions becomes a COMMAOP chain in place. Any other is emitted as statements
-// before the expression that it stands in, and its value kept in a temporary. C leaves the order of operands open, so this
-// changes nothing that a program may rely on, except where operands are evaluated conditionally or in turn: such an
-// operator (`&&`, `||`, `?:`, the comma) that holds one on its later side is turned into statements as well.
+// One that holds only declarations and expressions becomes a COMMAOP chain in place. Any other is emitted as
+// statements before the expression that it stands in, and its value kept in a temporary. C leaves the order
+// of operands open, so this changes nothing that a program may rely on, except where operands are evaluated
+// conditionally or in turn: such an operator (`&&`, `||`, `?:`, the comma) that holds one on its later side
+// is turned into statements as well.
 #include "clang/AST/Attr.h"
 
 #include "expressions.h"

@@ -2,13 +2,14 @@
 //
 //   icode-cc [options of the clang driver] input.c -o out.if
 //
-// 1. The words of the command line go through clang's own driver, so search paths, -I, -D, -U, -std, -W, -f, -include and the
-// options for dependency files mean what they mean there. -O is left out, since it is the optimizer's: no macro tells it.
+// 1. The words of the command line go through clang's own driver, so search paths, -I, -D, -U, -std, -W, -f,
+// -include and the options for dependency files mean what they mean there. -O is left out, since it is the
+// optimizer's: no macro tells it.
 // 2. clang parses and checks the whole file. 3. The declarations are converted (unit.h) into an unnamed file.
 // 4. It is copied to the output when nothing was refused, so there is never half an output.
 //
-// With -E, -M or -MM it does what clang does. What has no icode is refused with its place: assembly with operands,
-// complex numbers, vectors.
+// With -E, -M or -MM it does what clang does. What has no icode is refused with its place: assembly with
+// operands, complex numbers, vectors.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -82,7 +83,8 @@ void write_copies(UNIT& unit) {
     }
 }
 
-// Goes over the file in source order until nothing new is needed: a definition may be needed only by a later one.
+// Goes over the file in source order until nothing new is needed: a definition may be needed only by a later
+// one.
 void write_definitions(UNIT& unit) {
     std::vector<const Decl*> waiting;
     for (const Decl* decl : unit.ast->getTranslationUnitDecl()->decls())

@@ -1,8 +1,8 @@
 // Static objects; see objects.h.
 //
-// A value is laid out as a list of typed constants in order of their offsets. Zeros and gaps are skipped. The bits of
-// bit-fields gather in whole bytes, which are written as unsigned integers. Arrays of characters become strings, cut
-// into pieces that fit a record.
+// A value is laid out as a list of typed constants in order of their offsets. Zeros and gaps are skipped. The
+// bits of bit-fields gather in whole bytes, which are written as unsigned integers. Arrays of characters
+// become strings, cut into pieces that fit a record.
 #include "objects.h"
 
 #include "clang/AST/Attr.h"

@@ -11,7 +11,8 @@ void write_variable(UNIT& unit, const clang::VarDecl* definition);
 // Leaves a variable that has an initializer to `write_pending_objects`.
 void queue_variable(UNIT& unit, const clang::VarDecl* definition);
 
-// Writes the initializers of the objects that conversions left in `pending_objects`; these may leave further ones.
+// Writes the initializers of the objects that conversions left in `pending_objects`; these may leave further
+// ones.
 // Needs: between functions.
 void write_pending_objects(UNIT& unit);
 

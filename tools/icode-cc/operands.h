@@ -5,7 +5,8 @@
 
 namespace pelorus {
 
-// An operand that the tree mentions several times: a constant, or a temporary with the assignment that fills it.
+// An operand that the tree mentions several times: a constant, or a temporary with the assignment that fills
+// it.
 struct OPERAND {
     NODE* assignment; // null when there is nothing to do before
     NODE* value;

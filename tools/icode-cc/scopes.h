@@ -1,9 +1,10 @@
 // Scopes that cannot simply be left.
 //
-// An array of variable length gives its memory back when its scope ends, and a variable with the attribute cleanup is
-// handed to its function. Such a local is "held" from its declaration to the end of its block. The held locals form a
-// tree, in which each one knows the one that was in force where it was declared; `BODY::held` is the one in force now.
-// A way out of a scope walks from there to the one that is in force at its target.
+// An array of variable length gives its memory back when its scope ends, and a variable with the attribute
+// cleanup is handed to its function. Such a local is "held" from its declaration to the end of its block. The
+// held locals form a tree, in which each one knows the one that was in force where it was declared;
+// `BODY::held` is the one in force now. A way out of a scope walks from there to the one that is in force at
+// its target.
 #pragma once
 
 #include "body.h"
@@ -19,8 +20,8 @@ bool is_held(const UNIT& unit, const clang::VarDecl* variable);
 // Before the body is converted.
 void survey_body(BODY& body, const clang::Stmt* statement);
 
-// Emits what is to be done on a way from here to where `target` is in force, an ancestor of `body.held` or null.
-// `returns`: the function ends, which releases memory by itself.
+// Emits what is to be done on a way from here to where `target` is in force, an ancestor of `body.held` or
+// null. `returns`: the function ends, which releases memory by itself.
 void release_scopes(BODY& body, const clang::VarDecl* target, bool returns = false);
 
 // A return from here has cleanup functions to call.

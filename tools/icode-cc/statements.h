@@ -21,7 +21,8 @@ void convert_goto(BODY& body, const clang::LabelDecl* label);
 // The number of a label of `goto`.
 uint32_t label_of(BODY& body, const clang::LabelDecl* label);
 
-// Enters the static variables of a declaration in a function; their initializers are written after the function.
+// Enters the static variables of a declaration in a function; their initializers are written after the
+// function.
 void convert_static_variables(BODY& body, const clang::DeclStmt* statement);
 
 } // namespace pelorus

@@ -1,11 +1,12 @@
 // Symbols of the file: functions, variables and the objects that have no name in the source.
 //
-// A symbol is made when something first names it. What is defined in the file is written when something needs it: the
-// external definitions at once, static ones and inline functions when something refers to them.
+// A symbol is made when something first names it. What is defined in the file is written when something needs
+// it: the external definitions at once, static ones and inline functions when something refers to them.
 //
-// An inline definition that is not the external one (C99 `inline` without `extern`, GNU `extern inline`) leaves the external
-// name undefined here. Calls of such a function go to a copy of its body, a static function `_name$inline`, which the
-// optimizer can expand; its address is always that of the external function.
+// An inline definition that is not the external one (C99 `inline` without `extern`, GNU `extern inline`)
+// leaves the external name undefined here. Calls of such a function go to a copy of its body, a static
+// function `_name$inline`, which the optimizer can expand; its address is always that of the external
+// function.
 #pragma once
 
 #include "types.h"

@@ -1,11 +1,12 @@
 // Types: from clang's to icode's; see types.h.
 //
-// A structure's type is entered in the map before its members are made, since they may point to it. Its size is known
-// from the start, so types that contain it may be made in between.
+// A structure's type is entered in the map before its members are made, since they may point to it. Its size
+// is known from the start, so types that contain it may be made in between.
 //
-// A bit-field's container is the smallest naturally aligned unsigned integer that holds the field and lies in the
-// structure. Fields of packed structures may straddle such units; they get the smallest integer from the field's first
-// byte on, or the last one that ends with the structure, or they are cut into pieces (pieces.h).
+// A bit-field's container is the smallest naturally aligned unsigned integer that holds the field and lies in
+// the structure. Fields of packed structures may straddle such units; they get the smallest integer from the
+// field's first byte on, or the last one that ends with the structure, or they are cut into pieces
+// (pieces.h).
 #include "types.h"
 
 #include "clang/AST/Attr.h"
@@ -153,7 +154,8 @@ TYPE_PART* add_member(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, con
     return unit.types.add_member(list.type, name.c_str(), place.type, place.offset, ++list.last_key, &where);
 }
 
-// As few pieces as can be: each takes all bits that some integer in the structure holds together with its lowest one.
+// As few pieces as can be: each takes all bits that some integer in the structure holds together with its
+// lowest one.
 void add_pieces(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, BITS rest) {
     std::vector<PIECE>& pieces = unit.pieces[field];
     const bool is_signed = field->getType()->isSignedIntegerOrEnumerationType();
@@ -219,8 +221,8 @@ TYPE* record_type(UNIT& unit, const RecordDecl* declared) {
     return type;
 }
 
-// Accesses of atomic objects happen as often as they are written, as those of volatile ones. A structure that atomic access
-// pads has no description.
+// Accesses of atomic objects happen as often as they are written, as those of volatile ones. A structure that
+// atomic access pads has no description.
 TYPE* atomic_type(UNIT& unit, const AtomicType* atomic) {
     const QualType value = atomic->getValueType();
     if (unit.ast->getTypeSize(atomic) != unit.ast->getTypeSize(value))
@@ -289,7 +291,8 @@ TYPE* function_type(UNIT& unit, QualType type, uint32_t attributes) {
     if (prototype)
         for (const QualType parameter : prototype->param_types())
             parameters.push_back(icode_type(unit, parameter));
-    // A parameter's type may have made the same function type meanwhile, through a structure that points to it.
+    // A parameter's type may have made the same function type meanwhile, through a structure that points to
+    // it.
     TYPE*& place = unit.function_types[{canonical.getAsOpaquePtr(), attributes}];
     if (place) return place;
     TYPE* made = unit.types.make_function(result, prototype != nullptr, prototype && prototype->isVariadic(),

@@ -5,8 +5,8 @@
 
 namespace pelorus {
 
-// The icode type of a complete or incomplete C type, qualifiers included and typedef names looked through. Refuses types that
-// icode cannot describe and answers int for them.
+// The icode type of a complete or incomplete C type, qualifiers included and typedef names looked through.
+// Refuses types that icode cannot describe and answers int for them.
 TYPE* icode_type(UNIT& unit, clang::QualType type);
 
 // The type of a function with these FA_ bits on top of those that its type has.

@@ -1,8 +1,8 @@
 // The translation unit that icode-cc converts: what its files share.
 //
-// clang parses the whole file first; then the conversion walks the declarations. `UNIT` holds the maps from clang's
-// declarations and types to icode's symbols and types, which are made when something first needs them. So only what
-// the file uses of its headers gets into the output.
+// clang parses the whole file first; then the conversion walks the declarations. `UNIT` holds the maps from
+// clang's declarations and types to icode's symbols and types, which are made when something first needs
+// them. So only what the file uses of its headers gets into the output.
 #pragma once
 
 #include <cstdint>
@@ -70,8 +70,8 @@ struct UNIT {
     bool refused = false;
 };
 
-// Reports that the file uses something that has no icode, at `place` or, without one, at `here`. The conversion goes on, so
-// that one run reports everything; the output is deleted at its end.
+// Reports that the file uses something that has no icode, at `place` or, without one, at `here`. The
+// conversion goes on, so that one run reports everything; the output is deleted at its end.
 void refuse(UNIT& unit, clang::SourceLocation place, const std::string& what);
 inline void refuse(UNIT& unit, const std::string& what) { refuse(unit, unit.here, what); }
 

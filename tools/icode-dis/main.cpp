@@ -1,7 +1,7 @@
 // icode-dis: prints an icode file in its text form, which icode-as turns into the same bytes again.
 //
-// Exit status: 0 when all records were understood, 1 when there were unknown or damaged ones, 2 when a file cannot be read or
-// written or the command line is wrong.
+// Exit status: 0 when all records were understood, 1 when there were unknown or damaged ones, 2 when a file
+// cannot be read or written or the command line is wrong.
 #include <cstdio>
 #include <string>
 

@@ -73,8 +73,8 @@ bool is_homogeneous(const TYPE* csu, HOMOGENEOUS& found) {
            found.count * ltype_bits(found.element) == uint64_t(csu->size) * 8;
 }
 
-// The alignment that the members give a structure, without what attributes of the structure add: the convention
-// places arguments by it.
+// The alignment that the members give a structure, without what attributes of the structure add: the
+// convention places arguments by it.
 uint32_t alignment_of_members(const TYPE* csu) {
     uint32_t align = 1;
     if (csu->layouts_seen & (1u << LAYOUT_PACKED)) return align;

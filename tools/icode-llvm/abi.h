@@ -1,15 +1,15 @@
 // Types and the calling convention: how values of icode's types look in LLVM IR and travel through calls.
 //
-// The convention is the EABI's with floating-point registers (AAPCS-VFP). LLVM assigns registers and stack slots to
-// scalars; what is decided here is how structures become scalars. A structure
+// The convention is the EABI's with floating-point registers (AAPCS-VFP). LLVM assigns registers and stack
+// slots to scalars; what is decided here is how structures become scalars. A structure
 //   that is empty                                 is not passed at all
 //   of 1 to 4 floats or doubles and nothing else  travels as that array, in floating-point registers
 //   of up to 64 bytes                             is passed as an array of words or double words
 //   that is larger                                is passed as a copy in memory
 //   of up to 4 bytes                              is returned as one integer
 //   that is larger                                is returned through a pointer to memory of the caller
-// A variadic function follows the base convention, which knows no floating-point registers. LLVM sees to that for
-// scalars; for structures the second row is left out.
+// A variadic function follows the base convention, which knows no floating-point registers. LLVM sees to that
+// for scalars; for structures the second row is left out.
 //
 // Reference: Procedure Call Standard for the Arm Architecture, sections 6 and 7.
 #pragma once
@@ -24,8 +24,8 @@ namespace pelorus {
 // The LLVM type of a value.
 enum class LTYPE : uint8_t { VOID, I1, I8, I16, I32, I64, FLOAT, DOUBLE, PTR, MEMORY, NONE };
 
-// `MEMORY` for structures, unions, arrays and functions, whose values are handled by their address; `NONE` for types
-// that have no values here (complex numbers, pointers to members). bool is I8, 0 or 1.
+// `MEMORY` for structures, unions, arrays and functions, whose values are handled by their address; `NONE`
+// for types that have no values here (complex numbers, pointers to members). bool is I8, 0 or 1.
 LTYPE ltype_of(const TYPE* type);
 // "i32"; MEMORY and PTR are "ptr".
 const char* ltype_text(LTYPE type);

@@ -1,4 +1,5 @@
-// Conversions, operators and comparisons on values: wrap-around integers, IEEE floating point, pointers in bytes.
+// Conversions, operators and comparisons on values: wrap-around integers, IEEE floating point, pointers in
+// bytes.
 #include "emitter.h"
 
 #include <algorithm>

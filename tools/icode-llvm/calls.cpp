@@ -34,8 +34,8 @@ bool has_effects(const NODE* tree) {
     return false;
 }
 
-// The memory form of a structure argument. LLVM copies it when the call is made, which is too late when an argument
-// that is evaluated in between changes the structure.
+// The memory form of a structure argument. LLVM copies it when the call is made, which is too late when an
+// argument that is evaluated in between changes the structure.
 std::string argument_in_memory(EMITTER& emitter, const PASSING& passing, const VALUE& value, uint32_t size,
                                bool copy) {
     if (!copy && !value.is_volatile && value.align >= passing.align) return value.text;
@@ -104,7 +104,8 @@ const char* call_attributes(const SYMBOL* symbol, const TYPE* function_type) {
     return no_return ? " #2" : "";
 }
 
-// What stands between "call" and the callee: the result's type, or for a callee that takes "..." its whole type.
+// What stands between "call" and the callee: the result's type, or for a callee that takes "..." its whole
+// type.
 std::string call_type(const PASSING& result, const TYPE* function_type) {
     std::string type = joined(result.extension, result.type);
     if (result.how == PASSED::NOT_AT_ALL || result.how == PASSED::IN_MEMORY) type = "void";

@@ -1,7 +1,8 @@
 // The function being translated: its blocks, its variables, and the operations that all translations use.
 //
-// Every variable is a stack slot made in the entry block when it is first referred to. Instructions go to the open
-// block; when none is open, because control has left, the code up to the next label cannot be reached and is dropped.
+// Every variable is a stack slot made in the entry block when it is first referred to. Instructions go to the
+// open block; when none is open, because control has left, the code up to the next label cannot be reached
+// and is dropped.
 #pragma once
 
 #include <string>
@@ -151,7 +152,8 @@ VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from,
 
 // --- Functions that the code generator knows (generator.cpp) ---
 
-// Translates a call of such a function and sets its value; false when `callee`, perhaps null, is no such function.
+// Translates a call of such a function and sets its value; false when `callee`, perhaps null, is no such
+// function.
 bool emit_known_call(EMITTER& emitter, const NODE* tree, const SYMBOL* callee, VALUE& value);
 
 // --- Statements (statements.cpp) ---

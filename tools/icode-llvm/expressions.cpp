@@ -1,7 +1,8 @@
 // Values of expressions.
 //
-// Long chains of operators lean to the left, so the way down the left operands is a loop: the operators that evaluate
-// their left operand first are collected, and each is finished once its left operand's value is there.
+// Long chains of operators lean to the left, so the way down the left operands is a loop: the operators that
+// evaluate their left operand first are collected, and each is finished once its left operand's value is
+// there.
 #include "emitter.h"
 
 #include <cstring>

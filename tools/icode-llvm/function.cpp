@@ -1,7 +1,7 @@
 // One function: its head, its parameters, its statements.
 //
-// A parameter is read only to be copied into its home, so a scalar one is used as it comes; one that is assigned to or
-// whose address is taken all the same gets a slot, as structures do.
+// A parameter is read only to be copied into its home, so a scalar one is used as it comes; one that is
+// assigned to or whose address is taken all the same gets a slot, as structures do.
 #include "emitter.h"
 
 #include <algorithm>

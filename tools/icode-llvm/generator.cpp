@@ -1,7 +1,8 @@
 // Calls of functions that the code generator knows by their names: they become instructions, not calls.
 //
-// Those with names of their own stand for what has no opcode. Of the library's functions, which also may be called, the ones
-// that count bits do what an instruction does, and copies of a known number of bytes need not be calls.
+// Those with names of their own stand for what has no opcode. Of the library's functions, which also may be
+// called, the ones that count bits do what an instruction does, and copies of a known number of bytes need
+// not be calls.
 #include "emitter.h"
 
 namespace pelorus {
@@ -78,7 +79,8 @@ VALUE ones_of_long(EMITTER& emitter, const TREE_LIST& arguments) {
     return count_bits(emitter, arguments[0], "ctpop", LTYPE::I64, false);
 }
 
-// `memcpy`, `memmove` and `memset` of a constant number of bytes; false for other calls. Nothing is known of the alignment.
+// `memcpy`, `memmove` and `memset` of a constant number of bytes; false for other calls. Nothing is known of
+// the alignment.
 bool emit_block_call(EMITTER& emitter, const NODE* tree, const SYMBOL* callee, VALUE& value) {
     std::string_view name = callee->name;
     bool sets = name == "_memset";

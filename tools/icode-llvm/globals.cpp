@@ -1,8 +1,8 @@
 // Variables: their initializers as bytes and addresses, aliases, constructors, and what other modules define.
 //
-// An initializer's items are laid into the object one after another. Here they become chunks, of which each is a run
-// of bytes or one address; what lies between chunks is zero. The variable's LLVM type is made to fit: a byte array
-// when there are only bytes, else a packed structure of arrays and pointers.
+// An initializer's items are laid into the object one after another. Here they become chunks, of which each
+// is a run of bytes or one address; what lies between chunks is zero. The variable's LLVM type is made to
+// fit: a byte array when there are only bytes, else a packed structure of arrays and pointers.
 #include <algorithm>
 #include <cstring>
 

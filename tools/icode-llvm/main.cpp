@@ -2,10 +2,12 @@
 //
 //     icode-llvm input.if [-o output.ll] [--pic]
 //
-// The translation is plain: a variable is a stack slot, arithmetic wraps around, and nothing is promised to the code
-// generator that icode does not promise. So what a program costs is what the optimizer before made of it.
+// The translation is plain: a variable is a stack slot, arithmetic wraps around, and nothing is promised to
+// the code generator that icode does not promise. So what a program costs is what the optimizer before made
+// of it.
 //
-// It works function by function while the file is read. It does not optimize, and it does not carry source positions.
+// It works function by function while the file is read. It does not optimize, and it does not carry source
+// positions.
 #include <pthread.h>
 
 #include <cstdio>
@@ -19,8 +21,8 @@ namespace pelorus {
 
 namespace {
 
-// Right operands nest up to 10,000 deep in a file, and each level takes a few stack frames; with sanitizers they are
-// large.
+// Right operands nest up to 10,000 deep in a file, and each level takes a few stack frames; with sanitizers
+// they are large.
 constexpr size_t STACK_BYTES = size_t(1) << 29;
 
 struct OPTIONS {

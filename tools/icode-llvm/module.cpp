@@ -33,8 +33,8 @@ std::string_view object_name(const SYMBOL* symbol) {
 
 bool is_internal(const SYMBOL* symbol) { return symbol->storage_class == SC_STATIC; }
 
-// Names are shared by all symbols that mean the same object; only internal ones that happen to have the same name
-// are told apart.
+// Names are shared by all symbols that mean the same object; only internal ones that happen to have the same
+// name are told apart.
 void assign_names(MODULE& module) {
     std::unordered_set<std::string> taken;
     for (const SYMBOL* symbol : *module.symbols)

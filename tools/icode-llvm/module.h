@@ -1,4 +1,5 @@
-// The LLVM module being put together: names of globals, string literals, declarations, and the text of the functions.
+// The LLVM module being put together: names of globals, string literals, declarations, and the text of the
+// functions.
 //
 // All text is kept until the unit is complete, so that a unit that cannot be translated leaves no output.
 #pragma once

@@ -1,7 +1,8 @@
 // Objects: where they are, how they are read and written.
 //
-// The alignment of an access is what the way to the object proves: that of the variable or of the type behind the
-// pointer, lowered by each member's offset. A pointer whose own alignment is known to be less lowers it further.
+// The alignment of an access is what the way to the object proves: that of the variable or of the type behind
+// the pointer, lowered by each member's offset. A pointer whose own alignment is known to be less lowers it
+// further.
 //
 // A bit-field is read and written through its container, an unsigned integer at the member's offset:
 //
@@ -75,7 +76,8 @@ VALUE load_container(EMITTER& emitter, const PLACE& place) {
                      ltype_text(place.container), ", ptr ", place.address, ", align ", place.align);
 }
 
-// The value of the field whose bits are the lowest `place.width` of `bits` after a shift, as the declared type.
+// The value of the field whose bits are the lowest `place.width` of `bits` after a shift, as the declared
+// type.
 VALUE extract_field(EMITTER& emitter, const PLACE& place, const VALUE& bits, uint32_t shift) {
     const char* type = ltype_text(place.container);
     bool is_signed = type_is_signed(place.type);

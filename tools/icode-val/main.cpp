@@ -1,7 +1,7 @@
 // icode-val: says where icode files break the rules of docs/icode.md.
 //
-// One line a fault, and a second one with the statement where there is one. Exit status: 0 when no file has a fault, 1 when one has,
-// 2 when one cannot be read or the command line is wrong.
+// One line a fault, and a second one with the statement where there is one. Exit status: 0 when no file has a
+// fault, 1 when one has, 2 when one cannot be read or the command line is wrong.
 #include <charconv>
 #include <cstdio>
 #include <string>

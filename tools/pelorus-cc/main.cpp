@@ -2,8 +2,8 @@
 //
 //     pelorus-cc -O2 prog.c -o prog
 //
-// It reads the command line (command.cpp) and runs the other programs (steps.cpp). The optimizer's levels are -O0 to
-// -O4; everything else is as a makefile expects it from a C compiler.
+// It reads the command line (command.cpp) and runs the other programs (steps.cpp). The optimizer's levels are
+// -O0 to -O4; everything else is as a makefile expects it from a C compiler.
 #include <cstdio>
 
 #include "command.h"

@@ -2,9 +2,9 @@
 //
 //     x.c -> icode-cc -> x.if -> pelorus -> x.opt -> icode-llvm -> x.ll -> llc -> x.o -> linker
 //
-// A file enters the chain where its kind says and leaves it where the command says. Files in between lie in the
-// temporary directory. Each step that ran can leave a line in a time report. An output that a failed step may have
-// begun is removed.
+// A file enters the chain where its kind says and leaves it where the command says. Files in between lie in
+// the temporary directory. Each step that ran can leave a line in a time report. An output that a failed step
+// may have begun is removed.
 #include "steps.h"
 
 #include <unistd.h>
@@ -56,8 +56,8 @@ void report_time(const COMMAND& command, const WORDS& words, double seconds, con
     fclose(report);
 }
 
-// Runs one step; true when it succeeded. `source` is the file that the work began with, `output` the file that the
-// step writes; both may be "".
+// Runs one step; true when it succeeded. `source` is the file that the work began with, `output` the file
+// that the step writes; both may be "".
 bool run_step(const COMMAND& command, const WORDS& words, const std::string& source,
               const std::string& output) {
     if (command.show || command.verbose) print_step(words);
@@ -77,7 +77,8 @@ std::string temporary_file(const CHAIN& chain, const char* extension) {
     return temporary_directory(chain.command.kept_temporaries, chain.command.show) + chain.base + extension;
 }
 
-// The file that the command asks for: its -o, or the input's name with another extension in the current directory.
+// The file that the command asks for: its -o, or the input's name with another extension in the current
+// directory.
 std::string asked_output(const CHAIN& chain, const char* extension) {
     if (!chain.command.output.empty()) return chain.command.output;
     return base_name(chain.input.text) + extension;

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Calls between code of pelorus-cc and code of clang, each on both sides: all four programs must find nothing wrong.
-# Usage: abi.sh BIN-DIRECTORY
+# Calls between code of pelorus-cc and code of clang, each on both sides: all four programs must find nothing
+# wrong. Usage: abi.sh BIN-DIRECTORY
 set -eu
 bin=$1
 source=$(dirname "$0")

@@ -20,8 +20,8 @@ run() { qemu-arm -L /usr/arm-linux-gnueabihf "$@"; }
 mkdir inc sub
 echo '#define GREETING "hello"' >inc/greeting.h
 cat >main.c <<'C'
-#include <stdio.h>
-#include <greeting.h>
+# include <stdio.h>
+# include <greeting.h>
 extern double twice(double);
 extern int plus_one(int);
 int main(int argc, char **argv) { printf("%s %g %d %s\n", GREETING, twice(1.5), plus_one(41), argc > 1 ? argv[1] : NAME); return 3; }

@@ -234,7 +234,8 @@ TEST(IcodeLlvm, structure_argument_has_its_value_when_it_is_evaluated) {
     EXPECT_TRUE(llc_accepts(result));
 }
 
-// Names stand for instructions only where nothing in the unit has the name, and only with the right arguments.
+// Names stand for instructions only where nothing in the unit has the name, and only with the right
+// arguments.
 TEST(IcodeLlvm, functions_known_by_name) {
     const auto translate = [](const char* name, uint8_t storage, bool has_argument) {
         UNIT unit;

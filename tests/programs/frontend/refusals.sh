@@ -1,6 +1,6 @@
 #!/bin/sh
-# What icode-cc must refuse, and what its command line must do besides: each refusal names the place and the construct, ends
-# with status 1 and leaves no output.
+# What icode-cc must refuse, and what its command line must do besides: each refusal names the place and the
+# construct, ends with status 1 and leaves no output.
 #   refusals.sh <folder of icode-cc>
 tools=$1
 folder=$(mktemp -d) || exit 1
