@@ -19,12 +19,12 @@
 #include "cfg/simplify.h"
 #include "ir/node_storage.h"
 #include "ir/symbol.h"
-#include "ir/tree_services.h"
 #include "ir/tree_text.h"
 #include "memory/free_list.h"
 #include "support/pseudo_options.h"
 #include "support/settings.h"
 #include "support/trace.h"
+#include "tree/query.h"
 
 namespace pelorus {
 

@@ -2,9 +2,10 @@
 #include <vector>
 
 #include "cfg/simplify.h"
-#include "ir/tree_services.h"
 #include "memory/free_list.h"
 #include "memory/zone.h"
+#include "tree/query.h"
+#include "tree/simplify.h"
 
 namespace pelorus {
 

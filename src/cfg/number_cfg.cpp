@@ -7,10 +7,10 @@
 
 #include "cfg/bb.h"
 #include "ir/funinfo.h"
-#include "ir/tree_services.h"
 #include "memory/free_list.h"
 #include "memory/zone.h"
 #include "support/trace.h"
+#include "tree/query.h"
 
 namespace pelorus {
 

@@ -13,10 +13,10 @@
 // shrinks by a factor of 20 in each sweep.
 #include "cfg/simplify.h"
 
-#include "ir/tree_services.h"
 #include "support/pseudo_options.h"
 #include "support/settings.h"
 #include "support/trace.h"
+#include "tree/query.h"
 
 namespace pelorus {
 

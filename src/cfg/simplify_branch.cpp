@@ -17,8 +17,9 @@
 
 #include "cfg/simplify.h"
 #include "ir/node_storage.h"
-#include "ir/tree_services.h"
 #include "support/trace.h"
+#include "tree/query.h"
+#include "tree/simplify.h"
 
 namespace pelorus {
 

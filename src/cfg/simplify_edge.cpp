@@ -6,9 +6,9 @@
 //   4. a copy of a short successor is appended, where that saves a jump and costs little
 #include "cfg/simplify.h"
 #include "ir/node_storage.h"
-#include "ir/tree_services.h"
 #include "support/settings.h"
 #include "support/trace.h"
+#include "tree/query.h"
 
 namespace pelorus {
 

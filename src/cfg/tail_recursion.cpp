@@ -21,11 +21,11 @@
 #include "cfg/tail_recursion.h"
 #include "ir/node_storage.h"
 #include "ir/symbol.h"
-#include "ir/tree_services.h"
 #include "ir/tree_text.h"
 #include "memory/free_list.h"
 #include "support/settings.h"
 #include "support/trace.h"
+#include "tree/query.h"
 
 namespace pelorus {
 

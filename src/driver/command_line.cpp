@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "driver/files.h"
-#include "driver/options.h"
+#include "driver/options/options.h"
 #include "driver/phases.h"
 #include "driver/signals.h"
 #include "ir/node.h"

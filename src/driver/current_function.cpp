@@ -11,7 +11,7 @@
 
 #include "cfg/bb.h"
 #include "driver/files.h"
-#include "driver/option_sets.h"
+#include "driver/options/option_sets.h"
 #include "icode/unit_client.h"
 #include "ipa/file_level.h"
 #include "ir/node_storage.h"

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "driver/options.h"
+#include "driver/options/options.h"
 #include "support/fatal.h"
 #include "support/run.h"
 #include "support/settings.h"

@@ -6,7 +6,7 @@
 #include "cfg/simplify.h"
 #include "driver/call_points.h"
 #include "driver/current_function.h"
-#include "driver/option_sets.h"
+#include "driver/options/option_sets.h"
 #include "driver/verify.h"
 #include "scalar/statements.h"
 #include "support/run.h"

@@ -11,7 +11,7 @@
 #include "driver/current_function.h"
 #include "driver/files.h"
 #include "driver/global_listing.h"
-#include "driver/option_sets.h"
+#include "driver/options/option_sets.h"
 #include "driver/pass_1_5.h"
 #include "driver/pipeline.h"
 #include "icode/unit_client.h"

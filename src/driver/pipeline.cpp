@@ -15,7 +15,7 @@
 #include "cfg/bb.h"
 #include "cfg/simplify.h"
 #include "driver/files.h"
-#include "driver/option_sets.h"
+#include "driver/options/option_sets.h"
 #include "driver/verify.h"
 #include "icode/function_writer.h"
 #include "ir/funinfo.h"

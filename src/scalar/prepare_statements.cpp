@@ -14,11 +14,11 @@
 #include "ir/node_storage.h"
 #include "ir/stmt.h"
 #include "ir/symbol.h"
-#include "ir/tree_services.h"
-#include "scalar/simplify.h"
 #include "scalar/statements.h"
 #include "support/settings.h"
 #include "support/trace.h"
+#include "tree/simplifier.h"
+#include "tree/simplify.h"
 
 namespace pelorus {
 

@@ -12,10 +12,11 @@
 #include "cfg/bb.h"
 #include "ir/node_storage.h"
 #include "ir/symbol.h"
-#include "ir/tree_services.h"
 #include "ir/tree_text.h"
 #include "scalar/statements.h"
 #include "support/trace.h"
+#include "tree/query.h"
+#include "tree/simplify.h"
 
 namespace pelorus {
 

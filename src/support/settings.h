@@ -1,8 +1,8 @@
 // The option globals: the settings that passes read directly.
 //
 // They are set once from the command line; a saved copy is the baseline to which every function returns after
-// a per-function override (driver/option_sets.h). docs/options.md says which option sets which word, and
-// which words nothing reads yet because the pass that they steer is not built: those are kept, saved and
+// a per-function override (driver/options/option_sets.h). docs/options.md says which option sets which word,
+// and which words nothing reads yet because the pass that they steer is not built: those are kept, saved and
 // restored like the others.
 #pragma once
 

@@ -4,14 +4,7 @@ import pathlib
 import re
 import sys
 
-FLOORS = {
-    "support": 0,
-    "memory": 1, "target": 1,
-    "ir": 2,
-    "icode": 3, "cfg": 3,
-    "scalar": 4, "ssa": 4, "loops": 4, "ipa": 4,
-    "driver": 5,
-}
+from floors import FLOORS
 
 
 def includes(src):

@@ -1,7 +1,7 @@
 // From options to settings, and the sets that functions start from.
 #include <gmock/gmock.h>
 
-#include "driver/option_sets.h"
+#include "driver/options/option_sets.h"
 #include "driver/options_fixture.h"
 #include "support/test_support.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/options.h"
+#include "driver/options/options.h"
 #include "support/pseudo_options.h"
 
 namespace pelorus {

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "driver/option_state.h"
+#include "driver/options/option_state.h"
 #include "driver/options_fixture.h"
 #include "support/run.h"
 

@@ -96,7 +96,7 @@ TEST_F(Pipeline, TheModeOfTheFileCountsFromLevel3On) {
 TEST(PseudoNames, TheTableListsWhatTheSourcesAskFor) {
     std::set<std::string> listed;
 #define PSEUDO_NAME(prefix, name, what) listed.insert(prefix ":" name);
-#include "driver/pseudo_names.def"
+#include "driver/options/pseudo_names.def"
 #undef PSEUDO_NAME
     std::set<std::string> asked;
     const std::regex question("(debug|disable)_switch\\(\"([^\"]+)\"\\)|pseudo_option\\(\"([^\"]+)\"\\)");

@@ -3,12 +3,12 @@
 //   gen-options-doc > docs/options.md
 //
 // The rules of reading an option and the text about pseudo-options stand here; every fact about a single
-// option comes from driver/options.def, and the defaults from the settings record.
+// option comes from driver/options/options.def, and the defaults from the settings record.
 #include <cstdio>
 #include <initializer_list>
 #include <string>
 
-#include "driver/option_table.h"
+#include "driver/options/option_table.h"
 #include "support/settings.h"
 
 namespace pelorus {
@@ -42,12 +42,12 @@ constexpr OPTION_DOC DOCS[OPTION_COUNT] = {
 
 #define OPTION(code, id, name, kind, argument, minimum, maximum, radix, effect, status, help)                \
     {help, status, effect},
-#include "driver/options.def"
+#include "driver/options/options.def"
 };
 
 constexpr const char* INTRODUCTION = R"(# Options of the optimizer
 
-This file is printed by `gen-options-doc` from `src/driver/options.def`; change that table, not this text.
+This file is printed by `gen-options-doc` from `src/driver/options/options.def`; change that table.
 
     pelorus [-options] input [output]
 

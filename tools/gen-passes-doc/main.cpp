@@ -23,7 +23,7 @@ struct PSEUDO_NAME_DOC {
 
 constexpr PSEUDO_NAME_DOC PSEUDO_NAMES[] = {
 #define PSEUDO_NAME(prefix, name, what) {prefix, name, what},
-#include "driver/pseudo_names.def"
+#include "driver/options/pseudo_names.def"
 #undef PSEUDO_NAME
 };
 

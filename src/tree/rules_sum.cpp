@@ -3,7 +3,7 @@
 // A sum with a constant has it on the right, outermost, and not negative: PLUS(x, c) or MINUS(x, c). So all
 // constants of a chain of sums, an address with members and indices as well, meet at its top and become one.
 // Pointers take part: a pointer stands on the left, and what is added is in bytes.
-#include "scalar/shapes.h"
+#include "tree/shapes.h"
 
 namespace pelorus {
 

@@ -20,14 +20,14 @@
 //
 // What it does not do: look at other statements, or at what variables hold. Floating-point values are
 // regrouped nowhere.
-#include "scalar/simplify.h"
+#include "tree/simplifier.h"
 
 #include <array>
 #include <iterator>
 #include <vector>
 
-#include "ir/tree_services.h"
 #include "support/fatal.h"
+#include "tree/simplify.h"
 
 namespace pelorus {
 
@@ -35,7 +35,7 @@ namespace {
 
 constexpr SIMPLIFY_RULE RULES[] = {
 #define SIMPLIFY_RULE(op, rule, picture) {OP_##op, #op "." #rule, picture, rule},
-#include "scalar/rules.def"
+#include "tree/rules.def"
 #undef SIMPLIFY_RULE
 };
 constexpr int32_t RULE_COUNT = static_cast<int32_t>(std::size(RULES));

@@ -7,15 +7,16 @@
 
 #include <cstdlib>
 
-#include "ir/tree_services.h"
 #include "ir/tree_text.h"
 #include "ir/validate_tree.h"
 #include "memory/zone.h"
 #include "random_trees.h"
-#include "scalar/simplify.h"
 #include "support/fresh_state.h"
 #include "support/settings.h"
 #include "support/test_support.h"
+#include "tree/query.h"
+#include "tree/simplifier.h"
+#include "tree/simplify.h"
 
 namespace pelorus {
 namespace {

@@ -1,7 +1,7 @@
 // The option table, made from options.def while the program is compiled; see option_table.h.
 //
 // The names pass through consteval functions only, so the compiler has no reason to keep their plain text.
-#include "driver/option_table.h"
+#include "driver/options/option_table.h"
 
 namespace pelorus {
 
@@ -31,12 +31,12 @@ consteval OPTION_ROW make_row(int code, std::string_view name, OPTION_KIND kind,
 constexpr OPTION_ROW ROWS[] = {
 #define OPTION(code, id, name, kind, argument, minimum, maximum, radix, effect, status, help)                \
     make_row(code, name, OPTION_KIND::kind, argument, minimum, maximum, radix),
-#include "driver/options.def"
+#include "driver/options/options.def"
 };
 
 constexpr OPTION_VALUE VALUES[] = {
 #define OPTION_VALUE(id, mark, text, value) {OPT_##id, mark, text, value},
-#include "driver/options.def"
+#include "driver/options/options.def"
 };
 
 using CONFLICT_MATRIX = std::array<std::array<CONFLICT, OPTION_COUNT>, OPTION_COUNT>;
@@ -44,7 +44,7 @@ using CONFLICT_MATRIX = std::array<std::array<CONFLICT, OPTION_COUNT>, OPTION_CO
 consteval CONFLICT_MATRIX make_conflict_matrix() {
     CONFLICT_MATRIX matrix{};
 #define OPTION_CONFLICT(id, earlier, effect) matrix[OPT_##id][OPT_##earlier] = CONFLICT::effect;
-#include "driver/options.def"
+#include "driver/options/options.def"
     return matrix;
 }
 

@@ -1,5 +1,5 @@
 // The help listing and the banner; see options.h.
-#include "driver/option_state.h"
+#include "driver/options/option_state.h"
 #include "support/run.h"
 
 namespace pelorus {

@@ -13,13 +13,14 @@
 #include "evaluator.h"
 #include "icode/text_form.h"
 #include "icode/unit_client.h"
-#include "ir/tree_services.h"
 #include "ir/tree_text.h"
 #include "ir/validate_tree.h"
-#include "scalar/simplify.h"
 #include "support/fresh_state.h"
 #include "support/settings.h"
 #include "support/test_support.h"
+#include "tree/query.h"
+#include "tree/simplifier.h"
+#include "tree/simplify.h"
 
 namespace pelorus {
 namespace {

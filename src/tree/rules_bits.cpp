@@ -1,5 +1,5 @@
 // Rules for ANDB, ORB, XORB and NOTB.
-#include "scalar/shapes.h"
+#include "tree/shapes.h"
 
 namespace pelorus {
 

@@ -3,8 +3,8 @@
 // A product with a constant is SLL for powers of two and MULT otherwise. Division by a power of two is a
 // shift where the dividend cannot be negative; a negative dividend must be rounded toward zero, which takes
 // the dividend twice, so it must be a variable: H. Warren, "Hacker's Delight", 10-1.
-#include "scalar/shapes.h"
 #include "support/settings.h"
+#include "tree/shapes.h"
 
 namespace pelorus {
 

@@ -8,7 +8,7 @@
 #include <cctype>
 #include <cstdlib>
 
-#include "driver/option_state.h"
+#include "driver/options/option_state.h"
 #include "support/pseudo_options.h"
 
 namespace pelorus {
@@ -29,7 +29,7 @@ constexpr OPTION_EFFECT EFFECTS[OPTION_COUNT] = {
 #define SETS_OTHER(text)     {nullptr, 0, EFFECT::OTHER}
 
 #define OPTION(code, id, name, kind, argument, minimum, maximum, radix, effect, status, help) effect,
-#include "driver/options.def"
+#include "driver/options/options.def"
 #undef SETS
 #undef SETS_NUMBER
 #undef SETS_OTHER

@@ -1,5 +1,5 @@
 // The inside of the tree simplifier: what its rules are made of. Passes use `simplify_tree` of
-// ir/tree_services.h.
+// tree/simplify.h.
 //
 // A rule looks at one node, whose operands are simplified already, and answers null when it does not fit,
 // else the tree that takes the node's place. It may change and keep what hangs on the node. Every operand
@@ -9,6 +9,7 @@
 #pragma once
 
 #include "ir/node.h"
+#include "tree/query.h"
 
 namespace pelorus {
 
@@ -92,9 +93,6 @@ NODE* truth_of(NODE* scalar, TYPE* type);
 NODE* as_condition(NODE* scalar);
 // A zero of a scalar type.
 NODE* make_zero(TYPE* type);
-// The object whose address the node takes is not read. What is evaluated to find it, or null.
-const NODE* behind_address(const NODE* address);
-inline bool takes_address(const NODE* node) { return node->op == OP_UAND || node->op == OP_ACONV; }
 // What is left of the tree when its value is not wanted, null for nothing. Unless `look_behind_commas`, what
 // stands on the left of a COMMAOP is taken as it is, so that effects that are gathered over and over are not
 // walked each time. Needs: purity of all nodes.
@@ -115,7 +113,7 @@ NODE* fold_binary(const NODE* node);
 // --- The rules, by file ---
 
 #define SIMPLIFY_RULE(op, rule, picture) NODE* rule(NODE* node);
-#include "scalar/rules.def"
+#include "tree/rules.def"
 #undef SIMPLIFY_RULE
 
 } // namespace pelorus

@@ -3,9 +3,9 @@
 
 #include "ir/node_storage.h"
 #include "ir/symbol.h"
-#include "ir/tree_services.h"
 #include "memory/zone.h"
-#include "scalar/simplify.h"
+#include "tree/query.h"
+#include "tree/simplifier.h"
 
 namespace pelorus {
 

@@ -3,7 +3,7 @@
 // Left alone: division by zero, shifts by more than the width, conversions of floating values that the
 // integer type cannot hold. Their results differ from one processor to the next, and a program that runs into
 // them shall do so where it would have.
-#include "scalar/simplify.h"
+#include "tree/simplifier.h"
 
 namespace pelorus {
 

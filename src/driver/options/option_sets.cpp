@@ -1,10 +1,10 @@
 // The option sets; see option_sets.h.
-#include "driver/option_sets.h"
+#include "driver/options/option_sets.h"
 
 #include <memory>
 #include <string>
 
-#include "driver/option_state.h"
+#include "driver/options/option_state.h"
 #include "support/trace.h"
 
 namespace pelorus {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/options.h"
+#include "driver/options/options.h"
 
 namespace pelorus {
 

@@ -1,5 +1,5 @@
 // Rules for SCONV and PCONV.
-#include "scalar/simplify.h"
+#include "tree/simplifier.h"
 
 namespace pelorus {
 

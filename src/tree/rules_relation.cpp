@@ -3,7 +3,7 @@
 // A constant stands on the right. EQ and NEQ hold under arithmetic modulo the width, so sums, negations and
 // masks move across them; orderings do not. An ordering that only the end of the range can pass or fail is an
 // equality.
-#include "scalar/shapes.h"
+#include "tree/shapes.h"
 
 namespace pelorus {
 

@@ -17,7 +17,7 @@ namespace pelorus {
 enum OPTION_CODE : int {
 #define OPTION(code, id, name, kind, argument, minimum, maximum, radix, effect, status, help)                \
     OPT_##id = (code),
-#include "driver/options.def"
+#include "driver/options/options.def"
 };
 
 constexpr int OPTION_COUNT = 46;

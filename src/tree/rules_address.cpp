@@ -3,7 +3,7 @@
 // The address of a member is the address of its structure plus its offset, so that members, indices and
 // constants of one address meet in one sum. A member reached through an address of an object is a member of
 // the object, and the other way round: STDOT of objects, STREF of pointers.
-#include "scalar/shapes.h"
+#include "tree/shapes.h"
 
 namespace pelorus {
 

@@ -1,11 +1,11 @@
 // The options object: creation, questions, switching on and off; see options.h.
-#include "driver/options.h"
+#include "driver/options/options.h"
 
 #include <cstdarg>
 #include <cstdlib>
 #include <utility>
 
-#include "driver/option_state.h"
+#include "driver/options/option_state.h"
 
 namespace pelorus {
 

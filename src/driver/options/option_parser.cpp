@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "driver/option_state.h"
+#include "driver/options/option_state.h"
 
 namespace pelorus {
 

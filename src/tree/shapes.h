@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "scalar/simplify.h"
+#include "tree/simplifier.h"
 
 namespace pelorus {
 

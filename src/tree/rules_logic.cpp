@@ -3,7 +3,7 @@
 // EXCLAIM is left only where a relation has no complement: over orderings of floating values, which are both
 // false for a NaN, and over ANDAND and OROR.
 #include "ir/node_storage.h"
-#include "scalar/simplify.h"
+#include "tree/simplifier.h"
 
 namespace pelorus {
 

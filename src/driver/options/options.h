@@ -16,7 +16,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "driver/option_table.h"
+#include "driver/options/option_table.h"
 #include "support/settings.h"
 
 namespace pelorus {

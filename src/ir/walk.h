@@ -1,0 +1,45 @@
+// Walking all nodes of a tree.
+//
+// Each node comes before its operands, and the left operand's before the right one's. The walk goes down left
+// spines in a loop and keeps right operands in a list, so that neither long lists nor deep trees take stack.
+#pragma once
+
+#include <vector>
+
+#include "ir/node.h"
+
+namespace pelorus {
+
+// Calls visit(node) for every node of the tree, which may be null; the visit may change what the node holds,
+// and its operands, which are walked as they are afterwards.
+template <class T, class F>
+    requires std::is_same_v<std::remove_const_t<T>, NODE>
+void for_each_node(T* tree, F visit) {
+    std::vector<T*> waiting;
+    for (T* node = tree;;) {
+        for (; node; node = node->left) {
+            visit(node);
+            if (node->right) waiting.push_back(node->right);
+        }
+        if (waiting.empty()) return;
+        node = waiting.back();
+        waiting.pop_back();
+    }
+}
+
+// Whether holds(node) is true of some node of the tree. Stops at the first.
+template <class F>
+bool any_node(const NODE* tree, F holds) {
+    std::vector<const NODE*> waiting;
+    for (const NODE* node = tree;;) {
+        for (; node; node = node->left) {
+            if (holds(node)) return true;
+            if (node->right) waiting.push_back(node->right);
+        }
+        if (waiting.empty()) return false;
+        node = waiting.back();
+        waiting.pop_back();
+    }
+}
+
+} // namespace pelorus
