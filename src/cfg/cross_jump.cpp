@@ -21,6 +21,7 @@
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
 #include "memory/free_list.h"
+#include "support/hash.h"
 #include "support/pseudo_options.h"
 #include "support/settings.h"
 #include "support/trace.h"
@@ -35,11 +36,6 @@ constexpr int32_t MOST_PREDECESSORS =
 
 // --- Hashes: equal statements have equal ones ---
 
-uint64_t mixed(uint64_t hash, uint64_t value) {
-    hash = (hash ^ value) * 0x9E3779B97F4A7C15U;
-    return hash ^ hash >> 29;
-}
-
 uint64_t leaf_hash(const NODE* node) {
     switch (node->op) {
     case OP_LABEL: return node->label() ? target_of(node)->uon : 0;
@@ -52,7 +48,7 @@ uint64_t leaf_hash(const NODE* node) {
 
 uint64_t tree_hash(const NODE* tree, uint64_t hash) {
     for (; tree; tree = tree->left) {
-        hash = mixed(mixed(hash, static_cast<uint64_t>(tree->op)), leaf_hash(tree));
+        hash = mix_hash(mix_hash(hash, static_cast<uint64_t>(tree->op)), leaf_hash(tree));
         if (tree->right) hash = tree_hash(tree->right, hash);
     }
     return hash;
@@ -119,7 +115,7 @@ bool merge_returns() {
 
 bool falls_through(const BB* block, const BB* successor) { return block->dflink == successor; }
 
-uint64_t jump_group(const BB* block) { return mixed(statements_hash(block), only_of(block->succs)->uon); }
+uint64_t jump_group(const BB* block) { return mix_hash(statements_hash(block), only_of(block->succs)->uon); }
 
 bool is_jump_candidate(const BB* block) {
     return has_one(block->succs) && only_of(block->succs) != block && block->stmts->tree->op != OP_BRANCH;

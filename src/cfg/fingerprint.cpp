@@ -1,23 +1,18 @@
 // See fingerprint.h.
 #include "cfg/fingerprint.h"
 
-#include <vector>
-
 #include "cfg/bb.h"
+#include "ir/walk.h"
+#include "support/hash.h"
 
 namespace pelorus {
 
 namespace {
 
-// A multiply-and-shift mixer of 64-bit words; the constant is the odd number nearest to 2^64 divided by the
-// golden ratio.
 struct HASH {
     uint64_t value = 0;
 
-    void add(uint64_t word) {
-        value = (value ^ word) * 0x9E3779B97F4A7C15u;
-        value ^= value >> 29;
-    }
+    void add(uint64_t word) { value = mix_hash(value, word); }
     void add_address(const void* record) { add(reinterpret_cast<uintptr_t>(record)); }
 };
 
@@ -36,15 +31,7 @@ void add_node(HASH& hash, const NODE* node) {
 }
 
 void add_tree(HASH& hash, const NODE* tree) {
-    std::vector<const NODE*> waiting{tree}; // right subtrees
-    while (!waiting.empty()) {
-        const NODE* node = waiting.back();
-        waiting.pop_back();
-        for (; node; node = node->left) {
-            add_node(hash, node);
-            if (node->right) waiting.push_back(node->right);
-        }
-    }
+    for_each_node(tree, [&](const NODE* node) { add_node(hash, node); });
 }
 
 void add_statements(HASH& hash, const STMT* cells) {

@@ -17,6 +17,7 @@
 #include "icode/validate_file.h"
 #include "ir/tree_text.h"
 #include "ir/validate_function.h"
+#include "support/checking.h"
 #include "support/fatal.h"
 #include "support/internal_error.h"
 #include "support/pseudo_options.h"
@@ -27,12 +28,6 @@
 namespace pelorus {
 
 namespace {
-
-#ifdef NDEBUG
-constexpr bool CHECKING_BUILD = false;
-#else
-constexpr bool CHECKING_BUILD = true;
-#endif
 
 constexpr uint64_t MOST_OUTPUT_FAULTS = 20; // named of one file
 constexpr size_t LONGEST_STATEMENT = 200;   // characters of a statement's text

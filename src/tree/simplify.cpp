@@ -26,6 +26,7 @@
 #include <iterator>
 #include <vector>
 
+#include "support/checking.h"
 #include "support/fatal.h"
 #include "tree/simplify.h"
 
@@ -72,12 +73,6 @@ struct REWRITE_BUDGET {
     static constexpr int64_t FREE = 200;
     static constexpr int64_t PER_NODE = 40;
 };
-
-#ifdef NDEBUG
-constexpr bool CHECKING_BUILD = false;
-#else
-constexpr bool CHECKING_BUILD = true;
-#endif
 
 struct SIMPLIFIER {
     int64_t budget = REWRITE_BUDGET::FREE;
