@@ -22,6 +22,7 @@
 #include "ir/node_storage.h"
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
+#include "ir/walk.h"
 #include "memory/free_list.h"
 #include "support/settings.h"
 #include "support/trace.h"
@@ -132,17 +133,9 @@ std::string obstacle_at(const NODE* node) {
 }
 
 std::string obstacle_in(const NODE* tree) {
-    std::vector<const NODE*> waiting{tree};
-    while (!waiting.empty()) {
-        const NODE* node = waiting.back();
-        waiting.pop_back();
-        for (; node; node = node->left) {
-            std::string obstacle = obstacle_at(node);
-            if (!obstacle.empty()) return obstacle;
-            if (node->right) waiting.push_back(node->right);
-        }
-    }
-    return "";
+    std::string obstacle;
+    any_node(tree, [&](const NODE* node) { return !(obstacle = obstacle_at(node)).empty(); });
+    return obstacle;
 }
 
 const std::string& obstacle_of_function(REMOVER& remover) {

@@ -16,6 +16,7 @@
 #include "ipa/file_level.h"
 #include "ir/node_storage.h"
 #include "ir/stmt.h"
+#include "ir/walk.h"
 #include "memory/zone.h"
 #include "support/run.h"
 #include "support/trace.h"
@@ -73,18 +74,14 @@ std::vector<SYMBOL*> symbols_to_check() {
 }
 
 // The file's symbols that the trees name, each once.
-std::vector<SYMBOL*> named_file_symbols(std::vector<NODE*> trees) {
+std::vector<SYMBOL*> named_file_symbols(const std::vector<NODE*>& trees) {
     std::vector<SYMBOL*> symbols;
     std::unordered_set<const SYMBOL*> seen;
-    while (!trees.empty()) {
-        const NODE* node = trees.back();
-        trees.pop_back();
-        for (; node; node = node->left) {
-            if (node->right) trees.push_back(node->right);
+    for (const NODE* tree : trees)
+        for_each_node(tree, [&](const NODE* node) {
             SYMBOL* named = node->op == OP_NAME ? node->symbol() : nullptr;
             if (named && !named->local && seen.insert(named).second) symbols.push_back(named);
-        }
-    }
+        });
     return symbols;
 }
 

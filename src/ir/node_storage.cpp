@@ -3,8 +3,8 @@
 
 #include <cstdio>
 #include <ctime>
-#include <vector>
 
+#include "ir/walk.h"
 #include "memory/free_list.h"
 #include "support/fatal.h"
 #include "support/trace.h"
@@ -86,15 +86,7 @@ NODE* recycled_node() { return get_typed(free_NODE_list, &NODE::left); }
 int32_t check_cross_zone(const NODE* tree) {
     if (!check_is_on()) return 0;
     int32_t dangling = 0;
-    std::vector<const NODE*> waiting{tree}; // statement lists lean left, so few right subtrees ever wait
-    while (!waiting.empty()) {
-        const NODE* node = waiting.back();
-        waiting.pop_back();
-        for (; node; node = node->left) {
-            dangling += check_node(node);
-            if (node->right) waiting.push_back(node->right);
-        }
-    }
+    for_each_node(tree, [&](const NODE* node) { dangling += check_node(node); });
     return dangling;
 }
 

@@ -4,6 +4,8 @@
 // spines in a loop and keeps right operands in a list, so that neither long lists nor deep trees take stack.
 #pragma once
 
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "ir/node.h"
@@ -23,6 +25,24 @@ void for_each_node(T* tree, F visit) {
         }
         if (waiting.empty()) return;
         node = waiting.back();
+        waiting.pop_back();
+    }
+}
+
+// The same for walks that need to know the way down to a node, as its depth or the node above it. Each node
+// is visited with a value, the root with `start`; visit(node, value) answers the value of its operands.
+template <class T, class V, class F>
+    requires std::is_same_v<std::remove_const_t<T>, NODE>
+void for_each_node_down(T* tree, V start, F visit) {
+    std::vector<std::pair<T*, V>> waiting;
+    for (T* node = tree;;) {
+        for (; node; node = node->left) {
+            start = visit(node, start);
+            if (node->right) waiting.emplace_back(node->right, start);
+        }
+        if (waiting.empty()) return;
+        node = waiting.back().first;
+        start = waiting.back().second;
         waiting.pop_back();
     }
 }

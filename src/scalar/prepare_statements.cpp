@@ -14,6 +14,7 @@
 #include "ir/node_storage.h"
 #include "ir/stmt.h"
 #include "ir/symbol.h"
+#include "ir/walk.h"
 #include "scalar/statements.h"
 #include "support/settings.h"
 #include "support/trace.h"
@@ -130,19 +131,6 @@ void note_node(NARROWER& narrower, const NODE* node) {
         note_assignment(*variable, node->right);
     else
         note_other_change(*variable);
-}
-
-template <class F>
-void for_each_node(NODE* tree, F visit) {
-    std::vector<NODE*> waiting{tree};
-    while (!waiting.empty()) {
-        NODE* node = waiting.back();
-        waiting.pop_back();
-        for (; node; node = node->left) {
-            visit(node);
-            if (node->right) waiting.push_back(node->right);
-        }
-    }
 }
 
 bool is_wide_integer(const SYMBOL* symbol) {

@@ -8,6 +8,7 @@
 #include "ir/node_storage.h"
 #include "ir/stmt.h"
 #include "ir/symbol.h"
+#include "ir/walk.h"
 #include "support/settings.h"
 #include "tree/simplifier.h"
 
@@ -137,16 +138,7 @@ bool equal_statements(const STMT* a, const STMT* b) {
 }
 
 bool tree_mentions(const NODE* tree, const SYMBOL* symbol) {
-    std::vector<const NODE*> waiting{tree};
-    while (!waiting.empty()) {
-        const NODE* node = waiting.back();
-        waiting.pop_back();
-        for (; node; node = node->left) {
-            if (node->op == OP_NAME && node->symbol() == symbol) return true;
-            if (node->right) waiting.push_back(node->right);
-        }
-    }
-    return false;
+    return any_node(tree, [&](const NODE* node) { return node->op == OP_NAME && node->symbol() == symbol; });
 }
 
 } // namespace pelorus

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "ir/node_storage.h"
+#include "ir/walk.h"
 #include "tree/query.h"
 #include "tree/simplifier.h"
 #include "tree/simplify.h"
@@ -10,18 +11,9 @@
 namespace pelorus {
 
 void erase_tree(NODE* tree) {
-    std::vector<NODE*> waiting;
-    if (tree) waiting.push_back(tree);
-    while (!waiting.empty()) {
-        NODE* node = waiting.back();
-        waiting.pop_back();
-        while (node) {
-            if (node->right) waiting.push_back(node->right);
-            NODE* left = node->left;
-            erase_node(node);
-            node = left;
-        }
-    }
+    std::vector<NODE*> nodes;
+    for_each_node(tree, [&](NODE* node) { nodes.push_back(node); });
+    for (NODE* node : nodes) erase_node(node);
 }
 
 namespace {
@@ -30,15 +22,7 @@ namespace {
 // the end.
 void mark_purity(NODE* tree) {
     std::vector<NODE*> nodes;
-    std::vector<NODE*> waiting{tree};
-    while (!waiting.empty()) {
-        NODE* node = waiting.back();
-        waiting.pop_back();
-        for (; node; node = node->left) {
-            nodes.push_back(node);
-            if (node->right) waiting.push_back(node->right);
-        }
-    }
+    for_each_node(tree, [&](NODE* node) { nodes.push_back(node); });
     for (size_t i = nodes.size(); i-- > 0;) changed(nodes[i]);
 }
 
