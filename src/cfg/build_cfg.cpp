@@ -17,13 +17,13 @@
 //
 // Every phase is linear in statements, blocks and edges.
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 #include "cfg/bb.h"
 #include "cfg/tail_recursion.h"
 #include "ir/funinfo.h"
 #include "ir/node_storage.h"
+#include "ir/parameters.h"
 #include "memory/zone.h"
 #include "support/fatal.h"
 #include "support/trace.h"
@@ -121,27 +121,10 @@ void add_switch(BUILDER& builder, STMT* statement) {
     builder.chain.restart(statement);
 }
 
-const NODE* skip_conversions(const NODE* tree) {
-    while (tree && (tree->op == OP_SCONV || tree->op == OP_PCONV)) tree = tree->left;
-    return tree;
-}
-
-// Does the statement copy an incoming parameter into the variable of the same name?
-bool is_parameter_copy(const NODE* tree) {
-    if (tree->op == OP_PCOMMA) return true;
-    if (tree->op != OP_ASG && tree->op != OP_STASG) return false;
-    const NODE* value = skip_conversions(tree->right);
-    if (!tree->left || tree->left->op != OP_NAME || !value || value->op != OP_NAME) return false;
-    const SYMBOL* home = tree->left->symbol();
-    const SYMBOL* parameter = value->symbol();
-    return home && parameter && home->level == 2 && parameter->level == 1 &&
-           !strcmp(home->name, parameter->name);
-}
-
 // Copies of parameters stay ahead of pragmas.
 void add_pragma(CHAIN& chain, STMT* pragma) {
     STMT* copy = chain.first;
-    if (!copy || !is_parameter_copy(copy->tree)) return chain.push_front(pragma);
+    if (!copy || !copies_parameters(copy->tree)) return chain.push_front(pragma);
     pragma->next = copy->next;
     copy->next = pragma;
     if (chain.last == copy) chain.last = pragma;

@@ -172,16 +172,9 @@ bool turn_own_loop(BB* block, NODE* tree) {
 
 // --- 2: nested tests, late ---
 
-int32_t operators_of(const NODE* tree, int32_t limit) {
-    if (!tree || limit <= 0) return 0;
-    const int32_t own = tree->left ? 1 : 0;
-    const int32_t left = operators_of(tree->left, limit - own);
-    return own + left + operators_of(tree->right, limit - own - left);
-}
-
 bool is_short_enough(const NODE* a, const NODE* b) {
-    const int32_t limit = LIMITS.merged_condition + 1;
-    return operators_of(a, limit) + operators_of(b, limit) < LIMITS.merged_condition;
+    return operator_count(a, LIMITS.merged_condition) + operator_count(b, LIMITS.merged_condition) <
+           LIMITS.merged_condition;
 }
 
 // The second test, when it is all there is in `inner` and nothing else leads there.

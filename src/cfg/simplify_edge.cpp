@@ -5,7 +5,9 @@
 //   3. a successor with no other predecessor is appended
 //   4. a copy of a short successor is appended, where that saves a jump and costs little
 #include "cfg/simplify.h"
+#include "ir/call.h"
 #include "ir/node_storage.h"
+#include "ir/walk.h"
 #include "support/settings.h"
 #include "support/trace.h"
 #include "tree/query.h"
@@ -24,17 +26,10 @@ struct DUPLICATION_MODEL {
 };
 constexpr DUPLICATION_MODEL MODEL;
 
-// Operators of an expression; counts to just above the limit, since trees may be deep.
-int32_t expression_cost(const NODE* tree, int32_t limit) {
-    if (!tree || !tree->left || limit < 0) return 0;
-    const int32_t own = tree->op == OP_CALL || tree->op == OP_UCALL ? limit + 1 : 1;
-    const int32_t left = expression_cost(tree->left, limit - own);
-    return own + left + expression_cost(tree->right, limit - own - left);
-}
-
-// Of an IF the condition counts, of a RETURN the value.
+// Of an IF the condition counts, of a RETURN the value. A call is not cheap.
 bool is_cheap(const NODE* tree) {
-    return expression_cost(tree->op == OP_IF ? tree->left : tree->right, MODEL.operators) <= MODEL.operators;
+    const NODE* evaluated = tree->op == OP_IF ? tree->left : tree->right;
+    return operator_count(evaluated, MODEL.operators) <= MODEL.operators && !any_node(evaluated, is_call);
 }
 
 // --- Questions about the successor ---

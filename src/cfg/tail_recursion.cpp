@@ -19,7 +19,9 @@
 
 #include "cfg/simplify.h"
 #include "cfg/tail_recursion.h"
+#include "ir/call.h"
 #include "ir/node_storage.h"
+#include "ir/parameters.h"
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
 #include "ir/walk.h"
@@ -54,11 +56,7 @@ struct SELF_CALL {
     NODE* call = nullptr; //
 };
 
-bool is_self_call(const NODE* tree) {
-    if (tree->op != OP_CALL && tree->op != OP_UCALL) return false;
-    const NODE* callee = tree->left;
-    return callee->op == OP_UAND && callee->left->op == OP_NAME && callee->left->symbol() == function.symbol;
-}
+bool is_self_call(const NODE* tree) { return function.symbol && direct_callee(tree) == function.symbol; }
 
 STMT* cell_before_ending(const BB* block) {
     STMT* cell = block->stmts;
@@ -108,14 +106,12 @@ const SYMBOL* local_behind_address(const NODE* node) {
 }
 
 bool is_call_of(const NODE* node, std::string_view name) {
-    if ((node->op != OP_CALL && node->op != OP_UCALL) || node->left->op != OP_UAND ||
-        node->left->left->op != OP_NAME)
-        return false;
-    return plain_name(node->left->left->symbol()->name) == name;
+    const SYMBOL* callee = direct_callee(node);
+    return callee && plain_name(callee->name) == name;
 }
 
 bool calls_returner(const NODE* node) {
-    if (node->op != OP_CALL && node->op != OP_UCALL) return false;
+    if (!is_call(node)) return false;
     const TYPE* callee = type_target(node->left->type);
     if (callee && type_is_function(callee) && (type_strip(callee)->attributes & FA_RETURNS_TWICE))
         return true;
@@ -149,14 +145,7 @@ const std::string& obstacle_of_function(REMOVER& remover) {
 
 // --- 3: arguments and parameters ---
 
-const NODE* copied_parameter(const NODE* copy) {
-    const NODE* value = copy->right;
-    while (value->op == OP_SCONV || value->op == OP_PCONV || value->op == OP_ISP2CHAR) value = value->left;
-    return value->op == OP_NAME && value->symbol() && value->symbol()->level == 1 ? value : nullptr;
-}
-
 bool take_copy(REMOVER& remover, const NODE* tree) {
-    if ((tree->op != OP_ASG && tree->op != OP_STASG) || tree->left->op != OP_NAME) return false;
     const NODE* parameter = copied_parameter(tree);
     if (parameter) remover.parameters.push_back({parameter->symbol(), tree});
     return parameter != nullptr;

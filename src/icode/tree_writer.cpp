@@ -4,6 +4,7 @@
 // fields of every node, parents before children; then the lengths, children before parents; then everything
 // goes out in order. Nothing here recurses down left spines.
 #include "icode/writer_state.h"
+#include "ir/call.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"
 #include "support/fatal.h"
@@ -37,9 +38,7 @@ bool is_member_function(const SYMBOL* symbol) {
 
 // A direct call of a member function names it by its encoded name.
 void prepare_call(NODE* node) {
-    const NODE* callee = node->left;
-    if (!callee || callee->op != OP_UAND || !callee->left || callee->left->op != OP_NAME) return;
-    const SYMBOL* symbol = callee->left->symbol();
+    const SYMBOL* symbol = direct_callee(node);
     if (!symbol || !is_member_function(symbol)) return;
     node->op = node->op == OP_CALL ? OP_MCALL : OP_UMCALL;
     node->left = node->right;

@@ -4,32 +4,13 @@
 #include "ir/funinfo.h"
 #include "memory/zone.h"
 #include "support/run.h"
+#include "tree/query.h"
 
 namespace pelorus {
 
 namespace {
 
 UNIT_CLIENT& unit_of(void* context) { return *static_cast<UNIT_CLIENT*>(context); }
-
-// A conversion that keeps the bits costs nothing in the code that comes of it.
-bool moves_no_bits(const NODE* node) {
-    if (node->op == OP_PCONV || node->op == OP_ISP2CHAR || node->op == OP_ACONV) return true;
-    if (node->op != OP_SCONV || !node->left || !node->left->type) return false;
-    const TYPE* from = type_strip(node->left->type);
-    const TYPE* to = type_strip(node->type);
-    return from->kind != TK_FLOATING && to->kind != TK_FLOATING && from->size == to->size &&
-           !type_is_bool(to);
-}
-
-// Operator nodes of the tree: the measure that inlining weighs functions with.
-uint32_t size_in_units(const NODE* tree) {
-    uint32_t units = 0;
-    for (; tree; tree = tree->left) {
-        if (tree->left && !moves_no_bits(tree)) units++;
-        units += size_in_units(tree->right);
-    }
-    return units;
-}
 
 void append_statement(NODE* tree, const POSITION& position) {
     function.statements = new_stmt(tree, position, function.statements);
@@ -70,7 +51,7 @@ void note_return(const NODE* tree) {
 
 void add_statement(void*, NODE* tree, const POSITION& position) {
     note_return(tree);
-    function.size_units += size_in_units(tree);
+    function.size_units += static_cast<uint32_t>(operator_count(tree));
     append_statement(tree, position);
 }
 

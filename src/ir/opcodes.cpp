@@ -155,6 +155,8 @@ bool opcode_is_leaf_record(int32_t number) {
 
 bool opcode_has_side_effect(int32_t number) {
     if (number < 0 || number > LAST_OPCODE) return false;
+    if (number == OP_SSA_PHI) return true;
+    if (opcode_arity(number) >= 0 && !opcode_fact(number).name) return true; // may do anything
     const OPCODE_CLASS kind = opcode_fact(number).kind;
     return kind == OPCODE_CLASS::ASSIGNS || kind == OPCODE_CLASS::CALLS || kind == OPCODE_CLASS::CONTROL;
 }

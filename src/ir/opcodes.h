@@ -97,7 +97,8 @@ constexpr bool opcode_is_relation(int32_t number) { return number >= OP_EQ && nu
 // True for opcodes that are leaves of a tree record whatever their arity.
 bool opcode_is_leaf_record(int32_t number);
 
-// True for opcodes that change a variable or memory, call code or direct control: a statement may be one.
+// True for opcodes that change a variable or memory, call code or direct control, so that a statement may be
+// one; the numbers without a name may do anything.
 bool opcode_has_side_effect(int32_t number);
 
 } // namespace pelorus

@@ -16,6 +16,7 @@
 #include <initializer_list>
 #include <vector>
 
+#include "ir/call.h"
 #include "ir/symbol.h"
 
 namespace pelorus {
@@ -306,15 +307,14 @@ PIECE argument_list(const NODE* tree) {
 // A function that is called by its name is shown without the "&", one that is called through a pointer with a
 // "*".
 void print_call(PRINTER& printer, const NODE* node) {
-    const NODE* callee = node->left;
     if (node->op == OP_CALL)
         schedule(printer, {literal("("), argument_list(node->right), literal(")")});
     else
         schedule(printer, {literal("()")});
-    if (callee && callee->op == OP_UAND && callee->left && callee->left->op == OP_NAME)
-        schedule(printer, {subtree(callee->left, POSTFIX)});
+    if (const NODE* name = named_callee(node))
+        schedule(printer, {subtree(name, POSTFIX)});
     else
-        schedule(printer, {literal("(*"), subtree(callee, UNARY), literal(")")});
+        schedule(printer, {literal("(*"), subtree(node->left, UNARY), literal(")")});
 }
 
 void print_condition(PRINTER& printer, const NODE* node) {

@@ -2,10 +2,11 @@
 #include "ir/validate_function.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
+#include "ir/parameters.h"
 #include "ir/symbol.h"
+#include "ir/walk.h"
 
 namespace pelorus {
 
@@ -20,29 +21,6 @@ bool is_parameter(const NODE* node) {
 
 // --- The first statement ---
 
-const NODE* without_conversions(const NODE* node) {
-    node = without_versions(node);
-    while (node && (node->op == OP_SCONV || node->op == OP_PCONV || node->op == OP_ISP2CHAR))
-        node = without_versions(node->left);
-    return node;
-}
-
-bool is_parameter_copy(const NODE* stmt) {
-    stmt = without_versions(stmt);
-    if (!stmt || (stmt->op != OP_ASG && stmt->op != OP_STASG)) return false;
-    const NODE* home = without_versions(stmt->left);
-    const NODE* from = without_conversions(stmt->right);
-    return home && from && home->op == OP_NAME && is_parameter(from) && home->symbol() &&
-           home->symbol()->level == BODY_LEVEL && !strcmp(home->symbol()->name, from->symbol()->name);
-}
-
-// All elements of a chain, or the one statement.
-bool copies_parameters(const NODE* stmt) {
-    for (; stmt && stmt->op == OP_PCOMMA; stmt = stmt->left)
-        if (!is_parameter_copy(stmt->right)) return false;
-    return is_parameter_copy(stmt);
-}
-
 int check_first(const FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE& place) {
     if (!check.has_parameters || copies_parameters(stmt)) return 0;
     report_invalid_node(RULE_U5, "The first statement does not copy the parameters into their homes", stmt,
@@ -52,31 +30,14 @@ int check_first(const FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE&
 
 // --- Parameters elsewhere ---
 
-// Calls visit(node, parent) for every node; lists lean left and may be long.
-template <class F>
-void for_each_node(const NODE* tree, F visit) {
-    struct WAITING {
-        const NODE* node;
-        const NODE* parent;
-    };
-    std::vector<WAITING> waiting{{tree, nullptr}};
-    while (!waiting.empty()) {
-        auto [node, parent] = waiting.back();
-        waiting.pop_back();
-        for (; node; parent = node, node = node->left) {
-            visit(node, parent);
-            if (node->right) waiting.push_back({node->right, node});
-        }
-    }
-}
-
 // ARGREF names a parameter for its place, not for its value.
 int check_parameters(const NODE* stmt, const TREE_PLACE& place) {
     int failures = 0;
-    for_each_node(stmt, [&](const NODE* node, const NODE* parent) {
-        if (!is_parameter(node) || (parent && parent->op == OP_ARGREF)) return;
+    for_each_node_down(stmt, stmt, [&](const NODE* node, const NODE* parent) {
+        if (!is_parameter(node) || parent->op == OP_ARGREF) return node;
         report_invalid_node(RULE_U6, "The parameter is used outside the first statement", node, place);
         failures++;
+        return node;
     });
     return failures;
 }

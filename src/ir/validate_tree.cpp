@@ -5,23 +5,16 @@
 // makes one message, but what hangs on it is.
 #include "ir/validate_tree.h"
 
-#include <cstring>
-#include <vector>
-
+#include "ir/effects.h"
+#include "ir/parameters.h"
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
-#include "support/settings.h"
+#include "ir/walk.h"
 #include "support/trace.h"
 
 namespace pelorus {
 
 namespace {
-
-const NODE* without_conversions(const NODE* node) {
-    while (node && (node->op == OP_SCONV || node->op == OP_PCONV || node->op == OP_ISP2CHAR))
-        node = node->left;
-    return node;
-}
 
 bool expect_type(bool (*category)(const TYPE*), const char* message, const NODE* node,
                  const TREE_PLACE& place) {
@@ -204,15 +197,7 @@ bool check_node(const NODE* node, const TREE_PLACE& place) {
 
 int validate_expression(const NODE* tree, const TREE_PLACE& place) {
     int failures = 0;
-    std::vector<const NODE*> waiting{tree}; // right subtrees; lists lean left and may be long
-    while (!waiting.empty()) {
-        const NODE* node = waiting.back();
-        waiting.pop_back();
-        for (; node; node = node->left) {
-            failures += !check_node(node, place);
-            if (node->right) waiting.push_back(node->right);
-        }
-    }
+    for_each_node(tree, [&](const NODE* node) { failures += !check_node(node, place); });
     return failures;
 }
 
@@ -242,11 +227,7 @@ bool check_parallel_assignment(const NODE* element, const TREE_PLACE& place) {
     const NODE* target = without_versions(assignment->left);
     if (!target || target->op != OP_NAME || !target->symbol()) return improper();
     if (target->symbol()->level != 2) return true;
-    const NODE* source = without_versions(without_conversions(without_versions(assignment->right)));
-    if (!source || source->op != OP_NAME || !source->symbol()) return improper();
-    const bool copies_parameter =
-        source->symbol()->level == 1 && !strcmp(source->symbol()->name, target->symbol()->name);
-    return copies_parameter || improper();
+    return copied_parameter(element) || improper();
 }
 
 } // namespace
@@ -272,30 +253,9 @@ bool check_pcomma(const NODE* tree, const TREE_PLACE& place) {
 
 // --- Statements ---
 
-namespace {
-
-bool has_effect(const NODE* node) {
-    if (opcode_has_side_effect(node->op) || node->op == OP_SSA_PHI) return true;
-    // Numbers without a name may do anything.
-    if (opcode_arity(node->op) >= 0 && !opcode_fact(node->op).name) return true;
-    const bool is_access =
-        node->op == OP_NAME || node->op == OP_UMULT || node->op == OP_STDOT || node->op == OP_STREF;
-    return is_access && node->type && (type_is_volatile(node->type) || settings.all_volatile);
-}
-
-} // namespace
-
 // The operator at the top may be one that only joins or drops what has the effect, as in "c ? f() : g()".
 bool check_side_effect(const NODE* stmt, const TREE_PLACE& place) {
-    std::vector<const NODE*> waiting{stmt};
-    while (!waiting.empty()) {
-        const NODE* node = waiting.back();
-        waiting.pop_back();
-        for (; node; node = node->left) {
-            if (has_effect(node)) return true;
-            if (node->right) waiting.push_back(node->right);
-        }
-    }
+    if (tree_has_effects(stmt)) return true;
     return report_invalid_node(RULE_U7, "Top-level operator has no side effects", stmt, place);
 }
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <vector>
 
+#include "ir/call.h"
 #include "ir/funinfo.h"
 #include "ir/node_storage.h"
 #include "ir/stmt.h"
@@ -61,15 +62,15 @@ void prepare_each() {
 
 const NODE* call_of(const NODE* tree) {
     if (tree->op == OP_ASG || tree->op == OP_STASG) tree = tree->right;
-    return tree->op == OP_CALL || tree->op == OP_UCALL ? tree : nullptr;
+    return is_call(tree) ? tree : nullptr;
 }
 
 bool never_returns(const NODE* call) {
     const TYPE* callee_type = type_target(call->left->type);
     if (callee_type && type_is_function(callee_type) && (type_strip(callee_type)->attributes & FA_NORETURN))
         return true;
-    if (call->left->op != OP_UAND || call->left->left->op != OP_NAME) return false;
-    const SYMBOL* callee = call->left->left->symbol();
+    const SYMBOL* callee = direct_callee(call);
+    if (!callee) return false;
     return (callee->flags & SF_NORETURN) || (callee->funinfo && (callee->funinfo->flags & FUN_never_returns));
 }
 

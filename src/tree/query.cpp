@@ -9,61 +9,32 @@
 #include "ir/stmt.h"
 #include "ir/symbol.h"
 #include "ir/walk.h"
-#include "support/settings.h"
-#include "tree/simplifier.h"
 
 namespace pelorus {
 
+// --- Size ---
+
 namespace {
 
-bool is_automatic(const NODE* lvalue) {
-    while (lvalue->op == OP_STDOT) lvalue = lvalue->left;
-    if (lvalue->op != OP_NAME || !lvalue->symbol()) return false;
-    return lvalue->symbol()->level > 0;
-}
-
-bool is_access(int32_t op) { return op == OP_NAME || op == OP_UMULT || op == OP_STDOT || op == OP_STREF; }
-
-// A member of a volatile object is volatile, whatever its own type says.
-bool is_volatile_lvalue(const NODE* lvalue) {
-    while ((lvalue->op == OP_STDOT || lvalue->op == OP_COMMAOP) && !type_is_volatile(lvalue->type))
-        lvalue = lvalue->op == OP_STDOT ? lvalue->left : lvalue->right;
-    return is_access(lvalue->op) && lvalue->type && type_is_volatile(lvalue->type);
-}
-
-bool touches_volatile(const NODE* node) {
-    if (!is_access(node->op) || !node->type) return false;
-    if (is_volatile_lvalue(node)) return true;
-    return settings.all_volatile && !type_is_function(node->type) && !is_automatic(node);
+// A conversion that keeps the bits costs nothing in the code that comes of it.
+bool moves_no_bits(const NODE* node) {
+    if (node->op == OP_PCONV || node->op == OP_ISP2CHAR || node->op == OP_ACONV) return true;
+    if (node->op != OP_SCONV || !node->left || !node->left->type) return false;
+    const TYPE* from = type_strip(node->left->type);
+    const TYPE* to = type_strip(node->type);
+    return from->kind != TK_FLOATING && to->kind != TK_FLOATING && from->size == to->size &&
+           !type_is_bool(to);
 }
 
 } // namespace
 
-const NODE* behind_address(const NODE* address) {
-    const NODE* object = address->left;
-    while (object && object->op == OP_STDOT) object = object->left;
-    if (!object || object->op == OP_NAME || object->op == OP_SCON) return nullptr;
-    return object->op == OP_UMULT || object->op == OP_STREF ? object->left : object;
-}
-
-bool node_has_effect(const NODE* node) {
-    if (opcode_has_side_effect(node->op) || node->op == OP_SSA_PHI) return true;
-    if (opcode_arity(node->op) >= 0 && !opcode_fact(node->op).name) return true; // may do anything
-    return touches_volatile(node);
-}
-
-bool tree_has_effects(const NODE* tree) {
-    std::vector<const NODE*> waiting{tree};
-    while (!waiting.empty()) {
-        const NODE* node = waiting.back();
-        waiting.pop_back();
-        while (node) {
-            if (node_has_effect(node)) return true;
-            if (node->right) waiting.push_back(node->right);
-            node = takes_address(node) ? behind_address(node) : node->left;
-        }
-    }
-    return false;
+int32_t operator_count(const NODE* tree, int32_t most) {
+    int32_t count = 0;
+    any_node(tree, [&](const NODE* node) {
+        count += node->left && !moves_no_bits(node);
+        return count > most;
+    });
+    return count;
 }
 
 // --- Equality ---

@@ -1,0 +1,59 @@
+// See effects.h.
+#include "ir/effects.h"
+
+#include <vector>
+
+#include "ir/symbol.h"
+#include "support/settings.h"
+
+namespace pelorus {
+
+namespace {
+
+bool is_automatic(const NODE* lvalue) {
+    while (lvalue->op == OP_STDOT) lvalue = lvalue->left;
+    if (lvalue->op != OP_NAME || !lvalue->symbol()) return false;
+    return lvalue->symbol()->level > 0;
+}
+
+bool is_access(int32_t op) { return op == OP_NAME || op == OP_UMULT || op == OP_STDOT || op == OP_STREF; }
+
+// A member of a volatile object is volatile, whatever its own type says.
+bool is_volatile_lvalue(const NODE* lvalue) {
+    while ((lvalue->op == OP_STDOT || lvalue->op == OP_COMMAOP) && !type_is_volatile(lvalue->type))
+        lvalue = lvalue->op == OP_STDOT ? lvalue->left : lvalue->right;
+    return is_access(lvalue->op) && lvalue->type && type_is_volatile(lvalue->type);
+}
+
+bool touches_volatile(const NODE* node) {
+    if (!is_access(node->op) || !node->type) return false;
+    if (is_volatile_lvalue(node)) return true;
+    return settings.all_volatile && !type_is_function(node->type) && !is_automatic(node);
+}
+
+} // namespace
+
+const NODE* behind_address(const NODE* address) {
+    const NODE* object = address->left;
+    while (object && object->op == OP_STDOT) object = object->left;
+    if (!object || object->op == OP_NAME || object->op == OP_SCON) return nullptr;
+    return object->op == OP_UMULT || object->op == OP_STREF ? object->left : object;
+}
+
+bool node_has_effect(const NODE* node) { return opcode_has_side_effect(node->op) || touches_volatile(node); }
+
+bool tree_has_effects(const NODE* tree) {
+    std::vector<const NODE*> waiting{tree};
+    while (!waiting.empty()) {
+        const NODE* node = waiting.back();
+        waiting.pop_back();
+        while (node) {
+            if (node_has_effect(node)) return true;
+            if (node->right) waiting.push_back(node->right);
+            node = takes_address(node) ? behind_address(node) : node->left;
+        }
+    }
+    return false;
+}
+
+} // namespace pelorus

@@ -1,0 +1,20 @@
+// What evaluating a tree does besides giving a value.
+#pragma once
+
+#include "ir/node.h"
+
+namespace pelorus {
+
+// The node by itself changes something, runs code that is not in the tree, directs control, or touches a
+// volatile object. With all lvalues volatile, everything but automatic variables is.
+bool node_has_effect(const NODE* node);
+
+// Some node of the tree does, so that the tree may be neither dropped nor evaluated twice nor moved past
+// another such tree. An object whose address alone is taken is not touched. Linear.
+bool tree_has_effects(const NODE* tree);
+
+// The object whose address the node takes is not read. What is evaluated to find it, or null.
+const NODE* behind_address(const NODE* address);
+inline bool takes_address(const NODE* node) { return node->op == OP_UAND || node->op == OP_ACONV; }
+
+} // namespace pelorus
