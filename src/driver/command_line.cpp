@@ -67,14 +67,12 @@ void take_positional(const char* argument) {
 // is null.
 void parse_texts(ARGUMENT_WALK& walk, OPTIONS& options, void (*positional)(const char*)) {
     walk.next = 0;
-    set_argument_iterator(next_argument, &walk);
     while (const char* text = next_argument(&walk)) {
         if (text[0] == '-')
-            parse_option(options, text + 1); // what it cannot read is ignored
+            parse_option(options, text + 1, {next_argument, &walk}); // what it cannot read is ignored
         else if (positional)
             positional(text);
     }
-    set_argument_iterator(nullptr, nullptr);
 }
 
 void open_input() {
@@ -83,7 +81,7 @@ void open_input() {
     if (run_files.reader) return;
     fclose(stream);
     fprintf(stderr, "\n>> Error when opening input icode file : %s, Aborting\n", run.input_name.c_str());
-    exit(1);
+    leave_run();
 }
 
 // Replaces the object that the command line filled by one for each option set of the file, with the command
@@ -113,7 +111,7 @@ void answer_questions(const OPTIONS& options) {
     release_command_line();
     if (fflush(stdout) == 0) exit(0);
     fprintf(stderr, "\n>> Cannot Write Standard Output, %s, Aborting\n", strerror(errno));
-    exit(1);
+    leave_run();
 }
 
 void apply_settings(const OPTIONS& options) {
@@ -133,13 +131,13 @@ void prepare_debugging(OPTIONS& options) {
 void check_positional() {
     if (command_line.positional == 0) {
         fprintf(stderr, "Usage: %s [-options] filename\n", run.program_name.c_str());
-        exit(1);
+        leave_run();
     }
     if (command_line.positional == 1)
         run.output_name = with_extension(without_extension(run.input_name), ".opt", false);
     if (command_line.positional >= 3) {
         fputs("\n>>>> OPTIMIZER ERROR: Garbage on command line\n\n", stderr);
-        exit(1);
+        leave_run();
     }
 }
 

@@ -7,7 +7,6 @@
 #include "driver/command_line.h"
 #include "driver/files.h"
 #include "driver/options/option_sets.h"
-#include "driver/options/options.h"
 #include "driver/phases.h"
 #include "driver/pipeline.h"
 #include "driver/verify.h"
@@ -44,8 +43,7 @@ void release_run() {
 } // namespace
 
 int run_optimizer(int argc, char** argv) {
-    icode_exit = leave_without_output;
-    option_exit = leave_without_output;
+    icode_exit = [](int) { leave_run(); };
     process_command_line(argc, argv);
     validate_opcode_tables();
     check_processor_version();

@@ -75,7 +75,7 @@ void refuse_shared_files() {
                 continue;
             fprintf(stderr, "\n>> %s Is Also The %s : %s, Aborting\n", file.what, other->what,
                     file.name->c_str());
-            exit(1);
+            leave_run();
         }
     }
 }
@@ -98,7 +98,7 @@ bool holds_something_else(const std::string& name) {
 void refuse_foreign_output() {
     if (run.output_name.ends_with(".opt") || !holds_something_else(run.output_name)) return;
     fprintf(stderr, "\n>> Output File Exists And Is No icode File : %s, Aborting\n", run.output_name.c_str());
-    exit(1);
+    leave_run();
 }
 
 // --- Opening ---
@@ -106,7 +106,7 @@ void refuse_foreign_output() {
 FILE* open_file(const char* what, const std::string& name, const char* mode) {
     if (FILE* stream = fopen(name.c_str(), mode)) return stream;
     fprintf(stderr, "\n>> Cannot Open %s, %s : %s, Aborting\n", what, strerror(errno), name.c_str());
-    exit(1);
+    leave_run();
 }
 
 void open_info_file() {
@@ -202,9 +202,12 @@ bool close_text_files() {
     return debug_complete && info_complete;
 }
 
-void leave_without_output(int status) {
+void (*end_process)(int status) = exit;
+
+void leave_run() {
     abandon_icode_files();
-    exit(status);
+    end_process(1);
+    abort();
 }
 
 void fatal_exit() {
@@ -217,7 +220,8 @@ void fatal_exit() {
     fputs("\n>>>> Optimizer terminated abnormally\n", stderr);
     if (run.current_function) fprintf(stderr, ">>>>    in function %s()\n", run.current_function_name);
     fprintf(stderr, ">>>>    in file \"%s\"\n", run.current_file);
-    exit(1);
+    end_process(1);
+    abort();
 }
 
 } // namespace pelorus

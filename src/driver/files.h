@@ -56,7 +56,11 @@ void abandon_icode_files();
 // not be written in full.
 bool close_text_files();
 
-// What an error in the input or an option does: the run ends with `status` and leaves no output.
-[[noreturn]] void leave_without_output(int status);
+// The end of the run after a message about the input, an option or a file: abandons input and output and ends
+// the process with status 1. Only an impossible state has an end of its own, `fatal_exit`.
+[[noreturn]] void leave_run();
+
+// What ends the process at last. Tests replace it by one that throws.
+extern void (*end_process)(int status);
 
 } // namespace pelorus

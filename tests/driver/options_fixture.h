@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "driver/files.h"
 #include "driver/options/options.h"
 #include "support/pseudo_options.h"
 
@@ -27,17 +28,15 @@ struct Outcome {
 class OptionsTest : public testing::Test {
 protected:
     void SetUp() override {
-        exit_before_ = option_exit;
-        option_exit = [](int status) { throw OptionExit{status}; };
-        set_argument_iterator(&OptionsTest::next_word, this);
+        exit_before_ = end_process;
+        end_process = [](int status) { throw OptionExit{status}; };
         options_ = new_options();
         clear_pseudo_options();
         reset_settings();
     }
     void TearDown() override {
         release_options(options_);
-        set_argument_iterator(nullptr, nullptr);
-        option_exit = exit_before_;
+        end_process = exit_before_;
         clear_pseudo_options();
         reset_settings();
     }
@@ -58,7 +57,7 @@ protected:
 
     // Parses one text that is to be accepted whole.
     Outcome parse(const std::string& text) {
-        return observe([&] { EXPECT_TRUE(parse_option(*options_, text)) << text; });
+        return observe([&] { EXPECT_TRUE(parse_option(*options_, text, words())) << text; });
     }
 
     // The error message of a text that is to end the run, in a fresh object.
@@ -70,6 +69,7 @@ protected:
         return outcome.errors;
     }
 
+    ARGUMENT_SOURCE words() { return {next_word, this}; }
     static const char* next_word(void* test) {
         auto& words = static_cast<OptionsTest*>(test)->words_;
         if (words.empty()) return nullptr;
@@ -80,7 +80,7 @@ protected:
     }
 
     OPTIONS* options_ = nullptr;
-    std::vector<std::string> words_; // what the argument iterator still has to give
+    std::vector<std::string> words_; // the words that still follow
 
 private:
     void (*exit_before_)(int) = nullptr;

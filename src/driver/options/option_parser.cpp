@@ -9,15 +9,12 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <utility>
 
 #include "driver/options/option_state.h"
 
 namespace pelorus {
 
 namespace {
-
-ARGUMENT_SOURCE argument_source;
 
 // The state of the conversion of a number.
 struct NUMBER {
@@ -160,12 +157,12 @@ size_t read_argument_text(OPTIONS& options, const OPTION_ROW& row, std::string_v
 }
 
 // Reads the argument of an option whose name stands before `rest`; returns how much of `rest` belongs to it.
-size_t read_argument(OPTIONS& options, const OPTION_ROW& row, std::string_view rest) {
+size_t read_argument(OPTIONS& options, const OPTION_ROW& row, std::string_view rest,
+                     const ARGUMENT_SOURCE& words) {
     if (row.kind == OPTION_KIND::NONE) return 0;
     const size_t equals = rest.starts_with('=') ? 1 : 0;
     const bool is_word = rest.empty();
-    const char* word =
-        is_word && argument_source.next ? argument_source.next(argument_source.state) : nullptr;
+    const char* word = is_word && words.next ? words.next(words.state) : nullptr;
     if (is_word && !word) missing_argument(row);
     const std::string_view text = is_word ? std::string_view(word) : rest.substr(equals);
     // Only a text may be empty.
@@ -213,30 +210,24 @@ void warn_of_case(std::string_view typed, const OPTION_NAME& name) {
 }
 
 // Reads the option that begins `text`; returns its length with its argument, 0 when there is none.
-size_t parse_one_option(OPTIONS& options, std::string_view text) {
+size_t parse_one_option(OPTIONS& options, std::string_view text, const ARGUMENT_SOURCE& words) {
     const int code = match_option_name(text);
     if (code < 0) return 0;
     const OPTION_ROW& row = option_row(code);
     const size_t name_length = row.name_length;
     warn_of_case(text.substr(0, name_length), option_name(row));
-    const size_t argument_length = read_argument(options, row, text.substr(name_length));
+    const size_t argument_length = read_argument(options, row, text.substr(name_length), words);
     record_option(options, code);
     return name_length + argument_length;
 }
 
 } // namespace
 
-void set_argument_iterator(ARGUMENT_ITERATOR next, void* state) { argument_source = {next, state}; }
-
-ARGUMENT_SOURCE exchange_argument_source(ARGUMENT_SOURCE source) {
-    return std::exchange(argument_source, source);
-}
-
-bool parse_option(OPTIONS& options, std::string_view text) {
+bool parse_option(OPTIONS& options, std::string_view text, const ARGUMENT_SOURCE& words) {
     options.text = text;
     std::string_view rest = options.text;
     while (!rest.empty()) {
-        const size_t length = parse_one_option(options, rest);
+        const size_t length = parse_one_option(options, rest, words);
         if (length == 0) {
             option_trace(options, "no option begins with '%s'\n", std::string(rest).c_str());
             return false;

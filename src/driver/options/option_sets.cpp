@@ -52,12 +52,7 @@ void override_options(std::string_view text) {
     settings.level4_inlining = DEFAULTS.level4_inlining;
     settings.keep_unoptimized = DEFAULTS.keep_unoptimized;
     trace("[Overriding options to be \"%s\"", std::string(text).c_str());
-
-    // The command line's arguments are not there for an override to take.
-    const ARGUMENT_SOURCE command_line = exchange_argument_source({});
     parse_words(*options, text);
-    exchange_argument_source(command_line);
-
     apply_options(*options, settings);
     if (settings.optimization_level < 1) settings.keep_unoptimized = 1;
     trace(" --> -o%d -i%d", settings.optimization_level, settings.inline_threshold);

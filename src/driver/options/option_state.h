@@ -34,19 +34,10 @@ OPTION_STATE& option_state(OPTIONS& options, int code);
 // error.
 void set_option_argument(OPTIONS& options, const OPTION_ROW& row, OPTION_ARGUMENT argument);
 
-// Prints on the standard error stream and ends the run with status 1.
+// Prints on the standard error stream and ends the run.
 [[noreturn]] void option_error(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // Prints "option debug: " and the text on the standard output when the object's option-debug switch is on.
 void option_trace(const OPTIONS& options, const char* format, ...) __attribute__((format(printf, 2, 3)));
-
-// Where options take arguments of their own from.
-struct ARGUMENT_SOURCE {
-    ARGUMENT_ITERATOR next = nullptr;
-    void* state = nullptr;
-};
-
-// Makes `source` the current one and returns the one before.
-ARGUMENT_SOURCE exchange_argument_source(ARGUMENT_SOURCE source);
 
 } // namespace pelorus

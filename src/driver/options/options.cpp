@@ -2,16 +2,14 @@
 #include "driver/options/options.h"
 
 #include <cstdarg>
-#include <cstdlib>
 #include <utility>
 
+#include "driver/files.h"
 #include "driver/options/option_state.h"
 
 namespace pelorus {
 
 namespace {
-
-void leave_program(int status) { exit(status); }
 
 // Null when the option has no such argument. A question about an element of an option that holds only one
 // argument is the caller's mistake, not the user's.
@@ -26,15 +24,12 @@ const OPTION_ARGUMENT* argument_at(const OPTIONS& options, int code, int index) 
 
 } // namespace
 
-void (*option_exit)(int status) = leave_program;
-
 void option_error(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     vfprintf(stderr, format, arguments);
     va_end(arguments);
-    option_exit(1);
-    abort();
+    leave_run();
 }
 
 void option_trace(const OPTIONS& options, const char* format, ...) {

@@ -8,8 +8,8 @@
 // command line. A number ends where its digits end, and a further option may follow it; any other argument
 // takes the rest.
 //
-// Every error is a message on the standard error stream and exit status 1, through `option_exit`. Warnings go
-// to the same stream. Codes are those of option_table.h; a code that is none is an internal error and exits
+// Every error is a message on the standard error stream and the end of the run (files.h). Warnings go to the
+// same stream. Codes are those of option_table.h; a code that is none is an internal error and ends the run
 // as well.
 #pragma once
 
@@ -23,21 +23,21 @@ namespace pelorus {
 
 struct OPTIONS;
 
-// How an error in an option ends the run; must not return. Tests replace it by one that throws.
-extern void (*option_exit)(int status);
-
 // An object in which no option is given. The caller releases it.
 OPTIONS* new_options();
 void release_options(OPTIONS* options);
 
 // From where options whose argument is a word of its own take it: `next(state)` gives the next argument of
-// the command line, null at the end. The text must live until the option is recorded. Null: there is none.
-using ARGUMENT_ITERATOR = const char* (*)(void* state);
-void set_argument_iterator(ARGUMENT_ITERATOR next, void* state);
+// the command line, null at the end. The text must live until the option is recorded. Without `next` there
+// are no further words.
+struct ARGUMENT_SOURCE {
+    const char* (*next)(void* state) = nullptr;
+    void* state = nullptr;
+};
 
 // Reads one option text, without its leading "-", into `options`. False when part of the text is no option;
 // what stood before it is recorded all the same.
-bool parse_option(OPTIONS& options, std::string_view text);
+bool parse_option(OPTIONS& options, std::string_view text, const ARGUMENT_SOURCE& words = {});
 
 // True when the option was given and no later one cleared it.
 bool option_given(const OPTIONS& options, int code);
