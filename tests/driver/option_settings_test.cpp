@@ -90,10 +90,11 @@ TEST_F(OptionSettings, DebugDigitsCountOnlyWithTheTrace) {
 }
 
 TEST_F(OptionSettings, ListsReachThePseudoOptions) {
-    applied({"-debug=zalloc,allochist", "-debug=debug:unroll=4", "-disable=downcounters"});
+    applied({"-debug=zalloc,allochist", "-debug=unroll=4,debug:limit=2", "-disable=downcounters"});
     EXPECT_EQ(debug_switch("zalloc"), 1);
     EXPECT_EQ(debug_switch("allochist"), 1);
     EXPECT_EQ(debug_switch("unroll"), 4);
+    EXPECT_EQ(debug_switch("limit"), 2);
     EXPECT_EQ(disable_switch("downcounters"), 1);
 }
 

@@ -74,9 +74,10 @@ constexpr const char* PSEUDO_OPTIONS = R"(
 ## Pseudo-options
 
 `--debug=` and `--disable=` take names, separated by `,`, that single passes ask for: `--debug=zalloc` sets
-the key `debug:zalloc` to 1, `--disable=downcounters` sets `disable:downcounters`. An item with `=` is a whole
-key and its value: `--debug=debug:unroll=4`. A name that nothing asks for has no effect; `docs/passes.md`
-lists the names that something asks for.
+the key `debug:zalloc` to 1, `--disable=simpcfg` sets `disable:simpcfg`. A name may have a value:
+`--debug=dump_after=3` sets `debug:dump_after` to 3; with `debug:` or `disable:` in front it is a whole key,
+so that `--debug=debug:dump_after=3` says the same. `docs/passes.md` lists the names that something asks for.
+A name that nothing asks for has no effect.
 )";
 
 constexpr const char* OPTIONS_HEADING = R"(
