@@ -13,12 +13,10 @@
 #include <vector>
 
 #include "driver/files.h"
+#include "driver/options/option_sets.h"
 #include "driver/options/options.h"
 #include "driver/phases.h"
 #include "driver/signals.h"
-#include "ir/node.h"
-#include "memory/zone.h"
-#include "support/pseudo_options.h"
 #include "support/run.h"
 #include "support/settings.h"
 #include "support/trace.h"
@@ -117,8 +115,6 @@ void answer_questions(const OPTIONS& options) {
 void apply_settings(const OPTIONS& options) {
     reset_settings();
     apply_options(options, settings);
-    node_factory.char_pointer_operator = settings.char_pointers != 0;
-    zone_start();
 }
 
 void prepare_debugging(OPTIONS& options) {
@@ -141,9 +137,6 @@ void check_positional() {
     }
 }
 
-// True when something other than the trace prints on the debug stream.
-bool wants_debug_stream() { return debug_switch("dump_after") || debug_switch("timing"); }
-
 // The information file is about the file-level analysis, which starts at level 3.
 void name_text_files(OPTIONS& options) {
     if (settings.optimization_level < 3 && !option_given(options, OPT_DEBUG))
@@ -160,9 +153,8 @@ void open_debug_output(const OPTIONS& options) {
     if (option_given(options, OPT_DEBUG)) {
         open_debug_file(true);
         trace_state.debug_output = option_value(options, OPT_DEBUG) != 0;
-    } else if (wants_debug_stream()) {
-        open_debug_file(false);
     }
+    pass_settings_on();
 }
 
 void write_option_sets() {

@@ -101,6 +101,7 @@ void release_function_storage() {
     clear_function();
     clear_flow_graph();
     release_local_zone();
+    zone_start(); // the function's own options may have asked for something else
     run.current_function = nullptr;
     run.current_function_name = nullptr;
     run.current_file = "NO_PSN_FILE";

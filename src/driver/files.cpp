@@ -9,6 +9,7 @@
 
 #include "driver/options/options.h"
 #include "support/fatal.h"
+#include "support/pseudo_options.h"
 #include "support/run.h"
 #include "support/settings.h"
 #include "support/trace.h"
@@ -115,6 +116,8 @@ void open_info_file() {
     print_banner(trace_state.info_stream);
     info("Build Number %s\n", PELORUS_VERSION);
 }
+
+bool wants_debug_stream() { return debug_switch("dump_after") || debug_switch("timing"); }
 
 void open_debug_file(bool abort_on_failure) {
     if (trace_state.debug_stream) return;

@@ -38,6 +38,9 @@ FILE* open_file(const char* what, const std::string& name, const char* mode);
 
 // Opens the information file of run_files.info_name and writes its head; information output is on afterwards.
 void open_info_file();
+// True when something other than the trace prints on the debug stream.
+bool wants_debug_stream();
+
 // Opens the debug stream unless it is open. When that fails the run ends with status 1, or the standard error
 // stream takes its place.
 void open_debug_file(bool abort_on_failure);

@@ -150,6 +150,7 @@ void report_histogram() {
 } // namespace
 
 void zone_start() {
+    if (zone_statistics().local_calls) return;
     set_zone_checking(debug_switch("zalloc") != 0);
     set_zone_histogram(debug_switch("allochist") != 0);
 }

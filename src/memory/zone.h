@@ -82,8 +82,8 @@ struct ZONE {
 extern const ZONE file_zone;
 extern const ZONE function_zone;
 
-// Reads the pseudo-options "zalloc" (checking mode) and "allochist" (histogram). Needs: the options parsed,
-// and the local zone empty.
+// Reads the pseudo-options "zalloc" (checking mode) and "allochist" (histogram). Does nothing while the local
+// zone holds something: whoever changes the options asks again after the release.
 void zone_start();
 
 // Checking mode: every local request is a heap block of its own, and `in_zone` answers false for everything.

@@ -3,6 +3,8 @@
 
 #include "driver/options/option_sets.h"
 #include "driver/options_fixture.h"
+#include "ir/node.h"
+#include "memory/zone.h"
 #include "support/test_support.h"
 
 namespace pelorus {
@@ -119,6 +121,30 @@ TEST_F(OptionSettings, AnOverrideStartsFromTheDefaultsAndIsUndone) {
     EXPECT_EQ(capture.text(),
               "[Overriding options to be \"  -i5 word\t-no_such --no_tail_recursion \" --> -o1 -i5]\n"
               "[Restoring options --> -o3 -i20 -Z1]\n");
+}
+
+TEST_F(OptionSettings, WhatKeepsACopyOfASettingIsToldOfAnOverrideAndOfItsEnd) {
+    add_pseudo_options("debug", "verify");
+    save_options();
+    override_options("--char_pointers --debug=zalloc,limit=3 --disable=simpcfg");
+    EXPECT_TRUE(node_factory.char_pointer_operator);
+    EXPECT_TRUE(zone_checking());
+    EXPECT_EQ(disable_switch("simpcfg"), 1);
+    EXPECT_EQ(debug_switch("verify"), 1) << "pseudo-options are added to those of the run";
+    zalloc(8);
+    restore_options();
+    EXPECT_FALSE(node_factory.char_pointer_operator);
+    EXPECT_EQ(debug_switch("verify"), 1);
+    EXPECT_FALSE(has_debug_switch("limit") || disable_switch("simpcfg"));
+    EXPECT_TRUE(zone_checking()) << "the function's storage still lives in blocks of its own";
+    release_local_zone();
+    zone_start();
+    EXPECT_FALSE(zone_checking());
+
+    global_override("--debug=limit=4");
+    override_options("--debug=limit=5");
+    restore_options();
+    EXPECT_EQ(debug_switch("limit"), 4) << "what the file asks for stays";
 }
 
 TEST_F(OptionSettings, AnOverrideBelowLevel1KeepsTheCodeAsItIs) {

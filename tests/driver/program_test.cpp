@@ -159,6 +159,20 @@ TEST_F(Program, LaysAFunctionsOptionsOverTheBaselineAndTakesThemBack) {
         << "the file's options hold for every function";
 }
 
+TEST_F(Program, GivesASwitchOfOneFunctionToThatFunctionOnly) {
+    put("in.if",
+        file_of_functions({{"_a", 1}, {"_b", 2, "--debug=dump_after=3,allochist"}, {"_c", 3}}).bytes());
+    expect_run("in.if", 0, "");
+    std::string text = get("in.odb");
+    EXPECT_NE(text.find("b() after step 3, build_cfg"), std::string::npos) << text;
+    EXPECT_EQ(text.find("c() after step"), std::string::npos) << text;
+    expect_run("in.if --trace", 0, "");
+    text = get("in.odb");
+    const size_t histogram = text.find("\nAllocation histogram:\n");
+    EXPECT_NE(histogram, std::string::npos);
+    EXPECT_EQ(text.find("\nAllocation histogram:\n", histogram + 1), std::string::npos);
+}
+
 // --- What is written ---
 
 TEST_F(Program, WritesItsOwnOutputAgainUnchanged) {

@@ -1,10 +1,17 @@
 // The option sets; see option_sets.h.
+//
+// Passes read the settings directly, so a change needs no more than the change itself. What keeps a copy, or
+// needs something opened, is told by `pass_settings_on`.
 #include "driver/options/option_sets.h"
 
 #include <memory>
 #include <string>
 
+#include "driver/files.h"
 #include "driver/options/option_state.h"
+#include "ir/node.h"
+#include "memory/zone.h"
+#include "support/pseudo_options.h"
 #include "support/trace.h"
 
 namespace pelorus {
@@ -31,10 +38,21 @@ void parse_words(OPTIONS& options, std::string_view text) {
 
 } // namespace
 
-void save_options() { saved_settings = settings; }
+void pass_settings_on() {
+    node_factory.char_pointer_operator = settings.char_pointers != 0;
+    zone_start();
+    if (wants_debug_stream()) open_debug_file(false);
+}
+
+void save_options() {
+    saved_settings = settings;
+    save_pseudo_options();
+}
 
 void restore_options() {
     settings = saved_settings;
+    restore_pseudo_options();
+    pass_settings_on();
     trace("[Restoring options");
     trace(" --> -o%d -i%d", settings.optimization_level, settings.inline_threshold);
     trace_code_size();
@@ -54,6 +72,7 @@ void override_options(std::string_view text) {
     trace("[Overriding options to be \"%s\"", std::string(text).c_str());
     parse_words(*options, text);
     apply_options(*options, settings);
+    pass_settings_on();
     if (settings.optimization_level < 1) settings.keep_unoptimized = 1;
     trace(" --> -o%d -i%d", settings.optimization_level, settings.inline_threshold);
     trace_code_size();

@@ -1,4 +1,4 @@
-// The baseline of the settings, and the texts that override them.
+// The baseline of the settings and pseudo-options, and the texts that override them.
 //
 // The saved set is what every function starts from. A function, or the file, may carry an option text that is
 // laid over the settings: for the function alone, or as the new baseline.
@@ -8,7 +8,11 @@
 
 namespace pelorus {
 
-// Makes the current settings the saved set.
+// Has everything that keeps a copy of a setting take the current one: the node factory, the function zone,
+// which takes it as soon as it is empty, and the debug stream, which is opened when a switch prints on it.
+void pass_settings_on();
+
+// Makes the current settings and pseudo-options the saved set.
 void save_options();
 
 // Puts the saved set back, and traces what it gives.
