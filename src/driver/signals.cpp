@@ -83,8 +83,10 @@ void install_signal_handlers() {
     action.sa_flags = SA_NODEFER; // a blocked signal would kill the process with a status of its own
     if (sigaltstack(&stack, nullptr) == 0) action.sa_flags |= SA_ONSTACK;
     for (const int signal_number : FATAL_SIGNALS) sigaction(signal_number, &action, nullptr);
-    std::signal(SIGPIPE,
-                SIG_IGN); // a reader that went away is a write that failed, which the files' ends report
+    // A reader that went away and a file that reached the limit of its size are writes that failed, which the
+    // files' ends report.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 } // namespace pelorus

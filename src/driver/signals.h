@@ -4,7 +4,8 @@
 namespace pelorus {
 
 // Has every fatal signal reported, a stack overflow included; the handler ends the process with status 2.
-// Writing to a closed pipe raises no signal afterwards: it is an error of the write.
+// Writing to a closed pipe, or beyond the limit of a file's size, raises no signal afterwards: it is an error
+// of the write.
 void install_signal_handlers();
 
 // The report on the standard error stream. Reads nothing but names and the current function's record, and
