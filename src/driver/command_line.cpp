@@ -15,6 +15,7 @@
 #include "driver/files.h"
 #include "driver/options/option_sets.h"
 #include "driver/options/options.h"
+#include "driver/output_stream.h"
 #include "driver/phases.h"
 #include "driver/signals.h"
 #include "support/run.h"
@@ -66,7 +67,7 @@ void take_positional(const char* argument) {
 void parse_texts(ARGUMENT_WALK& walk, OPTIONS& options, void (*positional)(const char*)) {
     walk.next = 0;
     while (const char* text = next_argument(&walk)) {
-        if (text[0] == '-')
+        if (text[0] == '-' && text[1])
             parse_option(options, text + 1, {next_argument, &walk}); // what it cannot read is ignored
         else if (positional)
             positional(text);
@@ -141,10 +142,11 @@ void check_positional() {
 void name_text_files(OPTIONS& options) {
     if (settings.optimization_level < 3 && !option_given(options, OPT_DEBUG))
         set_option(options, OPT_INFO, 0);
-    if (option_enabled(options, OPT_INFO))
-        run_files.info_name = option_given(options, OPT_INFO_FILE)
-                                  ? option_text(options, OPT_INFO_FILE)
-                                  : with_extension(without_extension(run.input_name), ".nfo", false);
+    run_files.info_wanted = option_enabled(options, OPT_INFO);
+    run_files.info_name_derived = !option_given(options, OPT_INFO_FILE);
+    run_files.info_name = run_files.info_name_derived
+                              ? with_extension(without_extension(run.input_name), ".nfo", false)
+                              : option_text(options, OPT_INFO_FILE);
     if ((option_given(options, OPT_DEBUG) || wants_debug_stream()) && !settings.print_debug)
         run_files.debug_name = with_extension(run.input_name, ".odb", true);
 }
@@ -155,6 +157,12 @@ void open_debug_output(const OPTIONS& options) {
         trace_state.debug_output = option_value(options, OPT_DEBUG) != 0;
     }
     pass_settings_on();
+}
+
+void refuse_option_trace(const OPTIONS& options) {
+    if (!option_given(options, OPT_OPTION_DEBUG) || !output_is_standard(run.output_name)) return;
+    fprintf(stderr, "\n>> Standard Output Holds The Option Trace : %s, Aborting\n", run.output_name.c_str());
+    leave_run();
 }
 
 void write_option_sets() {
@@ -198,8 +206,9 @@ void process_command_line(int argc, char** argv) {
 
     name_text_files(active);
     refuse_shared_files();
-    if (command_line.positional == 1) refuse_foreign_output();
-    if (!run_files.info_name.empty()) open_info_file();
+    refuse_foreign_files(command_line.positional == 1);
+    refuse_option_trace(active);
+    if (run_files.info_wanted) open_info_file();
     open_debug_output(active);
     open_output_file();
     write_option_sets();

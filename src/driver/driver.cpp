@@ -7,6 +7,7 @@
 #include "driver/command_line.h"
 #include "driver/files.h"
 #include "driver/options/option_sets.h"
+#include "driver/output_stream.h"
 #include "driver/phases.h"
 #include "driver/pipeline.h"
 #include "driver/verify.h"
@@ -43,6 +44,7 @@ void release_run() {
 } // namespace
 
 int run_optimizer(int argc, char** argv) {
+    provide_standard_streams();
     icode_exit = [](int) { leave_run(); };
     process_command_line(argc, argv);
     validate_opcode_tables();

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "driver/options/options.h"
+#include "driver/output_stream.h"
 #include "support/fatal.h"
 #include "support/pseudo_options.h"
 #include "support/run.h"
@@ -50,8 +51,11 @@ namespace {
 
 struct NAMED_FILE {
     const char* what;
-    const std::string* name;
+    std::string name; // "": there is none
 };
+
+// The path under which the system knows the standard output.
+constexpr const char* STANDARD_OUTPUT_PATH = "/dev/stdout";
 
 // A file that does not exist yet is known by its path; devices and pipes lose nothing by being opened.
 bool is_same_file(const std::string& a, const std::string& b) {
@@ -66,16 +70,18 @@ bool is_same_file(const std::string& a, const std::string& b) {
 } // namespace
 
 void refuse_shared_files() {
-    const NAMED_FILE files[] = {{"Input icode File", &run.input_name},
-                                {"Output icode File", &run.output_name},
-                                {"Info File", &run_files.info_name},
-                                {"Debug File", &run_files.debug_name}};
+    const bool to_standard = run.output_name == STANDARD_OUTPUT_NAME;
+    const NAMED_FILE files[] = {
+        {"Input icode File", run.input_name},
+        {"Output icode File", to_standard ? STANDARD_OUTPUT_PATH : run.output_name},
+        {"Info File", run_files.info_wanted ? run_files.info_name : ""},
+        {"Debug File", run_files.debug_name},
+    };
     for (const NAMED_FILE& file : files) {
         for (const NAMED_FILE* other = files; other != &file; ++other) {
-            if (file.name->empty() || other->name->empty() || !is_same_file(*file.name, *other->name))
-                continue;
+            if (file.name.empty() || other->name.empty() || !is_same_file(file.name, other->name)) continue;
             fprintf(stderr, "\n>> %s Is Also The %s : %s, Aborting\n", file.what, other->what,
-                    file.name->c_str());
+                    file.name.c_str());
             leave_run();
         }
     }
@@ -83,30 +89,54 @@ void refuse_shared_files() {
 
 namespace {
 
-// A file that cannot be read is left to the opening for writing; an empty one is what a run that was stopped
-// leaves.
-bool holds_something_else(const std::string& name) {
+// The first bytes of a file, none of a device. A file that cannot be read is left to the opening for writing;
+// an empty one is what a run that was stopped leaves.
+std::string file_head(const std::string& name) {
+    std::error_code error;
+    if (!fs::is_regular_file(name, error)) return "";
     FILE* stream = fopen(name.c_str(), "rb");
-    if (!stream) return false;
+    if (!stream) return "";
     char head[32] = {};
     const size_t count = fread(head, 1, sizeof head, stream);
     fclose(stream);
-    return count && std::string_view(head, count).find(ICODE_MAGIC) == std::string_view::npos;
+    return {head, count};
+}
+
+bool is_icode(std::string_view head) { return head.find(ICODE_MAGIC) != std::string_view::npos; }
+bool is_info(std::string_view head) { return head.starts_with(TOOL_NAME); }
+bool is_text(std::string_view head) { return head.find('\0') == std::string_view::npos; }
+
+void refuse_foreign_file(const char* what, const char* kind, const std::string& name,
+                         bool (*is_ours)(std::string_view)) {
+    const std::string head = file_head(name);
+    if (head.empty() || is_ours(head)) return;
+    fprintf(stderr, "\n>> %s File Exists And Is No %s File : %s, Aborting\n", what, kind, name.c_str());
+    leave_run();
 }
 
 } // namespace
 
-void refuse_foreign_output() {
-    if (run.output_name.ends_with(".opt") || !holds_something_else(run.output_name)) return;
-    fprintf(stderr, "\n>> Output File Exists And Is No icode File : %s, Aborting\n", run.output_name.c_str());
-    leave_run();
+void refuse_foreign_files(bool output_is_derived) {
+    if (output_is_derived && !run.output_name.ends_with(".opt"))
+        refuse_foreign_file("Output", "icode", run.output_name, is_icode);
+    if (run_files.info_wanted && run_files.info_name_derived && !run_files.info_name.ends_with(".nfo"))
+        refuse_foreign_file("Info", "Info", run_files.info_name, is_info);
+    if (!run_files.debug_name.empty()) refuse_foreign_file("Debug", "Debug", run_files.debug_name, is_text);
 }
 
 // --- Opening ---
 
+namespace {
+
+void say_cannot_open(const char* what, const std::string& name) {
+    fprintf(stderr, "\n>> Cannot Open %s, %s : %s, Aborting\n", what, strerror(errno), name.c_str());
+}
+
+} // namespace
+
 FILE* open_file(const char* what, const std::string& name, const char* mode) {
     if (FILE* stream = fopen(name.c_str(), mode)) return stream;
-    fprintf(stderr, "\n>> Cannot Open %s, %s : %s, Aborting\n", what, strerror(errno), name.c_str());
+    say_cannot_open(what, name);
     leave_run();
 }
 
@@ -125,19 +155,22 @@ void open_debug_file(bool abort_on_failure) {
         trace_state.debug_stream = stderr;
         return;
     }
-    const std::string name = with_extension(run.input_name, ".odb", true);
-    if (abort_on_failure) {
-        trace_state.debug_stream = open_file("Debug File", name, "w");
-        return;
-    }
-    trace_state.debug_stream = fopen(name.c_str(), "w");
+    run_files.debug_name = with_extension(run.input_name, ".odb", true);
+    refuse_shared_files();
+    trace_state.debug_stream = fopen(run_files.debug_name.c_str(), "w");
     if (trace_state.debug_stream) return;
-    fprintf(stderr, "\n>> Cannot Open Debug File, %s : %s, Aborting\n", strerror(errno), name.c_str());
+    say_cannot_open("Debug File", run_files.debug_name);
+    if (abort_on_failure) leave_run();
     trace_state.debug_stream = stderr;
 }
 
 void open_output_file() {
-    FILE* stream = open_file("Output icode File", run.output_name, "wb");
+    if (run_files.info_wanted || !run_files.debug_name.empty()) refuse_shared_files();
+    FILE* stream = open_output_stream(run.output_name);
+    if (!stream) {
+        say_cannot_open("Output icode File", run.output_name);
+        leave_run();
+    }
     run_files.writer =
         create_icode(stream, run.output_name.c_str(), icode_source_name(*run_files.reader), *type_package());
 }
@@ -146,6 +179,7 @@ void open_output_file() {
 
 // Only what is a file: the output may be a device, and a link's target is what is incomplete.
 void remove_output() {
+    if (run.output_name == STANDARD_OUTPUT_NAME) return;
     std::error_code error;
     const fs::path path = fs::canonical(run.output_name, error);
     if (!error && fs::is_regular_file(path, error)) fs::remove(path, error);
@@ -172,8 +206,7 @@ bool close_text(FILE*& stream, const char* what, const std::string& name) {
 }
 
 bool close_debug_stream() {
-    const bool complete =
-        close_text(trace_state.debug_stream, "Debug File", with_extension(run.input_name, ".odb", true));
+    const bool complete = close_text(trace_state.debug_stream, "Debug File", run_files.debug_name);
     trace_state.debug_output = false;
     return complete;
 }
@@ -182,7 +215,9 @@ bool close_debug_stream() {
 
 bool close_icode_files() {
     close_reader();
-    const bool complete = close_icode_writer(run_files.writer);
+    const bool complete =
+        close_icode_writer(run_files.writer) ? finish_output_stream(run.output_name) : false;
+    abandon_output_stream();
     run_files.writer = nullptr;
     if (!complete) remove_output();
     return complete;
@@ -192,6 +227,7 @@ void abandon_icode_files() {
     close_reader();
     if (!run_files.writer) return;
     abandon_icode_writer(run_files.writer);
+    abandon_output_stream();
     run_files.writer = nullptr;
     if (!settings.keep_output) remove_output();
 }

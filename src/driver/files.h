@@ -13,7 +13,9 @@ namespace pelorus {
 struct RUN_FILES {
     ICODE_READER* reader = nullptr; // of the input; null before it was opened and after it was closed
     ICODE_WRITER* writer = nullptr; // of the output; the same
-    std::string info_name;          // "" while no information file is wanted
+    bool info_wanted = false;
+    bool info_name_derived = false; // from the input's name
+    std::string info_name;          // of the information file; valid when it is wanted
     std::string debug_name;         // "" while no debug file is wanted
 };
 extern RUN_FILES run_files;
@@ -25,13 +27,15 @@ std::string with_extension(std::string_view name, std::string_view extension, bo
 
 // Ends the run with status 1 when two of the run's files are the same file: opening one for writing would
 // destroy the other. Devices may be shared. Needs: all names set. To be called before anything is opened for
-// writing.
+// writing; the openings of debug file and output ask again, since what exists by then tells links and names
+// in another case that lead to the same new file.
 void refuse_shared_files();
 
-// Ends the run with status 1 when the output's name does not end in ".opt" and is that of a file that is no
-// icode: the name was derived from one with two extensions, such as "prog.c.if", and would overwrite
-// somebody's source.
-void refuse_foreign_output();
+// Ends the run with status 1 when a name that was derived from the input's is that of a file which is plainly
+// not ours: one with two extensions, such as "prog.c.if", gives "prog.c" for output and information file and
+// would overwrite somebody's source. An output or information file under its own extension is taken for ours,
+// a debug file when it is text.
+void refuse_foreign_files(bool output_is_derived);
 
 // Opens a file; on failure says "Cannot Open <what>" and ends the run with status 1.
 FILE* open_file(const char* what, const std::string& name, const char* mode);
