@@ -1,6 +1,8 @@
 // Blocks, labels and sets of blocks; see bb.h.
 #include "cfg/bb.h"
 
+#include "cfg/facts.h"
+
 #include <cstdio>
 
 #include "memory/free_list.h"
@@ -12,7 +14,10 @@ namespace pelorus {
 
 FLOW_GRAPH flow_graph;
 
-void clear_flow_graph() { flow_graph = {}; }
+void clear_flow_graph() {
+    flow_graph = {};
+    fact_state = {};
+}
 
 BB* new_block(STMT* stmts, STMT* last) {
     auto* block = new_recycled<BB>();
@@ -29,40 +34,6 @@ bool in_set(const BB_LIST* set, const BB* block) {
     for (; set; set = set->next)
         if (set->block == block) return true;
     return false;
-}
-
-void add_to_set(BB_LIST*& set, BB* block) {
-    if (in_set(set, block)) return;
-    auto* cell = new_recycled<BB_LIST>();
-    *cell = {block, set};
-    set = cell;
-}
-
-void remove_from_set(BB_LIST*& set, const BB* block) {
-    for (BB_LIST** place = &set; *place; place = &(*place)->next) {
-        if ((*place)->block != block) continue;
-        BB_LIST* cell = *place;
-        *place = cell->next;
-        recycle(cell);
-        return;
-    }
-}
-
-void free_set(BB_LIST*& set) {
-    while (BB_LIST* cell = set) {
-        set = cell->next;
-        recycle(cell);
-    }
-}
-
-void add_edge(BB* from, BB* to) {
-    add_to_set(from->succs, to);
-    add_to_set(to->preds, from);
-}
-
-void remove_edge(BB* from, BB* to) {
-    remove_from_set(from->succs, to);
-    remove_from_set(to->preds, from);
 }
 
 namespace {
@@ -91,6 +62,11 @@ LABEL_RECORD* find_label(int32_t index) {
             if (label->index == index) return block->labels;
     fprintf(stderr, "\n!!! COMPILER (OPTIMIZER) ERROR IN 'find_label', INDEX=%d !!!\n", index);
     fatal_exit();
+}
+
+void append_text(std::string& text, const BB* block) {
+    text += "BB ";
+    append_text(text, block->dfn);
 }
 
 bool is_ending_branch(int32_t op) {

@@ -10,11 +10,15 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "ir/label.h"
 #include "ir/position.h"
 #include "ir/stmt.h"
+#include "support/decision.h"
 
 namespace pelorus {
 
@@ -81,17 +85,10 @@ constexpr int16_t LOWEST_FRESH_LABEL = -30000;
 // Forgets the graph. At the start of every function.
 void clear_flow_graph();
 
-// --- bb.cpp: cells, labels, set operations ---
+// --- bb.cpp: blocks and labels ---
 
 BB* new_block(STMT* stmts, STMT* last);
-// Set insertion at the head; removal of the first cell that names the block. Linear in the list.
-void add_to_set(BB_LIST*& set, BB* block);
-void remove_from_set(BB_LIST*& set, const BB* block);
 bool in_set(const BB_LIST* set, const BB* block);
-void free_set(BB_LIST*& set);
-// Edges, on both sides.
-void add_edge(BB* from, BB* to);
-void remove_edge(BB* from, BB* to);
 
 // A new label record in front of `next`; an index below 1 asks for a fresh one (-1, -2, ... -30000, then
 // again -1).
@@ -116,6 +113,12 @@ void for_each_label(NODE* tree, F visit) {
 
 bool is_ending_branch(int32_t op);
 
+// "BB <number>", for the texts of decisions.
+void append_text(std::string& text, const BB* block);
+// The next decisions are about this block, or this statement of it.
+inline void stand_at(const BB* block, const STMT* cell) { stand_at(block->dfn, cell->position.line); }
+inline void stand_at(const BB* block) { stand_at(block, block->last_stmt); }
+
 // --- build_cfg.cpp ---
 
 // Builds the graph of the current function (ir/stmt.h) from its statement list, numbers the blocks, and
@@ -123,32 +126,24 @@ bool is_ending_branch(int32_t op);
 // labels than 16 bits can number.
 // Needs: `function` complete. Breaks: function.statements.
 void build_cfg();
-
-// --- number_cfg.cpp ---
-
-// After edges were changed or blocks deleted: rebuilds preds, numbers, order and rdflinks, drops unreachable
-// blocks.
-// Needs: succs. Keeps: label leaves resolved.
-void renumber_cfg();
-// Renumbers in the existing dflink order, without a search; sets the index of every label to its block's
-// number.
-void relink_blocks();
-// The two halves of renumbering that build_cfg needs by themselves.
-void number_depth_first();
-void find_predecessors();
+// The three parts of it, which the pipeline shows one by one; the third is tail-recursion removal
+// (tail_recursion.h), between these two.
+bool make_blocks_and_edges();
+bool number_new_graph();
 
 // --- validate_cfg.cpp ---
 
 struct CFG_ERRORS {
-    int corrected = 0;
-    int uncorrected = 0;
+    int corrected = 0;                                // that `validate_cfg` repairs
+    int uncorrected = 0;                              //
+    std::vector<std::pair<BB*, BB*>> missing_edges{}; // that a branch has and the sets have not
+    std::vector<BB*> unreachable{};
 };
 struct FAULT_SINK; // ir/rules.h
-// Checks the graph and reports on the debug trace and the standard error stream. Only with the debug trace
-// on.
+// Checks the graph, reports on the debug trace and the standard error stream, and repairs what is called
+// corrected: missing successors are added, unreachable blocks lose their edges. Only with the debug trace on.
 void validate_cfg();
-// The checks behind it; they report on the trace and to the sink, which may be null, and repair missing
-// successors and unreachable blocks.
+// The checks behind it, which change nothing; they report on the trace and to the sink, which may be null.
 CFG_ERRORS check_cfg(const FAULT_SINK* sink = nullptr);
 // Checks every statement of every block; returns the number of faults, which are on the trace and went to the
 // sink.

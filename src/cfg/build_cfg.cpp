@@ -19,7 +19,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "cfg/bb.h"
+#include "cfg/graph_edit.h"
 #include "cfg/tail_recursion.h"
 #include "ir/funinfo.h"
 #include "ir/node_storage.h"
@@ -58,8 +58,7 @@ struct BUILDER {
 void chain_to_block(BUILDER& builder) {
     if (++builder.blocks > MOST_BLOCKS) refuse_function("32767 basic blocks");
     BB* block = new_block(builder.chain.first, builder.chain.last);
-    block->all_link = flow_graph.all_blocks;
-    flow_graph.all_blocks = block;
+    push_block(block);
     builder.chain = {};
 }
 
@@ -184,7 +183,7 @@ void make_blocks() {
     while (statement) statement = add_statement(builder, statement);
     chain_to_block(builder);
     if (flow_graph.labels_wrapped) refuse_function("30000 unnamed labels");
-    flow_graph.bb_list = flow_graph.all_blocks;
+    chain_all_blocks();
 }
 
 // --- Phase 2: successors ---
@@ -220,13 +219,11 @@ private:
     std::vector<LABEL_RECORD*> heads_;
 };
 
-// Marks tell which blocks are in the set already: one cell each, at the head, as add_to_set would do it.
+// Marks tell which blocks are in the set already: one cell each, at the head, as a set insertion would do it.
 void add_successor(BB* block, BB* successor) {
     if (successor->mark == flow_graph.stamp) return;
     successor->mark = flow_graph.stamp;
-    auto* cell = zone_new<BB_LIST>(true);
-    *cell = {successor, block->succs};
-    block->succs = cell;
+    push_successor(block, successor);
 }
 
 void return_through_exit(BB* block) {
@@ -252,53 +249,36 @@ void find_successors(BB* block, const LABEL_TABLE& labels) {
 
 void find_all_successors() {
     const LABEL_TABLE labels;
-    flow_graph.bb_count = 0;
+    flow_graph.last_uon = 0;
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) {
-        block->uon = static_cast<uint16_t>(++flow_graph.bb_count);
+        block->uon = static_cast<uint16_t>(++flow_graph.last_uon);
         block->dfn = 0;
-        block->succs = nullptr;
         find_successors(block, labels);
     }
-}
-
-// --- Phase 3: order of successors ---
-
-struct CELL_QUEUE {
-    BB_LIST* first = nullptr;
-    BB_LIST** end = &first;
-    void append(BB_LIST* cell) { *end = cell, end = &cell->next; }
-};
-
-// Successors with one successor of their own, then those with more, then those with none; the last ones in
-// reverse.
-void order_successors(BB* block) {
-    CELL_QUEUE one;
-    CELL_QUEUE more;
-    BB_LIST* none = nullptr;
-    for (BB_LIST *cell = block->succs, *next; cell; cell = next) {
-        next = cell->next;
-        const BB_LIST* onward = cell->block->succs;
-        if (!onward)
-            cell->next = none, none = cell;
-        else
-            (onward->next ? more : one).append(cell);
-    }
-    *more.end = none;
-    *one.end = more.first;
-    block->succs = one.first;
+    flow_graph.bb_count = flow_graph.last_uon;
 }
 
 } // namespace
 
-void build_cfg() {
+bool make_blocks_and_edges() {
+    trace_entering("build_cfg");
     clear_flow_graph();
     make_blocks();
     find_all_successors();
-    remove_tail_recursion();
-    flow_graph.last_uon = flow_graph.bb_count;
+    return true;
+}
+
+bool number_new_graph() {
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) order_successors(block);
     number_depth_first();
     find_predecessors();
+    return true;
+}
+
+void build_cfg() {
+    make_blocks_and_edges();
+    remove_tail_recursion();
+    number_new_graph();
 }
 
 } // namespace pelorus

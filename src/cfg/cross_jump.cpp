@@ -17,10 +17,11 @@
 #include <vector>
 
 #include "cfg/simplify.h"
+#include "cfg/statement_edit.h"
 #include "ir/node_storage.h"
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
-#include "memory/free_list.h"
+#include "support/decision.h"
 #include "support/hash.h"
 #include "support/pseudo_options.h"
 #include "support/settings.h"
@@ -73,27 +74,30 @@ void for_each_backward(F visit) {
 
 // --- 1 and 2 ---
 
-void trace_redundant(const BB* block, const BB* kept) {
-    if (!debug_on()) return;
-    trace("\n\tBB %d is redundant with BB %d\n", block->dfn, kept->dfn);
+void list_both(const BB* block, const BB* kept) {
     for (const BB* shown : {block, kept}) {
         trace("\n");
         list_bb(shown, shown, debug_file());
     }
 }
 
+bool may_be_merged(SITE site, const BB* block, const BB* kept) {
+    if (block == flow_graph.exit_bb) return refuse(site, "the block is the exit");
+    stand_at(block);
+    if (!change_exactly(site, "\n\t{} is redundant with {}\n", block, kept)) return false;
+    if (debug_on()) list_both(block, kept);
+    return true;
+}
+
 // The block's statements become a BRANCH to the other one's first label. Predecessors are brought up to date
 // at the end.
 void jump_to(BB* block, BB* kept) {
-    trace_redundant(block, kept);
     const POSITION position = block->stmts->position;
     for (STMT* cell = block->stmts; cell; cell = cell->next) erase_tree(cell->tree);
-    block->stmts = block->last_stmt = new_stmt(new_branch(kept), position, nullptr);
-    block->start_pos = block->end_pos = &block->stmts->position;
+    STMT* branch = new_stmt(new_branch(kept), position, nullptr);
+    set_statements(block, branch, branch);
     set_only_successor(block, kept);
 }
-
-bool may_be_merged(const BB* block) { return block != flow_graph.exit_bb; }
 
 bool merge_returns() {
     BLOCK_GROUPS groups;
@@ -102,10 +106,11 @@ bool merge_returns() {
     });
     bool changed = false;
     for (BB* kept = flow_graph.bb_list->rdflink; kept != flow_graph.bb_list; kept = kept->rdflink) {
-        if (!kept->stmts || kept->succs || is_worth_duplicating(kept, nullptr, 1)) continue;
+        if (!kept->stmts || kept->succs || !why_not_duplicate(kept, nullptr, 1)) continue;
         for (BB* block : groups[statements_hash(kept)]) {
-            if (block == kept || block->succs || block->dfn >= kept->dfn || !may_be_merged(block)) continue;
+            if (block == kept || block->succs || block->dfn >= kept->dfn) continue;
             if (!equal_statements(block->stmts, kept->stmts)) continue;
+            if (!may_be_merged(SITE_merge_returns, block, kept)) continue;
             jump_to(block, kept);
             changed = true;
         }
@@ -140,11 +145,14 @@ bool merge_jumps() {
         BB* successor = only_of(kept->succs);
         if (is_left_to_neighbour(kept, successor)) continue;
         for (BB* block : groups[jump_group(kept)]) {
-            if (block == kept || !is_jump_candidate(block) || only_of(block->succs) != successor ||
-                block->loop != kept->loop)
-                continue;
+            if (block == kept || !is_jump_candidate(block) || only_of(block->succs) != successor) continue;
             if (block->dfn >= kept->dfn && !falls_through(kept, successor)) continue;
             if (!equal_statements(block->stmts, kept->stmts)) continue;
+            if (block->loop != kept->loop) {
+                refuse(SITE_merge_tails, "the blocks are in different loops");
+                continue;
+            }
+            if (!may_be_merged(SITE_merge_tails, block, kept)) continue;
             jump_to(block, kept);
             changed = true;
         }
@@ -176,16 +184,21 @@ BB* test_block(BB* block) {
     STMT* test = block->last_stmt;
     STMT* cell = new_stmt(test->tree, test->position, nullptr);
     BB* behind = insert_block(block, cell, cell);
-    if (!behind) return nullptr;
     recompute_successors(behind);
-    test->tree = new_branch(behind);
+    replace_ending(block, new_branch(behind));
     recompute_successors(block);
     return behind;
 }
 
-void jump_to_test(BB* block, BB* kept, BB* test) {
-    trace("\n\tIF in bb %d is redundant with bb %d:\n\t\t%s\n", block->dfn, kept->dfn,
-          tree2infix(ending_tree(test)));
+bool may_merge_tests(const BB* block, const BB* kept) {
+    if (kept->stmts != kept->last_stmt && !has_room_for_block())
+        return refuse(SITE_merge_tests, "no further block can be numbered");
+    stand_at(block);
+    return change_exactly(SITE_merge_tests, "\n\tIF in bb {} is redundant with bb {}:\n\t\t{}\n", block->dfn,
+                          kept->dfn, ending_tree(kept));
+}
+
+void jump_to_test(BB* block, BB* test) {
     erase_tree(ending_tree(block));
     replace_ending(block, new_branch(test));
     recompute_successors(block);
@@ -196,8 +209,10 @@ BB* equal_test_before(BB* block, BB* successor) {
     for (const BB_LIST* cell = successor->preds; cell && looked_at < MOST_PREDECESSORS;
          cell = cell->next, ++looked_at) {
         BB* other = cell->block;
-        if (other == block || other->loop != block->loop || !ends_in_test(other)) continue;
-        if (is_same_test(ending_tree(block), ending_tree(other))) return other;
+        if (other == block || !ends_in_test(other)) continue;
+        if (!is_same_test(ending_tree(block), ending_tree(other))) continue;
+        if (other->loop == block->loop) return other;
+        refuse(SITE_merge_tests, "the tests are in different loops");
     }
     return nullptr;
 }
@@ -208,10 +223,9 @@ bool merge_tests(BB* block) {
     while (ends_in_test(block)) {
         BB* successor = block->succs->block != block ? block->succs->block : block->succs->next->block;
         BB* other = equal_test_before(block, successor);
-        if (!other) return changed;
+        if (!other || !may_merge_tests(other, block)) return changed;
         BB* test = test_block(block);
-        if (!test) return changed;
-        jump_to_test(other, block, test);
+        jump_to_test(other, test);
         changed = true;
         block = test;
     }
@@ -227,7 +241,7 @@ bool has_work() {
 
 bool cross_jump() {
     if (!has_work()) return false;
-    trace("\n\n\t\t\t---------- ENTERING 'cross_jump' ----------\n");
+    trace_entering("cross_jump");
     const bool returns = merge_returns();
     const bool jumps = merge_jumps();
     if (returns || jumps) rebuild_predecessors();

@@ -1,19 +1,23 @@
-// Changes of the graph that keep edges, labels and statements in step; see simplify.h.
+// Changes of the graph that keep edges, labels and statements in step; see graph_edit.h.
+#include "cfg/graph_edit.h"
+
 #include <vector>
 
-#include "cfg/simplify.h"
+#include "cfg/statement_edit.h"
 #include "memory/free_list.h"
-#include "memory/zone.h"
 #include "tree/query.h"
-#include "tree/simplify.h"
 
 namespace pelorus {
+
+// --- Questions ---
 
 NODE* ending_tree(const BB* block) { return block->last_stmt->tree; }
 
 bool has_one(const BB_LIST* set) { return set && !set->next; }
 bool has_two(const BB_LIST* set) { return set && set->next && !set->next->next; }
 bool has_several(const BB_LIST* set) { return set && set->next; }
+
+// --- Branches ---
 
 LABEL_RECORD* label_of(BB* block) {
     if (!block->labels) block->labels = new_label(0, nullptr, block);
@@ -31,35 +35,60 @@ NODE* new_branch(BB* target) {
     return new_unary(OP_BRANCH, type_package()->void_type(), leaf);
 }
 
-void insert_before_ending(BB* block, NODE* tree) {
-    STMT* ending = block->last_stmt;
-    // The cell of the branch takes the new statement, and a new cell the branch, so that no predecessor cell
-    // is needed.
-    STMT* cell = new_stmt(ending->tree, ending->position, ending->next);
-    ending->tree = tree;
-    ending->next = cell;
-    block->last_stmt = cell;
-    if (block->end_pos) block->end_pos = &cell->position;
+bool has_complement(const NODE* relation) {
+    if (!opcode_is_relation(relation->op)) return false;
+    const bool is_equality = relation->op == OP_EQ || relation->op == OP_NEQ;
+    return is_equality || !type_is_floating(relation->left->type);
 }
 
-void replace_ending(BB* block, NODE* tree) { block->last_stmt->tree = tree; }
-
-void keep_effects(BB* block, NODE* tree) {
-    if (NODE* effects = reduce_to_effects(tree)) insert_before_ending(block, effects);
+bool invert_if(NODE* tree) {
+    if (!has_complement(tree->left)) return false;
+    tree->left->op = opcode_fact(tree->left->op).complement;
+    std::swap(tree->right->left, tree->right->right);
+    trees_changed();
+    return true;
 }
+
+// --- Sets of blocks ---
 
 namespace {
-
-bool same_sequence(const BB_LIST* a, const BB_LIST* b) {
-    for (; a && b; a = a->next, b = b->next)
-        if (a->block != b->block) return false;
-    return !a && !b;
-}
 
 void push_front(BB_LIST*& set, BB* block) {
     auto* cell = new_recycled<BB_LIST>();
     *cell = {block, set};
     set = cell;
+}
+
+void add_to_set(BB_LIST*& set, BB* block) {
+    if (!in_set(set, block)) push_front(set, block);
+}
+
+void remove_from_set(BB_LIST*& set, const BB* block) {
+    for (BB_LIST** place = &set; *place; place = &(*place)->next) {
+        if ((*place)->block != block) continue;
+        BB_LIST* cell = *place;
+        *place = cell->next;
+        recycle(cell);
+        return;
+    }
+}
+
+void free_set(BB_LIST*& set) {
+    while (BB_LIST* cell = set) {
+        set = cell->next;
+        recycle(cell);
+    }
+}
+
+void replace_in_set(BB_LIST* set, const BB* old, BB* block) {
+    for (; set; set = set->next)
+        if (set->block == old) set->block = block;
+}
+
+bool same_sequence(const BB_LIST* a, const BB_LIST* b) {
+    for (; a && b; a = a->next, b = b->next)
+        if (a->block != b->block) return false;
+    return !a && !b;
 }
 
 void mark_all(const BB_LIST* set) {
@@ -81,7 +110,24 @@ BB_LIST* targets_of(const BB* block) {
     return targets;
 }
 
+void edges_changed() { lose_facts(EDIT_EDGES); }
+void blocks_changed() { lose_facts(EDIT_EDGES | EDIT_BLOCKS); }
+
 } // namespace
+
+// --- Edges ---
+
+void add_edge(BB* from, BB* to) {
+    add_to_set(from->succs, to);
+    add_to_set(to->preds, from);
+    edges_changed();
+}
+
+void remove_edge(BB* from, BB* to) {
+    remove_from_set(from->succs, to);
+    remove_from_set(to->preds, from);
+    edges_changed();
+}
 
 bool recompute_successors(BB* block) {
     BB_LIST* targets = targets_of(block);
@@ -96,6 +142,7 @@ bool recompute_successors(BB* block) {
         if (!marked(cell->block)) push_front(cell->block->preds, block);
     free_set(block->succs);
     block->succs = targets;
+    edges_changed();
     return true;
 }
 
@@ -104,15 +151,20 @@ void rebuild_predecessors() {
     for (BB* block = flow_graph.bb_list; block; block = block->dflink)
         for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
             push_front(cell->block->preds, block);
+    edges_changed();
 }
 
 void set_only_successor(BB* block, BB* successor) {
     free_set(block->succs);
     push_front(block->succs, successor);
+    edges_changed();
 }
 
+// --- Blocks ---
+
+bool has_room_for_block() { return flow_graph.last_uon < MOST_BLOCKS; }
+
 BB* insert_block(BB* before, STMT* stmts, STMT* last) {
-    if (flow_graph.last_uon >= MOST_BLOCKS) return nullptr;
     BB* block = new_block(stmts, last);
     block->uon = static_cast<uint16_t>(++flow_graph.last_uon);
     block->all_link = before->all_link;
@@ -124,11 +176,24 @@ BB* insert_block(BB* before, STMT* stmts, STMT* last) {
         block->dflink->rdflink = block;
     else
         flow_graph.bb_list->rdflink = block;
-    block->loop = before->loop;
-    block->loop_depth = before->loop_depth;
     block->dfn = before->dfn; // until the next numbering
     label_of(block);
+    blocks_changed();
     return block;
+}
+
+void absorb_successor(BB* block) {
+    BB* next = only_of(block->succs);
+    append_statements(block, next->stmts, next->last_stmt);
+    free_set(block->succs);
+    free_set(next->preds);
+    block->succs = next->succs;
+    next->succs = nullptr;
+    for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
+        replace_in_set(cell->block->preds, next, block);
+    next->stmts = next->last_stmt = nullptr;
+    if (flow_graph.exit_bb == next) flow_graph.exit_bb = block;
+    blocks_changed();
 }
 
 // A chain of blocks may fall together, so the ones still to be deleted wait in a list.
@@ -147,19 +212,86 @@ void delete_block(BB* block) {
         }
         if (gone == flow_graph.exit_bb) flow_graph.exit_bb = nullptr;
     }
+    lose_facts(EDIT_EDGES | EDIT_BLOCKS | EDIT_TREES);
 }
 
-bool has_complement(const NODE* relation) {
-    if (!opcode_is_relation(relation->op)) return false;
-    const bool is_equality = relation->op == OP_EQ || relation->op == OP_NEQ;
-    return is_equality || !type_is_floating(relation->left->type);
+void drop_empty_blocks() {
+    BB* entry = flow_graph.bb_list;
+    BB* last = entry;
+    int16_t number = 1;
+    for (BB* block = entry->dflink; block; block = block->dflink) {
+        if (!block->stmts) {
+            block->dfn = 0;
+            continue;
+        }
+        last->dflink = block;
+        block->rdflink = last;
+        block->dfn = ++number;
+        last = block;
+    }
+    last->dflink = nullptr;
+    entry->rdflink = last;
+    flow_graph.bb_count = number;
 }
 
-bool invert_if(NODE* tree) {
-    if (!has_complement(tree->left)) return false;
-    tree->left->op = opcode_fact(tree->left->op).complement;
-    std::swap(tree->right->left, tree->right->right);
-    return true;
+// --- While the graph is being built ---
+
+void push_block(BB* block) {
+    block->all_link = flow_graph.all_blocks;
+    flow_graph.all_blocks = block;
+}
+
+void push_successor(BB* from, BB* to) { push_front(from->succs, to); }
+
+void drop_successors(BB* block) { free_set(block->succs); }
+void drop_predecessors(BB* block) { free_set(block->preds); }
+
+void chain_all_blocks() { flow_graph.bb_list = flow_graph.all_blocks; }
+
+BB* split_block(BB* block, STMT* last_kept) {
+    STMT* rest = last_kept ? last_kept->next : block->stmts;
+    BB* behind = new_block(rest, block->last_stmt);
+    behind->all_link = block->all_link;
+    block->all_link = behind;
+    behind->uon = static_cast<uint16_t>(++flow_graph.last_uon);
+    flow_graph.bb_count++;
+    behind->succs = block->succs;
+    block->succs = nullptr;
+    STMT* branch = new_stmt(new_branch(behind), rest->position, nullptr);
+    if (last_kept) last_kept->next = branch;
+    set_statements(block, last_kept ? block->stmts : branch, branch);
+    push_front(block->succs, behind);
+    blocks_changed();
+    return behind;
+}
+
+namespace {
+
+struct CELL_QUEUE {
+    BB_LIST* first = nullptr;
+    BB_LIST** end = &first;
+    void append(BB_LIST* cell) { *end = cell, end = &cell->next; }
+};
+
+} // namespace
+
+// Successors with one successor of their own, then those with more, then those with none; the last ones in
+// reverse.
+void order_successors(BB* block) {
+    CELL_QUEUE one;
+    CELL_QUEUE more;
+    BB_LIST* none = nullptr;
+    for (BB_LIST *cell = block->succs, *next; cell; cell = next) {
+        next = cell->next;
+        const BB_LIST* onward = cell->block->succs;
+        if (!onward)
+            cell->next = none, none = cell;
+        else
+            (onward->next ? more : one).append(cell);
+    }
+    *more.end = none;
+    *one.end = more.first;
+    block->succs = one.first;
 }
 
 } // namespace pelorus

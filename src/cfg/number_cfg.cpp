@@ -3,9 +3,12 @@
 //
 // The search is iterative, with `dflink` as its stack, so that a chain of blocks of any length takes no call
 // stack. The finished list is the reverse postorder.
+#include <algorithm>
 #include <cstdio>
+#include <unordered_set>
+#include <vector>
 
-#include "cfg/bb.h"
+#include "cfg/graph_edit.h"
 #include "ir/funinfo.h"
 #include "memory/free_list.h"
 #include "memory/zone.h"
@@ -59,7 +62,7 @@ namespace {
 void release_block(BB* block) {
     for (STMT* cell = block->stmts; cell; cell = cell->next) erase_tree(cell->tree);
     block->stmts = nullptr;
-    free_set(block->succs);
+    drop_successors(block);
     if (block == flow_graph.exit_bb) flow_graph.exit_bb = nullptr;
 }
 
@@ -105,17 +108,59 @@ void find_predecessors() {
         }
     });
     drop_unreachable_blocks();
+    fact_was_built(FACT_dfn);
 }
 
 void renumber_cfg() {
     flow_graph.bb_count = 0;
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) {
-        free_set(block->preds);
+        drop_predecessors(block);
         block->dfn = 0;
         flow_graph.bb_count++;
     }
     number_depth_first();
     find_predecessors();
+}
+
+// --- The fact ---
+
+namespace {
+
+// How many blocks there are, which ones, and their numbers in the order of the chain.
+FACT_RECORD block_record(std::vector<uint64_t> blocks, const std::vector<uint64_t>& numbers) {
+    std::sort(blocks.begin(), blocks.end());
+    blocks.insert(blocks.begin(), blocks.size());
+    blocks.insert(blocks.end(), numbers.begin(), numbers.end());
+    return blocks;
+}
+
+} // namespace
+
+FACT_RECORD stored_block_numbers() {
+    std::vector<uint64_t> blocks;
+    std::vector<uint64_t> numbers;
+    for (const BB* block = flow_graph.bb_list; block; block = block->dflink) {
+        blocks.push_back(block->uon);
+        numbers.push_back(static_cast<uint16_t>(block->dfn));
+    }
+    return block_record(std::move(blocks), numbers);
+}
+
+// Which order of several that a search may give is the chain's does not count.
+FACT_RECORD computed_block_numbers() {
+    std::vector<uint64_t> blocks;
+    std::vector<uint64_t> numbers;
+    std::vector<const BB*> waiting{flow_graph.bb_list};
+    std::unordered_set<const BB*> seen{flow_graph.bb_list};
+    while (!waiting.empty()) {
+        const BB* block = waiting.back();
+        waiting.pop_back();
+        blocks.push_back(block->uon);
+        numbers.push_back(numbers.size() + 1);
+        for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
+            if (seen.insert(cell->block).second) waiting.push_back(cell->block);
+    }
+    return block_record(std::move(blocks), numbers);
 }
 
 void relink_blocks() {

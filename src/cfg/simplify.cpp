@@ -13,7 +13,8 @@
 // shrinks by a factor of 20 in each sweep.
 #include "cfg/simplify.h"
 
-#include "support/pseudo_options.h"
+#include "ir/tree_text.h"
+#include "support/decision.h"
 #include "support/settings.h"
 #include "support/trace.h"
 #include "tree/query.h"
@@ -41,6 +42,11 @@ bool is_swapped_form(const NODE* a, const NODE* b) {
 
 bool is_same_condition(const NODE* a, const NODE* b) { return equal_trees(a, b) || is_swapped_form(a, b); }
 
+bool invert_first_test(const BB* first, NODE* test) {
+    if (!has_complement(test->left)) return refuse(SITE_diamond_join, "the first test has no opposite");
+    return change(SITE_diamond_join, "the test of {} is inverted: {}", first, test->left) && invert_if(test);
+}
+
 // A later pass asks for the mark; nothing is moved here.
 void mark_diamond_join(BB* block) {
     if (block == flow_graph.bb_list || (block->flags & BBF_DIAMOND_JOIN) || !block->stmts || !block->succs ||
@@ -53,10 +59,13 @@ void mark_diamond_join(BB* block) {
     NODE* a = ending_tree(first);
     NODE* b = ending_tree(second);
     if (a->op != OP_IF || b->op != OP_IF) return;
-    if (target_of(a->right->left) != target_of(b->right->left) && !invert_if(a)) return;
-    if (!is_same_condition(a->left, b->left)) return;
-    block->flags |= BBF_DIAMOND_JOIN;
-    trace("\n\tBB %d joins the equal tests of BB %d and BB %d\n", block->dfn, first->dfn, second->dfn);
+    stand_at(block);
+    if (target_of(a->right->left) != target_of(b->right->left) && !invert_first_test(first, a)) return;
+    if (!is_same_condition(a->left, b->left)) {
+        refuse(SITE_diamond_join, "the tests differ", "{}: {}; {}: {}", first, a->left, second, b->left);
+    } else if (change(SITE_diamond_join, "of {} and {}: {}", first, second, a->left)) {
+        block->flags |= BBF_DIAMOND_JOIN;
+    }
 }
 
 // --- The sweep ---
@@ -75,13 +84,19 @@ bool simplify_block(BB* block, int aggressive) {
 
 bool is_unreachable(const BB* block) { return block != flow_graph.bb_list && !block->preds; }
 
+void delete_unreachable_block(BB* block) {
+    stand_at(block);
+    follows(SITE_unreachable_block, "{}", block);
+    delete_block(block);
+}
+
 bool walk_blocks(int aggressive) {
     bool changed = false;
     for (BB* block = flow_graph.bb_list; block; block = block->dflink) {
         if (!block->stmts) continue;
         if (settings.optimization_level >= 2 && has_several(block->preds)) mark_diamond_join(block);
         if (is_unreachable(block)) {
-            delete_block(block);
+            delete_unreachable_block(block);
             changed = true;
         } else {
             changed |= simplify_block(block, aggressive);
@@ -94,30 +109,10 @@ bool delete_unreachable_blocks() {
     bool found = false;
     for (BB* block = flow_graph.bb_list; block; block = block->dflink)
         if (block->stmts && is_unreachable(block)) {
-            delete_block(block);
+            delete_unreachable_block(block);
             found = true;
         }
     return found;
-}
-
-// Unlinks the blocks without statements and numbers the others.
-void rebuild_chain() {
-    BB* entry = flow_graph.bb_list;
-    BB* last = entry;
-    int16_t number = 1;
-    for (BB* block = entry->dflink; block; block = block->dflink) {
-        if (!block->stmts) {
-            block->dfn = 0;
-            continue;
-        }
-        last->dflink = block;
-        block->rdflink = last;
-        block->dfn = ++number;
-        last = block;
-    }
-    last->dflink = nullptr;
-    entry->rdflink = last;
-    flow_graph.bb_count = number;
 }
 
 bool sweep(int aggressive) {
@@ -129,19 +124,21 @@ bool sweep(int aggressive) {
     if (settings.optimization_level >= 1) changed |= thread_labels();
     changed |= walk_blocks(aggressive);
     changed |= delete_unreachable_blocks();
-    rebuild_chain();
+    drop_empty_blocks();
     return changed;
 }
 
 } // namespace
 
-void simpcfg(int aggressive) {
-    if (simplification.suppressed || disable_switch("simpcfg")) return;
-    trace("\n\n\t\t\t---------- ENTERING 'simpcfg' ----------\n");
+bool simpcfg(int aggressive) {
+    if (simplification.suppressed) return false;
+    trace_entering("simpcfg");
+    const CHANGE_MARK mark;
     relink_blocks();
     bool changed = false;
     for (int sweeps = 0; sweeps < MOST_SWEEPS && sweep(aggressive); ++sweeps) changed = true;
     if (changed) renumber_cfg();
+    return mark.any();
 }
 
 } // namespace pelorus

@@ -16,8 +16,10 @@
 #include <vector>
 
 #include "cfg/simplify.h"
+#include "cfg/statement_edit.h"
 #include "ir/node_storage.h"
-#include "support/trace.h"
+#include "ir/tree_text.h"
+#include "support/decision.h"
 #include "tree/query.h"
 #include "tree/simplify.h"
 
@@ -42,8 +44,6 @@ TYPE* void_type() { return type_package()->void_type(); }
 NODE* true_leaf(const NODE* tree) { return tree->right->left; }
 NODE* false_leaf(const NODE* tree) { return tree->right->right; }
 
-void trace_change(const BB* block, const char* what) { trace("\n\tBB %d: %s\n", block->dfn, what); }
-
 // The ending tree becomes a BRANCH to the leaf's target; what the old one evaluated keeps its effects.
 void become_branch(BB* block, NODE* evaluated, NODE* leaf) {
     NODE* old = ending_tree(block);
@@ -65,6 +65,9 @@ bool is_plain_target(const NODE* lvalue) { return lvalue->op == OP_NAME && !tree
 // if ((v = x)) becomes v = x; if (v)
 bool split_assignment(BB* block, NODE* tree) {
     NODE* condition = tree->left;
+    const bool is_assignment = condition->op == OP_ASG && is_plain_target(condition->left);
+    if (condition->op != OP_COMMAOP && !is_assignment) return false;
+    if (!change(SITE_split_condition, "{}", condition)) return false;
     if (condition->op == OP_COMMAOP) {
         tree->left = condition->right;
         NODE* first = condition->left;
@@ -72,7 +75,6 @@ bool split_assignment(BB* block, NODE* tree) {
         keep_effects(block, first);
         return true;
     }
-    if (condition->op != OP_ASG || !is_plain_target(condition->left)) return false;
     tree->left = copy_tree(condition->left);
     insert_before_ending(block, condition);
     return true;
@@ -84,7 +86,6 @@ bool simplify_condition(BB* block) {
         NODE* tree = simplify_tree(ending_tree(block));
         replace_ending(block, tree);
         if (!split_assignment(block, tree)) return changed;
-        trace_change(block, "what the IF assigns became a statement of its own");
         changed = true;
     }
 }
@@ -102,17 +103,22 @@ BB* end_of_thread(BB* block) {
     return only_branches(end) ? block : end; // a circle, or too long
 }
 
+bool may_thread_label(const BB* target, const BB* end) {
+    if (end->loop != target->loop) return refuse(SITE_thread_label, "the way leads to another loop");
+    return change(SITE_thread_label, "to {}, past {}", end, target);
+}
+
 bool thread_labels_of(BB* block) {
     bool changed = false;
+    stand_at(block);
     for_each_label(ending_tree(block), [&](NODE* leaf) {
         BB* target = target_of(leaf);
         BB* end = end_of_thread(target);
-        if (end == target || end->loop != target->loop) return;
+        if (end == target || !may_thread_label(target, end)) return;
         set_target(leaf, label_of(end));
         changed = true;
     });
     if (!changed) return false;
-    trace_change(block, "labels moved on over blocks that only branch");
     recompute_successors(block);
     return true;
 }
@@ -121,18 +127,18 @@ bool thread_labels_of(BB* block) {
 
 bool decide_constant(BB* block, NODE* tree) {
     if (tree->left->op != OP_ICON) return false;
-    trace_change(block, "the IF is decided");
-    become_branch(block, tree->left, int96_is_zero(tree->left->value()) ? false_leaf(tree) : true_leaf(tree));
+    NODE* taken = int96_is_zero(tree->left->value()) ? false_leaf(tree) : true_leaf(tree);
+    if (!change(SITE_fold_test, "{} becomes a jump to {}", tree, target_of(taken))) return false;
+    become_branch(block, tree->left, taken);
     return true;
 }
 
 bool join_equal_targets(BB* block, NODE* tree) {
     BB* yes = target_of(true_leaf(tree));
     BB* no = target_of(false_leaf(tree));
-    if (yes == no || yes->loop != no->loop || yes == block || no == block ||
-        !equal_statements(yes->stmts, no->stmts))
-        return false;
-    trace("\n\tBB %d: both targets of the IF are alike: BB %d and BB %d\n", block->dfn, yes->dfn, no->dfn);
+    if (yes == no || yes == block || no == block || !equal_statements(yes->stmts, no->stmts)) return false;
+    if (yes->loop != no->loop) return refuse(SITE_equal_arms, "the blocks are in different loops");
+    if (!change(SITE_equal_arms, "{} and {} are equal: {}", yes, no, tree)) return false;
     set_target(false_leaf(tree), label_of(yes));
     recompute_successors(block);
     return true;
@@ -154,7 +160,7 @@ bool drop_empty_arm(BB* block, NODE* tree) {
         only_of(x->succs) != y)
         return false;
     if (!has_two(y->preds) || !is_empty_arm(x)) return false;
-    trace("\n\tBB %d: an arm of the IF is empty: BB %d\n", block->dfn, x->dfn);
+    if (!change(SITE_empty_arm, "{} of {}", x, tree)) return false;
     set_target(true_leaf(tree), label_of(x));
     set_target(false_leaf(tree), label_of(x));
     recompute_successors(block);
@@ -163,9 +169,9 @@ bool drop_empty_arm(BB* block, NODE* tree) {
 
 // A loop of one block goes on when its condition holds.
 bool turn_own_loop(BB* block, NODE* tree) {
-    if (target_of(false_leaf(tree)) != block || target_of(true_leaf(tree)) == block || !invert_if(tree))
-        return false;
-    trace_change(block, "the loop's condition was inverted");
+    if (target_of(false_leaf(tree)) != block || target_of(true_leaf(tree)) == block) return false;
+    if (!has_complement(tree->left)) return refuse(SITE_own_loop, "the condition has no opposite");
+    if (!change(SITE_own_loop, "{} is inverted", tree) || !invert_if(tree)) return false;
     recompute_successors(block);
     return true;
 }
@@ -188,6 +194,14 @@ NODE* nested_test(const BB* block, const BB* inner) {
     return target_of(true_leaf(test)) == inner || target_of(false_leaf(test)) == inner ? nullptr : test;
 }
 
+bool may_merge_tests(const NODE* tree, const BB* inner, const NODE* test, bool inverted) {
+    if (!is_short_enough(tree->left, test->left))
+        return refuse(SITE_nested_test, "the condition would be too long");
+    if (inverted && !has_complement(test->left))
+        return refuse(SITE_nested_test, "the inner test has no opposite");
+    return change(SITE_nested_test, "{} takes over the test of {}: {}", tree->left, inner, test->left);
+}
+
 // outer: if (a) inner else Y;  inner: if (b) Z else Y   becomes   if (a && b) Z else Y, and with exchanged
 // targets likewise for ||. The inner block loses its predecessor and is deleted in this sweep.
 bool merge_nested_test(BB* block, NODE* tree) {
@@ -195,15 +209,15 @@ bool merge_nested_test(BB* block, NODE* tree) {
         NODE* shared = over_true ? false_leaf(tree) : true_leaf(tree);
         BB* inner = target_of(over_true ? true_leaf(tree) : false_leaf(tree));
         NODE* test = nested_test(block, inner);
-        if (!test || target_of(shared) == inner || !is_short_enough(tree->left, test->left)) continue;
+        if (!test || target_of(shared) == inner) continue;
         // The inner test must lead to the shared target on the side that the outer one does; it may be turned
         // round.
         const bool same_side = target_of(over_true ? false_leaf(test) : true_leaf(test)) == target_of(shared);
         const bool other_side =
             target_of(over_true ? true_leaf(test) : false_leaf(test)) == target_of(shared);
-        if (!same_side && !(other_side && invert_if(test))) continue;
+        if ((!same_side && !other_side) || !may_merge_tests(tree, inner, test, !same_side)) continue;
+        if (!same_side) invert_if(test);
         NODE* onward = over_true ? true_leaf(test) : false_leaf(test);
-        trace("\n\tBB %d: the test of BB %d was joined to that of the IF\n", block->dfn, inner->dfn);
         tree->left = new_binary(over_true ? OP_ANDAND : OP_OROR, type_package()->int_type(), tree->left,
                                 copy_tree(test->left));
         set_target(over_true ? true_leaf(tree) : false_leaf(tree), label_of(target_of(onward)));
@@ -251,8 +265,9 @@ bool switch_on_constant(BB* block, NODE* tree, const SWITCH_VIEW& view) {
     for (const NODE* entry : view.cases)
         if (entry->left->value() == tree->left->value()) chosen = entry;
     if (!chosen && !view.default_entry) return false;
-    trace_change(block, "the SWITCH is decided");
-    become_branch(block, tree->left, chosen ? chosen->right : view.default_entry->left);
+    NODE* taken = chosen ? chosen->right : view.default_entry->left;
+    if (!change(SITE_fold_switch, "{} leads to {}", tree->left, target_of(taken))) return false;
+    become_branch(block, tree->left, taken);
     return true;
 }
 
@@ -262,7 +277,7 @@ bool switch_to_one_target(BB* block, NODE* tree, const SWITCH_VIEW& view) {
     if (!std::all_of(view.cases.begin(), view.cases.end(),
                      [&](const NODE* entry) { return case_target(entry) == target; }))
         return false;
-    trace_change(block, "all cases of the SWITCH lead to one block");
+    if (!change(SITE_useless_switch, "{} always leads to {}", tree->left, target)) return false;
     become_branch(block, tree->left, view.default_entry->left);
     return true;
 }
@@ -272,9 +287,10 @@ bool drop_default_cases(BB* block, NODE* tree, SWITCH_VIEW& view) {
     if (!view.default_entry) return false;
     BB* target = target_of(view.default_entry->left);
     const auto says_nothing = [&](const NODE* entry) { return case_target(entry) == target; };
+    const auto dropped = std::count_if(view.cases.begin(), view.cases.end(), says_nothing);
+    if (!dropped || !change(SITE_default_cases, "{} of them lead to {}", dropped, target)) return false;
     const auto end = std::stable_partition(view.cases.begin(), view.cases.end(),
                                            [&](const NODE* entry) { return !says_nothing(entry); });
-    if (end == view.cases.end()) return false;
     std::for_each(end, view.cases.end(), [](NODE* entry) { erase_tree(entry); });
     view.cases.erase(end, view.cases.end());
     // The cells of the list are made anew; the cases and the DEFAULT go on living in it.
@@ -286,7 +302,6 @@ bool drop_default_cases(BB* block, NODE* tree, SWITCH_VIEW& view) {
     NODE* list = nullptr;
     for (NODE* entry : view.cases) list = list ? new_binary(OP_COMMA, void_type(), list, entry) : entry;
     tree->right = list ? new_binary(OP_COMMA, void_type(), list, view.default_entry) : view.default_entry;
-    trace_change(block, "cases of the SWITCH that lead to the default were dropped");
     recompute_successors(block);
     return true;
 }
@@ -333,14 +348,18 @@ bool can_be_compared(const NODE* selector, const CASE_RANGE& range) {
 
 bool compare_instead(BB* block, NODE* tree, const SWITCH_VIEW& view) {
     const std::optional<CASE_RANGE> range = one_range(view);
-    if (!range || !can_be_compared(tree->left, *range)) return false;
+    if (!range) return false;
+    if (!can_be_compared(tree->left, *range))
+        return refuse(SITE_switch_range, "no unsigned type of the selector's size is at hand");
+    if (!change(SITE_switch_range, "{} for {}, else {}", tree->left, range->target,
+                target_of(view.default_entry->left)))
+        return false;
     NODE* yes = new_label_leaf(0);
     NODE* no = new_label_leaf(0);
     set_target(yes, label_of(range->target));
     set_target(no, label_of(target_of(view.default_entry->left)));
     NODE* test = new_binary(OP_IF, void_type(), range_condition(tree->left, *range),
                             new_binary(OP_COMMA, void_type(), yes, no));
-    trace_change(block, "the SWITCH became a comparison");
     replace_ending(block, test);
     recompute_successors(block);
     return true;
@@ -353,14 +372,15 @@ NODE* comma(NODE* list, NODE* entry) { return list ? new_binary(OP_COMMA, void_t
 bool peel_case(BB* block, NODE* tree, const SWITCH_VIEW& view) {
     if (view.cases.size() < 2 || view.cases.size() > LIMITS.compared_cases || !view.default_entry)
         return false;
-    if (!is_plain_target(tree->left)) return false; // it is read once more
+    if (!is_plain_target(tree->left)) return refuse(SITE_peel_case, "the selector is no plain variable");
+    if (!has_room_for_block()) return refuse(SITE_peel_case, "no further block can be numbered");
+    if (!change(SITE_peel_case, "{} == {}", tree->left, view.cases[0]->left)) return false;
     NODE* list = nullptr;
     for (size_t i = 1; i < view.cases.size(); ++i) list = comma(list, copy_tree(view.cases[i]));
     NODE* rest =
         new_binary(OP_SWITCH, void_type(), copy_tree(tree->left), comma(list, copy_tree(view.default_entry)));
     STMT* cell = new_stmt(rest, block->last_stmt->position, nullptr);
     BB* behind = insert_block(block, cell, cell);
-    if (!behind) return false;
     recompute_successors(behind);
     NODE* first = view.cases[0];
     NODE* yes = new_label_leaf(0);
@@ -369,7 +389,6 @@ bool peel_case(BB* block, NODE* tree, const SWITCH_VIEW& view) {
     set_target(no, label_of(behind));
     NODE* condition = new_binary(OP_EQ, type_package()->int_type(), tree->left,
                                  new_icon(tree->left->type, first->left->value()));
-    trace_change(block, "a case of the SWITCH became a comparison");
     replace_ending(block,
                    new_binary(OP_IF, void_type(), condition, new_binary(OP_COMMA, void_type(), yes, no)));
     recompute_successors(block);
@@ -398,6 +417,7 @@ bool thread_labels() {
 
 bool simplify_ending(BB* block, int aggressive) {
     bool changed = false;
+    stand_at(block);
     if (ending_tree(block)->op == OP_IF) {
         changed |= simplify_condition(block);
     } else if (ending_tree(block)->op == OP_SWITCH) {

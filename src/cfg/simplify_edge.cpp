@@ -5,11 +5,13 @@
 //   3. a successor with no other predecessor is appended
 //   4. a copy of a short successor is appended, where that saves a jump and costs little
 #include "cfg/simplify.h"
+#include "cfg/statement_edit.h"
 #include "ir/call.h"
 #include "ir/node_storage.h"
+#include "ir/tree_text.h"
 #include "ir/walk.h"
+#include "support/decision.h"
 #include "support/settings.h"
-#include "support/trace.h"
 #include "tree/query.h"
 
 namespace pelorus {
@@ -94,15 +96,23 @@ bool is_short_test(const BB* block, const NODE* tree) {
 } // namespace
 
 // What costs a walk over the predecessors is asked last: many blocks may ask about the same one.
-bool is_worth_duplicating(const BB* block, const BB* behind, int aggressive) {
-    if (!holds_one_statement(block)) return false;
+const char* why_not_duplicate(const BB* block, const BB* behind, int aggressive) {
+    if (!holds_one_statement(block)) return "the block holds more than one statement";
     const NODE* tree = ending_tree(block);
-    if (tree->op == OP_BRANCH) return target_of(tree->left) != block && !is_loop_header(block);
-    if (settings.optimization_level < 1 || settings.code_size_level >= 1 || aggressive) return false;
-    if ((tree->op != OP_RETURN && tree->op != OP_IF) || !is_cheap(tree)) return false;
-    if (behind && fall_through(behind) == block) return false;
-    if (behind && behind->dfn < block->dfn && joins_empty_diamond(block)) return false;
-    return tree->op == OP_RETURN || (is_short_test(block, tree) && !is_loop_header(block));
+    if (tree->op == OP_BRANCH) {
+        if (target_of(tree->left) == block) return "the block branches to itself";
+        return is_loop_header(block) ? "the block heads a loop" : nullptr;
+    }
+    if (settings.optimization_level < 1) return "the level is 0";
+    if (settings.code_size_level >= 1) return "code size counts";
+    if (aggressive) return "it is late";
+    if (tree->op != OP_RETURN && tree->op != OP_IF) return "the block ends in neither a return nor a test";
+    if (!is_cheap(tree)) return "the statement costs too much";
+    if (behind && fall_through(behind) == block) return "the block follows in the layout";
+    if (behind && behind->dfn < block->dfn && joins_empty_diamond(block)) return "it joins two empty arms";
+    if (tree->op == OP_RETURN) return nullptr;
+    if (!is_short_test(block, tree)) return "the test has a way back or is reached by too many jumps";
+    return is_loop_header(block) ? "the block heads a loop" : nullptr;
 }
 
 namespace {
@@ -112,8 +122,7 @@ namespace {
 bool drop_test(BB* block) {
     NODE* tree = ending_tree(block);
     if (tree->op != OP_IF && tree->op != OP_SWITCH) return false;
-    trace("\n\tBB %d: all ways of the %s lead to BB %d\n", block->dfn, opcode_name(tree->op),
-          only_of(block->succs)->dfn);
+    if (!change(SITE_useless_test, "{} becomes a jump to {}", tree, only_of(block->succs))) return false;
     NODE* evaluated = tree->left;
     replace_ending(block, new_branch(only_of(block->succs)));
     keep_effects(block, evaluated);
@@ -128,11 +137,11 @@ bool thread_jump(BB* block) {
     BB* first = only_of(block->succs);
     BB* target = first;
     for (int32_t i = 0; begins_with_branch(target); ++i) {
-        if (i == MODEL.thread_length) return false; // a circle: the program stays in it
+        if (i == MODEL.thread_length) return refuse(SITE_thread_jump, "the jumps go in a circle");
         target = target_of(target->stmts->tree->left);
     }
     if (target == first) return false;
-    trace("\n\tBB %d: jumps to BB %d by way of BB %d\n", block->dfn, target->dfn, first->dfn);
+    if (!change(SITE_thread_jump, "to {}, past {}", target, first)) return false;
     set_target(ending_tree(block)->left, label_of(target));
     recompute_successors(block);
     return true;
@@ -140,35 +149,11 @@ bool thread_jump(BB* block) {
 
 // --- 3 ---
 
-void replace_in_set(BB_LIST* set, const BB* old, BB* block) {
-    for (; set; set = set->next)
-        if (set->block == old) set->block = block;
-}
-
-void append_statements(BB* block, STMT* first, STMT* last) {
-    // Walking to the statement before the last one each time would make a chain of blocks cost the square of
-    // its length, so the cell of the dropped BRANCH takes over the first appended statement.
-    STMT* seam = block->last_stmt;
-    erase_tree(seam->tree);
-    *seam = *first;
-    block->last_stmt = first == last ? seam : last;
-    if (block->stmts == seam) block->start_pos = &seam->position;
-    block->end_pos = &block->last_stmt->position;
-}
-
 bool merge_successor(BB* block) {
     BB* next = only_of(block->succs);
     if (next == block || next == flow_graph.bb_list || !has_one(next->preds)) return false;
-    trace("\n\tBB %d: BB %d was appended\n", block->dfn, next->dfn);
-    append_statements(block, next->stmts, next->last_stmt);
-    free_set(block->succs);
-    free_set(next->preds);
-    block->succs = next->succs;
-    next->succs = nullptr;
-    for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
-        replace_in_set(cell->block->preds, next, block);
-    next->stmts = next->last_stmt = nullptr;
-    if (flow_graph.exit_bb == next) flow_graph.exit_bb = block;
+    if (!change(SITE_merge_blocks, "{} is appended", next)) return false;
+    absorb_successor(block);
     return true;
 }
 
@@ -176,9 +161,11 @@ bool merge_successor(BB* block) {
 
 bool duplicate_successor(BB* block, int aggressive) {
     BB* next = only_of(block->succs);
-    if (next == block || next->loop != block->loop || !is_worth_duplicating(next, block, aggressive))
-        return false;
-    trace("\n\tBB %d: a copy of BB %d was appended\n", block->dfn, next->dfn);
+    if (next == block || !holds_one_statement(next)) return false;
+    if (aggressive && ending_tree(next)->op != OP_BRANCH) return false; // the code is to become smaller
+    if (next->loop != block->loop) return refuse(SITE_duplicate_tail, "the block is in another loop");
+    if (const char* why = why_not_duplicate(next, block, aggressive)) return refuse(SITE_duplicate_tail, why);
+    if (!change(SITE_duplicate_tail, "a copy of {}: {}", next, ending_tree(next))) return false;
     STMT* copy = new_stmt(copy_tree(ending_tree(next)), next->last_stmt->position, nullptr);
     append_statements(block, copy, copy);
     recompute_successors(block);
@@ -188,6 +175,7 @@ bool duplicate_successor(BB* block, int aggressive) {
 } // namespace
 
 bool simplify_single_successor(BB* block, int aggressive) {
+    stand_at(block);
     if (drop_test(block)) return true;
     if (ending_tree(block)->op != OP_BRANCH) return false;
     return thread_jump(block) || merge_successor(block) || duplicate_successor(block, aggressive);

@@ -17,7 +17,8 @@
 #include <string_view>
 #include <vector>
 
-#include "cfg/simplify.h"
+#include "cfg/graph_edit.h"
+#include "cfg/statement_edit.h"
 #include "cfg/tail_recursion.h"
 #include "ir/call.h"
 #include "ir/node_storage.h"
@@ -25,7 +26,7 @@
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
 #include "ir/walk.h"
-#include "memory/free_list.h"
+#include "support/decision.h"
 #include "support/settings.h"
 #include "support/trace.h"
 #include "tree/query.h"
@@ -207,23 +208,7 @@ const char* mismatch(const REMOVER& remover, const std::vector<NODE*>& arguments
 // The block behind the copies of the parameters. The entry itself must have no predecessors.
 BB* first_block(REMOVER& remover) {
     if (remover.first) return remover.first;
-    BB* entry = remover.entry;
-    STMT* rest = remover.last_copy ? remover.last_copy->next : entry->stmts;
-    BB* first = new_block(rest, entry->last_stmt);
-    first->all_link = entry->all_link;
-    entry->all_link = first;
-    first->uon = static_cast<uint16_t>(++flow_graph.bb_count);
-    first->succs = entry->succs;
-    STMT* branch = new_stmt(new_branch(first), rest->position, nullptr);
-    if (remover.last_copy)
-        remover.last_copy->next = branch;
-    else
-        entry->stmts = branch;
-    entry->last_stmt = branch;
-    entry->start_pos = &entry->stmts->position;
-    entry->end_pos = &branch->position;
-    entry->succs = nullptr;
-    add_to_set(entry->succs, first);
+    BB* first = split_block(remover.entry, remover.last_copy);
     return remover.first = first;
 }
 
@@ -265,8 +250,6 @@ std::vector<NODE*> assignments(const REMOVER& remover, const std::vector<NODE*>&
 }
 
 void remove_call(REMOVER& remover, BB* block, const SELF_CALL& self, const std::vector<NODE*>& arguments) {
-    trace("\n  ===> Tail recursive self-call removed at line %ld: %s\n\n",
-          static_cast<long>(self.cell->position.line), tree2infix(self.call));
     const POSITION position = self.cell->position;
     const std::vector<NODE*> new_values = assignments(remover, arguments);
     BB* first = first_block(remover);
@@ -281,34 +264,37 @@ void remove_call(REMOVER& remover, BB* block, const SELF_CALL& self, const std::
     block->last_stmt->next = branch;
     block->last_stmt = branch;
     block->end_pos = &branch->position;
-    free_set(block->succs);
-    add_to_set(block->succs, first);
+    set_only_successor(block, first);
 }
 
 void offer(REMOVER& remover, BB* block) {
     const SELF_CALL self = find_self_call(block);
     if (!self.call) return;
-    const auto refuse = [&](const char* why) {
-        trace("\n  ===> The self-call at line %ld stays: %s\n", static_cast<long>(self.cell->position.line),
-              why);
-    };
+    stand_at(block, self.cell);
+    const auto refuse = [&](const char* why) { pelorus::refuse(SITE_tail_recursion, why); };
     if (const std::string& obstacle = obstacle_of_function(remover); !obstacle.empty())
         return refuse(obstacle.c_str());
     if (remover.parameters.empty() && !find_parameters(remover))
         return refuse("the parameters are not copied first");
     const std::vector<NODE*> arguments = arguments_of(self.call);
     if (const char* why = mismatch(remover, arguments)) return refuse(why);
-    remove_call(remover, block, self, arguments);
+    if (change_exactly(SITE_tail_recursion, "\n  ===> Tail recursive self-call removed at line {}: {}\n\n",
+                       self.cell->position.line, self.call))
+        remove_call(remover, block, self, arguments);
 }
 
 } // namespace
 
-void remove_tail_recursion() {
-    if (settings.no_tail_recursion || (settings.optimization_level < 2 && settings.program_mode != 2)) return;
-    if (flow_graph.bb_count >= MOST_BLOCKS) return;
+bool remove_tail_recursion() {
+    if (settings.no_tail_recursion || (settings.optimization_level < 2 && settings.program_mode != 2))
+        return false;
+    trace_entering("tail_recursion");
+    if (!has_room_for_block()) return refuse(SITE_tail_recursion, "no further block can be numbered");
+    const CHANGE_MARK mark;
     REMOVER remover;
     remover.entry = flow_graph.all_blocks;
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) offer(remover, block);
+    return mark.any();
 }
 
 } // namespace pelorus

@@ -6,6 +6,6 @@ namespace pelorus {
 // Makes loops of the current function's calls of itself that nothing follows, at level 2 and above or in
 // program mode 2.
 // Needs: blocks and successors; no numbers yet. Keeps: the entry has no predecessors.
-void remove_tail_recursion();
+bool remove_tail_recursion();
 
 } // namespace pelorus

@@ -6,15 +6,15 @@
 //   edges    the successors are just the targets of the labels of the ending branch; preds and succs agree
 //   reach    every block but the entry has predecessors
 //
-// Missing successors are added and blocks without predecessors lose their edges; both count as corrected. Set
-// comparisons go by marks, so that the whole is linear in blocks and edges even where a block has thousands
-// of them.
+// The checks only look. Missing successors and blocks without predecessors are what `validate_cfg` can repair
+// and counts as corrected. Set comparisons go by marks, so that the whole is linear in blocks and edges even
+// where a block has thousands of them.
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "cfg/bb.h"
+#include "cfg/graph_edit.h"
 #include "ir/funinfo.h"
 #include "ir/tree_text.h"
 #include "ir/validate_tree.h"
@@ -24,9 +24,27 @@ namespace pelorus {
 
 namespace {
 
+// A set of blocks that empties at once.
+class MARKS {
+public:
+    MARKS() : marks_(static_cast<size_t>(flow_graph.last_uon) + 1) {}
+    void clear() { ++stamp_; }
+    void add(const BB* block) { marks_[block->uon] = stamp_; }
+    void fill(const BB_LIST* set) {
+        clear();
+        for (; set; set = set->next) add(set->block);
+    }
+    bool has(const BB* block) const { return marks_[block->uon] == stamp_; }
+
+private:
+    std::vector<uint32_t> marks_; // by creation number
+    uint32_t stamp_ = 1;
+};
+
 struct CFG_CHECK {
-    CFG_ERRORS errors;
-    const FAULT_SINK* sink;
+    CFG_ERRORS errors{};
+    const FAULT_SINK* sink = nullptr;
+    MARKS marks{};
 
     // One more error of the kind: the rule, the block at fault, and its message, which is a line of the
     // trace.
@@ -55,13 +73,6 @@ private:
     }
 };
 
-bool marked(const BB* block) { return block->mark == flow_graph.stamp; }
-
-void mark_set(const BB_LIST* set) {
-    ++flow_graph.stamp;
-    for (; set; set = set->next) set->block->mark = flow_graph.stamp;
-}
-
 // --- chain ---
 
 void check_chain(CFG_CHECK& check, const BB* block) {
@@ -84,21 +95,21 @@ NODE* ending_branch(const BB* block) {
 }
 
 void check_targets(CFG_CHECK& check, BB* block, NODE* branch) {
-    mark_set(block->succs);
+    check.marks.fill(block->succs);
     for_each_label(branch, [&](const NODE* leaf) {
         BB* target = leaf->label() ? leaf->label()->block : nullptr;
-        if (!target || marked(target)) return;
+        if (!target || check.marks.has(target)) return;
         check.corrected(RULE_G3, block, " ----- BB%d's successors must include BB%d\n", block->dfn,
                         target->dfn);
-        add_edge(block, target);
-        target->mark = flow_graph.stamp;
+        check.errors.missing_edges.emplace_back(block, target);
+        check.marks.add(target);
     });
-    ++flow_graph.stamp;
-    for_each_label(branch, [](const NODE* leaf) {
-        if (leaf->label()) leaf->label()->block->mark = flow_graph.stamp;
+    check.marks.clear();
+    for_each_label(branch, [&](const NODE* leaf) {
+        if (leaf->label()) check.marks.add(leaf->label()->block);
     });
     for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
-        if (!marked(cell->block))
+        if (!check.marks.has(cell->block))
             check.uncorrected(RULE_G3, block, " +++++ BB%d has bogus successor: BB%d\n", block->dfn,
                               cell->block->dfn);
 }
@@ -130,27 +141,34 @@ NAMED_BY collect(BB_LIST* BB::* set) {
 void check_mutual(CFG_CHECK& check, BB_LIST* BB::* set, BB_LIST* BB::* other, const char* message) {
     const NAMED_BY named_by = collect(set);
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink) {
-        mark_set(block->*other);
+        check.marks.fill(block->*other);
         for (const BB* by : named_by[static_cast<size_t>(block->dfn)])
-            if (!marked(by))
+            if (!check.marks.has(by))
                 check.uncorrected(RULE_G4, block, message, block->dfn, by->dfn, by->dfn, block->dfn);
     }
 }
 
 // --- reach ---
 
-// Blocks that lose their last predecessor here are found by a later round, or by this one when they come
-// later.
+// A block without predecessors does not count as one itself, so that blocks behind it are found by a later
+// round, or by this one when they come later. Edges that only the set misses lead to their blocks.
 void check_reach(CFG_CHECK& check) {
-    std::vector<bool> reported(static_cast<size_t>(flow_graph.bb_count) + 1);
+    check.marks.clear(); // blocks that something leads to by an edge that is missing
+    for (const auto& [from, to] : check.errors.missing_edges) check.marks.add(to);
+    std::vector<bool> cut_off(static_cast<size_t>(flow_graph.last_uon) + 1);
+    const auto is_cut_off = [&](const BB* block) {
+        for (const BB_LIST* cell = block->preds; cell; cell = cell->next)
+            if (!cut_off[cell->block->uon]) return false;
+        return !check.marks.has(block);
+    };
     for (bool found = true; found;) {
         found = false;
         for (BB* block = flow_graph.bb_list->dflink; block; block = block->dflink) {
-            if (block->preds || reported[static_cast<size_t>(block->dfn)]) continue;
+            if (cut_off[block->uon] || !is_cut_off(block)) continue;
             check.corrected(RULE_G5, block, " ----- BB%d cannot be reached from the entry block\n",
                             block->dfn);
-            while (block->succs) remove_edge(block, block->succs->block);
-            reported[static_cast<size_t>(block->dfn)] = true;
+            check.errors.unreachable.push_back(block);
+            cut_off[block->uon] = true;
             found = true;
         }
     }
@@ -163,7 +181,8 @@ void report_count(const char* format, int count) {
 } // namespace
 
 CFG_ERRORS check_cfg(const FAULT_SINK* sink) {
-    CFG_CHECK check{{}, sink};
+    CFG_CHECK check;
+    check.sink = sink;
     if (!flow_graph.bb_list) {
         check.uncorrected(RULE_G1, nullptr, "%s", " +++++ bb_list == NULL\n");
         return check.errors;
@@ -178,6 +197,16 @@ CFG_ERRORS check_cfg(const FAULT_SINK* sink) {
     return check.errors;
 }
 
+namespace {
+
+void repair(const CFG_ERRORS& errors) {
+    for (const auto& [from, to] : errors.missing_edges) add_edge(from, to);
+    for (BB* block : errors.unreachable)
+        while (block->succs) remove_edge(block, block->succs->block);
+}
+
+} // namespace
+
 void validate_cfg() {
     if (!debug_on()) return;
     trace("\n\n ===== Validating this CFG\n");
@@ -186,6 +215,7 @@ void validate_cfg() {
         list_bb(flow_graph.bb_list, nullptr, debug_file());
     }
     const CFG_ERRORS errors = check_cfg();
+    repair(errors);
     trace(" ===== Corrected errors: %d, Uncorrected errors: %d\n\n", errors.corrected, errors.uncorrected);
     report_count("\n\n ----- %d Corrected CFG errors!!!", errors.corrected);
     report_count("\n\n +++++ %d Uncorrected CFG errors!!!", errors.uncorrected);

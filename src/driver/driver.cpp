@@ -15,6 +15,7 @@
 #include "ir/opcodes.h"
 #include "ir/symbol.h"
 #include "ir/type.h"
+#include "support/decision.h"
 #include "support/settings.h"
 
 namespace pelorus {
@@ -52,7 +53,8 @@ int run_optimizer(int argc, char** argv) {
     start_file_state();
     save_options();
     optimize_file();
-    report_step_times();
+    report_pass_times(pipeline_steps());
+    report_decisions(stdout);
     const bool output_complete = close_icode_files();
     const bool texts_complete = close_text_files();
     const bool verified = !output_complete || verify_output();

@@ -9,6 +9,7 @@
 #include "driver/options/option_sets.h"
 #include "driver/verify.h"
 #include "scalar/statements.h"
+#include "support/decision.h"
 #include "support/run.h"
 #include "support/trace.h"
 
@@ -16,27 +17,42 @@ namespace pelorus {
 
 namespace {
 
+constexpr FACTS DFN = facts_of(FACT_dfn);
+
+bool build_whole_graph() {
+    build_cfg();
+    return true;
+}
+
 // clang-format off
 constexpr PASS PASSES[] = {
-    {"statement preparation",       prepare_statements, "as in the pipeline"},
-    {"build_cfg",                   build_cfg, "basic blocks and the control-flow graph"},
-    {"beta_convert",                nullptr,   "specializes calls with known parameter values"},
-    {"simpcfg (0)",                 simplify_graph_early, "simplifies the graph"},
-    {"rename_symbols",              nullptr,   "gives each independent use of a variable a variable of its own"},
-    {"fast_CP (4, 1)",              nullptr,   "copies and constants"},
-    {"symbol marking",              nullptr,   "which symbols are used and how"},
-    {"statement rewrite",           rewrite_statements, "rewrites every statement of every block"},
-    {"build_loop_hierarchy",        nullptr,   "dominators and loops"},
-    {"Value Propagation",           nullptr,   "the ranges of values"},
-    {"specialize_current_function", nullptr,   "versions of the function for known parameter values"},
+    {.name = "statement preparation",       .key = "prepare_statements", .run = prepare_statements, .why = "as in the pipeline"},
+    {.name = "build_cfg",                   .key = "build_cfg", .need = NEED::NEEDED, .run = build_whole_graph, .keeps = DFN, .why = "basic blocks and the control-flow graph"},
+    {.name = "beta_convert",                .key = "beta_convert",       .why = "specializes calls with known parameter values"},
+    {.name = "simpcfg (0)",                 .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph"},
+    {.name = "rename_symbols",              .key = "rename_symbols",     .why = "gives each independent use of a variable a variable of its own"},
+    {.name = "fast_CP (4, 1)",              .key = "fast_CP",            .why = "copies and constants"},
+    {.name = "symbol marking",              .key = "mark_symbols",       .why = "which symbols are used and how"},
+    {.name = "statement rewrite",           .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN, .keeps = DFN, .why = "rewrites every statement of every block"},
+    {.name = "build_loop_hierarchy",        .key = "build_loop_hierarchy", .why = "dominators and loops"},
+    {.name = "Value Propagation",           .key = "value_propagation",  .why = "the ranges of values"},
+    {.name = "specialize_current_function", .key = "specialize_current_function", .why = "versions of the function for known parameter values"},
 };
 // clang-format on
+
+} // namespace
+
+PASS_LIST pass_1_5_passes() { return {"Pass 1.5", PASSES}; }
+
+namespace {
 
 void look_at_function(FUNINFO* info) {
     make_function_current(info);
     read_current_function();
+    begin_function_decisions(run.current_function_name);
     verify_function_as_read();
-    run_passes("Pass 1.5", PASSES);
+    run_passes(pass_1_5_passes());
+    end_function_decisions();
     end_function_verification();
     // A function's own options are not for the next one.
     if (info->override_text) restore_options();
@@ -44,8 +60,6 @@ void look_at_function(FUNINFO* info) {
 }
 
 } // namespace
-
-std::span<const PASS> pass_1_5_passes() { return PASSES; }
 
 void run_pass_1_5(const std::vector<FUNINFO*>& order) {
     if (debug_on()) {

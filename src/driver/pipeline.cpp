@@ -1,159 +1,210 @@
 // The pipeline; see pipeline.h.
 //
-// A step whose pass is not built has a null function: the runner names it on the trace and goes on. Every
-// step leaves the function correct, so leaving one out costs speed of the compiled program and nothing else.
-//
-// What is checked after each step, and when, is the affair of verify.h.
+// A row whose pass is not built has neither a function nor members: the runner names it on the trace and goes
+// on. Every step leaves the function correct, so leaving one out costs speed of the compiled program and
+// nothing else. Which rows must stand before which is a table of its own, checked when this file is compiled.
 #include "driver/pipeline.h"
 
-#include <array>
-#include <chrono>
-#include <cstdio>
 #include <iterator>
-#include <string>
+#include <string_view>
 
 #include "cfg/bb.h"
 #include "cfg/simplify.h"
+#include "cfg/tail_recursion.h"
 #include "driver/files.h"
 #include "driver/options/option_sets.h"
 #include "driver/verify.h"
 #include "icode/function_writer.h"
 #include "ir/funinfo.h"
 #include "scalar/statements.h"
-#include "support/pseudo_options.h"
+#include "support/decision.h"
 #include "support/run.h"
 #include "support/settings.h"
-#include "support/trace.h"
 
 namespace pelorus {
 
 namespace {
 
-void reset_function_state() { clear_flow_graph(); }
+bool reset_function_state() {
+    clear_flow_graph();
+    return false;
+}
 
 // The predicate of the conditional-statement pass. Nothing makes conditional statements, so there is nothing
 // for it to do.
 bool has_conditional_statements() { return false; }
 
-// clang-format off
-constexpr PASS FINAL_GROUP[] = {
-    {"empty slot 1",  empty_slot, "kept for a pass to come; returns at once"},
-    {"empty slot 2",  empty_slot, "kept for a pass to come; returns at once"},
-    {"simpcfg (1)",   simplify_graph_late, "simplifies the graph a last time, merging equal ends of blocks"},
-    {"rotate_loops",  nullptr,    "moves the top of each loop behind its end, so that the test comes last"},
-    {"unsimp_blocks", nullptr,    "undoes simplifications that only served the passes"},
-};
-// clang-format on
-
-void write_output() {
+bool write_begin() {
     begin_function_output(*run_files.writer);
-    if (!settings.keep_unoptimized) run_passes("step 23, output", FINAL_GROUP);
-    end_function_verification(); // writing takes the trees apart
-    write_function_blocks(*run_files.writer);
+    return false;
 }
 
-// clang-format off
-constexpr PIPELINE_STEP STEPS[] = {
-    { 1, "reset",                    GATE::ALWAYS,  NEED::NEEDED,   reset_function_state, "clears the per-function state"},
-    { 2, "statement preparation",    GATE::ALWAYS,  NEED::MAY_SKIP, prepare_statements, "normalizes the trees, drops empty statements, marks calls that never return, narrows variables"},
-    { 3, "build_cfg",                GATE::ALWAYS,  NEED::NEEDED,   build_cfg, "makes basic blocks of the statements, numbers them depth-first, drops unreachable ones"},
-    { 4, "beta_convert",             GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "specializes calls with known parameter values"},
-    { 5, "simpcfg (0)",              GATE::ALWAYS,  NEED::MAY_SKIP, simplify_graph_early, "simplifies the graph"},
-    { 6, "statement rewrite",        GATE::ALWAYS,  NEED::MAY_SKIP, rewrite_statements, "rewrites each statement with an eye on the one before it"},
-    { 7, "rename_symbols",           GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "gives each independent use of a variable a variable of its own"},
-    { 8, "fast_CP (4, 1)",           GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "propagates copies and constants, removes dead assignments"},
-    { 9, "explode_auto_struct_vars", GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "makes variables of the members of local structures"},
-    {10, "build_stack_sharing_type", GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "lets variables share their places on the stack"},
-    {11, "SSA constants",            GATE::LEVEL_2, NEED::MAY_SKIP, nullptr,   "static single assignment form, constants and dead assignments in it, and back"},
-    {12, "SSA promotion",            GATE::LEVEL_2, NEED::MAY_SKIP, nullptr,   "promotes variables to registers in static single assignment form, in two rounds"},
-    {13, "expand_bitfields",         GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "makes shifts and masks of bit-field accesses"},
-    {14, "fast_CP (0, 1)",           GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "propagates copies and constants, removes dead assignments"},
-    {15, "do_dd_optimizations",      GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "transforms loops by their dependences; decides by itself"},
-    {16, "simpcfg (0)",              GATE::ALWAYS,  NEED::MAY_SKIP, simplify_graph_early, "simplifies the graph"},
-    {17, "fast_CP (4, 1)",           GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "propagates copies and constants, removes dead assignments"},
-    {18, "global group",             GATE::LEVEL_2, NEED::MAY_SKIP, nullptr,   "copyprop (1), annotate_cfg, gcse, restructure_loops, rename_symbols, expand_cluster_refs, merge_symbols; only expand_cluster_refs in a function of one block"},
-    {19, "local group",              GATE::LEVEL_1, NEED::MAY_SKIP, nullptr,   "symbol marking, lcse_subrange_assignments, elim_dead_subrange_assigns, copyprop (1), from level 2 on convert_sti_to_cinit, lcse, propagate_increments"},
-    {20, "combine_asgs_to_memory",   GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "makes one wide assignment of several narrow ones"},
-    {21, "conditional statements",   GATE::NEVER,   NEED::MAY_SKIP, nullptr,   "for targets with conditional statements; never runs on this one"},
-    {22, "allocate_regs",            GATE::ALWAYS,  NEED::MAY_SKIP, nullptr,   "assigns registers to variables"},
-    {23, "output",                   GATE::NOT_SUPPRESSED, NEED::NEEDED, write_output, "writes the begin record, runs the final group, writes symbols and blocks"},
-    {24, "restore options",          GATE::ALWAYS,  NEED::NEEDED,   restore_options, "ends the function's own options"},
-};
-// clang-format on
-
-constexpr int STEP_COUNT = static_cast<int>(std::size(STEPS));
-constexpr int FIRST_WITH_GRAPH = 3; // the graph is there from this step on,
-constexpr int LAST_WITH_GRAPH = 22; // and whole up to this one: writing takes the trees apart
-
-constexpr bool steps_are_in_order() {
-    for (int i = 0; i < STEP_COUNT; ++i)
-        if (STEPS[i].number != i + 1) return false;
+// Writing takes the trees apart.
+bool write_blocks() {
+    end_function_verification();
+    write_function_blocks(*run_files.writer);
     return true;
 }
-static_assert(steps_are_in_order());
 
-// What the runner itself was asked for; read at every function, since a function's options may ask.
-struct RUNNER {
-    bool timing = false;
-    int32_t dump_after = 0; // 0: no dumps; 1: after every step; else after that step
+bool end_own_options() {
+    restore_options();
+    return false;
+}
+
+constexpr FACTS DFN = facts_of(FACT_dfn);
+
+// clang-format off
+constexpr PASS BUILDING[] = {
+    {.name = "blocks", .key = "build_cfg", .need = NEED::NEEDED, .run = make_blocks_and_edges,
+     .why = "makes blocks of the statements and edges of their branches"},
+    {.name = "tail recursion", .key = "tail_recursion", .run = remove_tail_recursion,
+     .why = "makes loops of calls of the function by itself; here, since a loop must be there when blocks are numbered"},
+    {.name = "numbers", .key = "build_cfg", .need = NEED::NEEDED, .run = number_new_graph, .keeps = DFN,
+     .why = "numbers the blocks depth-first and drops those that nothing reaches"},
 };
-RUNNER runner;
 
-using CLOCK = std::chrono::steady_clock;
+constexpr PASS SSA_CONSTANTS[] = {
+    {.name = "construct_SSA_form",         .key = "construct_SSA_form",        .why = "gives each definition of a variable a version of its own"},
+    {.name = "propagate_SSA_constants (1)", .key = "propagate_SSA_constants",  .why = "finds constants along the ways that can be taken, and folds branches"},
+    {.name = "elim_dead_SSA_assignments",  .key = "elim_dead_SSA_assignments", .why = "drops assignments that nothing with an effect depends on"},
+    {.name = "deconstruct_SSA_form",       .key = "construct_SSA_form",        .why = "back to plain variables, with few copies"},
+};
 
-std::array<CLOCK::duration, STEP_COUNT> step_times{};
+constexpr PASS SSA_PROMOTION[] = {
+    {.name = "construct_SSA_form",    .key = "construct_SSA_form", .why = "as before"},
+    {.name = "promote, first round",  .key = "promote",            .why = "keeps scalars in memory in temporaries over regions"},
+    {.name = "deconstruct_SSA_form",  .key = "construct_SSA_form", .why = "as before"},
+    {.name = "construct_SSA_form",    .key = "construct_SSA_form", .why = "as before, over what the first round made"},
+    {.name = "promote, second round", .key = "promote",            .why = "indirect accesses, whose addresses the first round made plain"},
+    {.name = "deconstruct_SSA_form",  .key = "construct_SSA_form", .why = "as before"},
+};
 
-void read_switches() {
-    runner.timing = debug_switch("timing") != 0;
-    runner.dump_after = debug_switch("dump_after");
+constexpr PASS GLOBAL_GROUP[] = {
+    {.name = "copyprop (1)",        .key = "copyprop",            .gate = GATE::SEVERAL_BLOCKS, .why = "propagates copies and constants over joins, before expressions are compared"},
+    {.name = "annotate_cfg",        .key = "gcse",                .gate = GATE::SEVERAL_BLOCKS, .why = "numbers expressions by value, for gcse"},
+    {.name = "gcse",                .key = "gcse",                .gate = GATE::SEVERAL_BLOCKS, .why = "removes partial redundancies"},
+    {.name = "restructure_loops",   .key = "restructure_loops",   .gate = GATE::SEVERAL_BLOCKS, .why = "strength reduction and code motion, when what is invariant has a name"},
+    {.name = "rename_symbols",      .key = "rename_symbols",      .gate = GATE::SEVERAL_BLOCKS, .why = "takes apart the temporaries that the passes before share"},
+    {.name = "expand_cluster_refs", .key = "expand_cluster_refs", .why = "addresses references that are close together from one base; also in a single block"},
+    {.name = "merge_symbols",       .key = "merge_symbols",       .gate = GATE::SEVERAL_BLOCKS, .why = "coalesces variables joined by copies, which are most when the others are done"},
+};
+
+constexpr PASS LOCAL_GROUP[] = {
+    {.name = "symbol marking",               .key = "mark_symbols",                .why = "which symbols are used and how; the others of the group ask"},
+    {.name = "lcse_subrange_assignments",    .key = "lcse_subrange_assignments",   .why = "drops assignments of what a part of an object holds already"},
+    {.name = "elim_dead_subrange_assigns",   .key = "elim_dead_subrange_assigns",  .why = "drops assignments to parts of objects that are overwritten"},
+    {.name = "copyprop (1)",                 .key = "copyprop",                    .why = "propagates what the two before left"},
+    {.name = "convert_sti_to_cinit",         .key = "convert_sti_to_cinit",        .gate = GATE::LEVEL_2, .why = "makes initializers of constant assignments in a static initializer function"},
+    {.name = "lcse",                         .key = "lcse",                        .why = "removes common subexpressions within extended blocks"},
+    {.name = "propagate_increments",         .key = "propagate_increments",        .why = "moves increments to where addressing modes carry them; last, since it hides equal expressions"},
+};
+
+constexpr PASS OUTPUT[] = {
+    {.name = "begin record",  .key = "output",        .need = NEED::NEEDED, .run = write_begin, .keeps = ALL_FACTS, .why = "writes the function's begin record"},
+    {.name = "empty slot 1",  .key = "empty_slot",    .run = empty_slot, .keeps = ALL_FACTS, .why = "kept for a pass to come; returns at once"},
+    {.name = "empty slot 2",  .key = "empty_slot",    .run = empty_slot, .keeps = ALL_FACTS, .why = "kept for a pass to come; returns at once"},
+    {.name = "simpcfg (1)",   .key = "simpcfg",       .run = simplify_graph_late, .needs = DFN, .keeps = DFN, .why = "simplifies the graph a last time, merging equal ends of blocks, which hides them from other passes"},
+    {.name = "rotate_loops",  .key = "rotate_loops",  .why = "moves the top of each loop behind its end, so that the test comes last; the layout is final then"},
+    {.name = "unsimp_blocks", .key = "unsimp_blocks", .why = "undoes simplifications that only served the passes"},
+    {.name = "write blocks",  .key = "output",        .need = NEED::NEEDED, .run = write_blocks, .why = "writes symbols and blocks"},
+};
+
+constexpr PASS STEPS[] = {
+    {.name = "reset",                    .key = "reset", .need = NEED::NEEDED, .run = reset_function_state, .why = "clears the per-function state"},
+    {.name = "statement preparation",    .key = "prepare_statements", .run = prepare_statements, .why = "normalizes the trees, drops empty statements, marks calls that never return, narrows variables; before blocks hide which statement follows"},
+    {.name = "build_cfg",                .key = "build_cfg", .need = NEED::NEEDED, .keeps = DFN, .why = "makes basic blocks of the statements, numbers them depth-first, drops unreachable ones", .members = BUILDING},
+    {.name = "beta_convert",             .key = "beta_convert", .why = "specializes calls with known parameter values"},
+    {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph, so that the passes see long blocks"},
+    {.name = "statement rewrite",        .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN, .keeps = DFN, .why = "rewrites each statement with an eye on the one before it, now that blocks are long"},
+    {.name = "rename_symbols",           .key = "rename_symbols", .why = "gives each independent use of a variable a variable of its own"},
+    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .why = "propagates copies and constants, removes dead assignments"},
+    {.name = "explode_auto_struct_vars", .key = "explode_auto_struct_vars", .why = "makes variables of the members of local structures"},
+    {.name = "build_stack_sharing_type", .key = "build_stack_sharing_type", .why = "lets the variables that are left in memory share their places on the stack"},
+    {.name = "SSA constants",            .key = "SSA_constants", .gate = GATE::LEVEL_2, .why = "static single assignment form, constants and dead assignments in it, and back", .members = SSA_CONSTANTS},
+    {.name = "SSA promotion",            .key = "SSA_promotion", .gate = GATE::LEVEL_2, .why = "promotes variables to registers in static single assignment form, in two rounds", .members = SSA_PROMOTION},
+    {.name = "expand_bitfields",         .key = "expand_bitfields", .why = "makes shifts and masks of bit-field accesses, which the next step simplifies"},
+    {.name = "fast_CP (0, 1)",           .key = "fast_CP", .why = "propagates copies and constants, removes dead assignments"},
+    {.name = "do_dd_optimizations",      .key = "do_dd_optimizations", .why = "transforms loops by their dependences; decides by itself"},
+    {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph that the loop passes left"},
+    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .why = "propagates copies and constants, removes dead assignments"},
+    {.name = "global group",             .key = "global_group", .gate = GATE::LEVEL_2, .why = "redundancies over the whole function, and what follows from their removal", .members = GLOBAL_GROUP},
+    {.name = "local group",              .key = "local_group", .gate = GATE::LEVEL_1, .why = "redundancies within extended blocks, parts of objects included", .members = LOCAL_GROUP},
+    {.name = "combine_asgs_to_memory",   .key = "combine_asgs_to_memory", .why = "makes one wide assignment of several narrow ones, when no pass looks at the narrow ones any more"},
+    {.name = "conditional statements",   .key = "conditional_statements", .gate = GATE::NEVER, .why = "for targets with conditional statements; never runs on this one"},
+    {.name = "allocate_regs",            .key = "allocate_regs", .why = "assigns registers to variables, when no further ones come"},
+    {.name = "output",                   .key = "output", .gate = GATE::NOT_SUPPRESSED, .need = NEED::NEEDED, .why = "writes the begin record, runs the final group, writes symbols and blocks", .members = OUTPUT},
+    {.name = "restore options",          .key = "restore_options", .need = NEED::NEEDED, .run = end_own_options, .why = "ends the function's own options"},
+};
+// clang-format on
+static_assert(std::size(STEPS) == 24);
+
+// --- What must stand before what ---
+
+struct ORDER {
+    const char* before;
+    const char* after; // every row of this name has one of the other's before it
+    const char* why;
+};
+constexpr ORDER ORDERS[] = {
+    {"reset", "blocks", "the graph of the function before must be gone"},
+    {"statement preparation", "blocks", "it works on the list of statements"},
+    {"blocks", "tail recursion", "it looks at blocks and edges"},
+    {"tail recursion", "numbers", "it makes a block, and numbers are given once"},
+    {"numbers", "simpcfg (0)", "it walks the blocks by their numbers"},
+    {"simpcfg (0)", "fast_CP (4, 1)", "it follows extended blocks, which joins cut short"},
+    {"rename_symbols", "fast_CP (4, 1)", "a copy is lost where its variable is assigned for another use"},
+    {"explode_auto_struct_vars", "build_stack_sharing_type", "what becomes scalars needs no place"},
+    {"construct_SSA_form", "propagate_SSA_constants (1)", "it works on SSA form"},
+    {"construct_SSA_form", "promote, first round", "it works on SSA form"},
+    {"propagate_SSA_constants (1)", "elim_dead_SSA_assignments", "constants leave assignments dead"},
+    {"promote, first round", "promote, second round",
+     "the second takes the addresses that the first made plain"},
+    {"expand_bitfields", "fast_CP (0, 1)", "it propagates the parts of containers"},
+    {"annotate_cfg", "gcse", "gcse reads the numbers"},
+    {"symbol marking", "lcse", "it asks for the marks"},
+    {"lcse", "propagate_increments", "moved increments hide equal expressions"},
+    {"begin record", "write blocks", "the format wants it so"},
+    {"allocate_regs", "output", "what is written has its registers"},
+    {"simpcfg (1)", "rotate_loops", "it would undo the layout"},
+    {"output", "restore options", "the final group runs by the function's own options"},
+};
+
+// Looks through the rows in their order for `after` without a `before` in front; `seen` tells whether one
+// came.
+constexpr bool keeps_order(std::span<const PASS> passes, const ORDER& order, bool& seen, bool& found) {
+    for (const PASS& pass : passes) {
+        if (std::string_view(order.after) == pass.name) {
+            found = true;
+            if (!seen) return false;
+        }
+        seen |= std::string_view(order.before) == pass.name;
+        if (!keeps_order(pass.members, order, seen, found)) return false;
+    }
+    return true;
 }
 
-bool is_left_out(const PIPELINE_STEP& step) {
-    if (step.need == NEED::NEEDED) return false;
-    return settings.keep_unoptimized || ((settings.skipped_steps >> step.number) & 1);
+constexpr bool all_orders_are_kept() {
+    for (const ORDER& order : ORDERS) {
+        bool seen = false;
+        bool found = false;
+        if (!keeps_order(STEPS, order, seen, found) || !seen || !found) return false;
+    }
+    return true;
 }
-
-void dump_after(const PIPELINE_STEP& step) {
-    fprintf(debug_file(), "\n\t    ===== %s() after step %d, %s\n", run.current_function_name, step.number,
-            step.name);
-    list_bb(flow_graph.bb_list, nullptr, debug_file());
-}
-
-void check_and_dump(const PIPELINE_STEP& step) {
-    verify_after_pass(("step " + std::to_string(step.number)).c_str(), step.name);
-    if (step.number < FIRST_WITH_GRAPH || step.number > LAST_WITH_GRAPH) return;
-    if (runner.dump_after == 1 || runner.dump_after == step.number) dump_after(step);
-}
-
-void run_timed(const PIPELINE_STEP& step) {
-    const CLOCK::time_point start = CLOCK::now();
-    step.run();
-    step_times[static_cast<size_t>(step.number - 1)] += CLOCK::now() - start;
-}
-
-void run_step(const PIPELINE_STEP& step) {
-    if (!gate_is_open(step.gate)) return;
-    if (!step.run) return trace("[Step %d, %s: not built]\n", step.number, step.name);
-    if (is_left_out(step)) return trace("[Step %d, %s: left out]\n", step.number, step.name);
-    if (runner.timing)
-        run_timed(step);
-    else
-        step.run();
-    check_and_dump(step);
-}
+static_assert(all_orders_are_kept());
 
 } // namespace
 
-void empty_slot() {}
+bool empty_slot() { return false; }
 
-std::span<const PIPELINE_STEP> pipeline_steps() { return STEPS; }
-std::span<const PASS> final_group() { return FINAL_GROUP; }
+PASS_LIST pipeline_steps() { return {nullptr, STEPS}; }
 
 const char* gate_text(GATE gate) {
     switch (gate) {
     case GATE::ALWAYS: return "always";
     case GATE::LEVEL_1: return "level 1 or more";
     case GATE::LEVEL_2: return "level 2 or more";
+    case GATE::SEVERAL_BLOCKS: return "two blocks or more";
     case GATE::NEVER: return "never";
     case GATE::NOT_SUPPRESSED: return "not suppressed";
     }
@@ -165,36 +216,19 @@ bool gate_is_open(GATE gate) {
     case GATE::ALWAYS: return true;
     case GATE::LEVEL_1: return settings.optimization_level >= 1;
     case GATE::LEVEL_2: return settings.optimization_level >= 2;
+    case GATE::SEVERAL_BLOCKS: return flow_graph.bb_list && flow_graph.bb_list->dflink;
     case GATE::NEVER: return has_conditional_statements();
     case GATE::NOT_SUPPRESSED: return !(run.current_function->flags & FUN_is_suppressed);
     }
     return false;
 }
 
-void run_passes(const char* group, std::span<const PASS> passes) {
-    for (const PASS& pass : passes) {
-        if (!pass.run) {
-            trace("[%s: not built]\n", pass.name);
-            continue;
-        }
-        pass.run();
-        verify_after_pass(group, pass.name);
-    }
-}
-
 void run_function_pipeline() {
-    read_switches();
+    read_runner_switches();
+    begin_function_decisions(run.current_function_name);
     verify_function_as_read();
-    for (const PIPELINE_STEP& step : STEPS) run_step(step);
-}
-
-void report_step_times() {
-    if (!runner.timing) return;
-    fprintf(debug_file(), "\n\t    ===== Seconds in each step\n");
-    for (const PIPELINE_STEP& step : STEPS) {
-        const std::chrono::duration<double> seconds = step_times[static_cast<size_t>(step.number - 1)];
-        if (step.run) fprintf(debug_file(), "\t%10.6f  %2d  %s\n", seconds.count(), step.number, step.name);
-    }
+    run_passes(pipeline_steps());
+    end_function_decisions();
 }
 
 } // namespace pelorus

@@ -41,6 +41,7 @@ struct FOUND_FAULT {
 struct VERIFICATION {
     bool active = false;
     uint64_t fingerprint = 0;
+    bool unchecked = false;         // something changed while the function could not be checked
     std::vector<FOUND_FAULT> known; // of the last check
     uint64_t faults = 0;            // named in the whole run
 };
@@ -149,15 +150,38 @@ void verify_function_as_read() {
     if (is_asked_for() && run.phase == 2) name_faults("as it was read", verification.known);
 }
 
-void verify_after_pass(const char* group, const char* pass) {
+namespace {
+
+std::vector<FOUND_FAULT> untrue_claims(const PASS_CLAIM& claim, bool changed) {
+    std::vector<FOUND_FAULT> found;
+    const auto add = [&](const std::string& what) { found.push_back({what, "", ""}); };
+    if (changed && !claim.changed) add("it changed the function and says that it did not");
+    for (int fact = 0; fact < FACT_COUNT; ++fact)
+        if ((claim.kept & ~fact_state.valid) >> fact & 1)
+            add(std::string("it keeps the fact '") + fact_row(static_cast<FACT>(fact)).name +
+                "' by its row, and lost it");
+    if (const FACT stale = find_stale_fact(); stale != FACT_COUNT)
+        add(std::string("the fact '") + fact_row(stale).name + "' is called valid and is stale");
+    return found;
+}
+
+bool is_checkable() { return !flow_graph.bb_list || fact_is_valid(FACT_dfn); }
+
+} // namespace
+
+void verify_after_pass(const PASS_CLAIM& claim) {
     if (!verification.active) return;
+    const std::string when = "after " + (claim.place.empty() ? "" : claim.place + ", ") + claim.name;
     const uint64_t fingerprint = function_fingerprint();
-    if (fingerprint == verification.fingerprint) return;
+    const bool changed = fingerprint != verification.fingerprint;
+    name_faults(when, untrue_claims(claim, changed));
+    verification.fingerprint = fingerprint;
+    verification.unchecked |= changed;
+    if (!verification.unchecked || !is_checkable()) return;
+    verification.unchecked = false;
     const std::vector<FOUND_FAULT> found = faults_of_function();
-    name_faults("after " + (group ? std::string(group) + ", " : "") + pass,
-                new_faults(verification.known, found));
+    name_faults(when, new_faults(verification.known, found));
     verification.known = found;
-    verification.fingerprint = function_fingerprint(); // the checks repair some edges
 }
 
 void end_function_verification() { verification.active = false; }

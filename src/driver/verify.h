@@ -7,17 +7,31 @@
 // of it.
 #pragma once
 
+#include <string>
+
+#include "cfg/facts.h"
+
 namespace pelorus {
 
 // A function is complete as read: forgets the one before, and checks this one. Nothing when no check is
 // wanted.
 void verify_function_as_read();
 
+// What a pass that has run says of itself.
+struct PASS_CLAIM {
+    std::string place; // "step 18.3", or the list that it belongs to; may be empty
+    const char* name;
+    bool changed; // it changed the function
+    FACTS kept;   // facts that were valid before and that its row keeps
+};
+
 // A pass has run. When it changed the function, checks graph and statements; each rule that it broke is named
-// on the standard error stream with the pass, the block and the statement. `group` is the step that the pass
-// belongs to; may be null.
+// on the standard error stream with the pass, the block and the statement. So is a claim that is not true: a
+// function that changed although the pass says that it did not, a fact that it lost although its row keeps
+// it, and one that is called valid and is not what it would be if it were built now. The graph is checked
+// only while its blocks are numbered.
 // Needs: verify_function_as_read for this function.
-void verify_after_pass(const char* group, const char* pass);
+void verify_after_pass(const PASS_CLAIM& claim);
 
 // The function is being taken apart for the output: nothing more is checked of it.
 void end_function_verification();

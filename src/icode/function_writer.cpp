@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cfg/bb.h"
+#include "cfg/graph_edit.h"
 #include "ir/funinfo.h"
 #include "ir/tree_text.h"
 #include "support/settings.h"

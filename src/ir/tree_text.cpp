@@ -543,4 +543,6 @@ const char* tree2infix(const NODE* tree) {
     return text.c_str();
 }
 
+void append_text(std::string& text, const SYMBOL* symbol) { text += symbol_text(symbol); }
+
 } // namespace pelorus

@@ -14,6 +14,10 @@ struct SYMBOL;
 // told apart. String constants are cut when they are long.
 std::string tree_text(const NODE* tree);
 
+// The same, and a variable's name, for the texts of decisions.
+inline void append_text(std::string& text, const NODE* tree) { text += tree_text(tree); }
+void append_text(std::string& text, const SYMBOL* symbol);
+
 // The same for "%s" in a trace line. The text lives until the next call. Not re-entrant: a call that comes
 // while another one is at work (from a signal handler) gets "+*+*+ tree2infix called recursively +*+*+".
 const char* tree2infix(const NODE* tree);

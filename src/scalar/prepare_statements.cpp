@@ -15,8 +15,10 @@
 #include "ir/node_storage.h"
 #include "ir/stmt.h"
 #include "ir/symbol.h"
+#include "ir/tree_text.h"
 #include "ir/walk.h"
 #include "scalar/statements.h"
+#include "support/decision.h"
 #include "support/settings.h"
 #include "support/trace.h"
 #include "tree/simplifier.h"
@@ -38,18 +40,19 @@ bool is_expression(const NODE* tree) {
 // The normal form of a statement; null when nothing is left of it.
 NODE* prepared(NODE* tree) {
     tree = simplify_tree(tree);
-    return is_expression(tree) && opcode_arity(tree->op) >= 0 && opcode_fact(tree->op).name
-               ? reduce_to_effects(tree)
-               : tree;
+    if (!is_expression(tree) || opcode_arity(tree->op) < 0 || !opcode_fact(tree->op).name) return tree;
+    const bool useful = tree_has_effects(tree);
+    const SITE site = useful ? SITE_unused_value : SITE_useless_statement;
+    return change(site, "{}", tree) ? reduce_to_effects(tree) : tree;
 }
 
 void prepare_each() {
     for (STMT** place = &function.statements; STMT* cell = *place;) {
         const bool is_tree =
             cell->tree->op != OP_LABELDEF && cell->tree->op != OP_ASM && cell->tree->op != OP_PPRAGMA;
+        stand_at(0, cell->position.line);
         NODE* tree = is_tree ? prepared(cell->tree) : cell->tree;
         if (!tree) {
-            trace("\nThe statement at line %ld has no effect\n", static_cast<long>(cell->position.line));
             *place = cell->next;
             continue;
         }
@@ -78,12 +81,17 @@ bool is_that_comment(const STMT* cell) {
     return cell && is_comment(cell->tree) && !strcmp(cell->tree->text, NEVER_RETURNS);
 }
 
+bool may_be_marked(const STMT* cell, const NODE* call) {
+    stand_at(0, cell->position.line);
+    return change(SITE_never_returns, "{}", call);
+}
+
 // The list runs backward: what follows a call stands before it.
 void mark_calls_without_return() {
     const STMT* following = nullptr;
     for (STMT** place = &function.statements; STMT* cell = *place; place = &(*place)->next) {
         const NODE* call = call_of(cell->tree);
-        if (call && never_returns(call) && !is_that_comment(following)) {
+        if (call && never_returns(call) && !is_that_comment(following) && may_be_marked(cell, call)) {
             *place = new_stmt(new_comment(NEVER_RETURNS), cell->position, cell);
             place = &(*place)->next;
         }
@@ -147,9 +155,9 @@ bool choose_types(NARROWER& narrower) {
         if (!is_wide_integer(symbol) || !variable.assigned ||
             !(variable.fits_signed || variable.fits_unsigned))
             continue;
+        if (!change_exactly(SITE_narrow_variable, "\nShortening this variable: {}\n", symbol->name)) continue;
         variable.type =
             variable.fits_signed ? type_package()->int_type() : type_package()->unsigned_int_type();
-        trace("\nShortening this variable: %s\n", symbol->name);
         symbol->type = symbol->declared_type = variable.type;
         symbol->size = variable.type->size;
         symbol->align = variable.type->align;
@@ -212,10 +220,13 @@ void narrow_variables() {
 
 } // namespace
 
-void prepare_statements() {
+bool prepare_statements() {
+    trace_entering("prepare_statements");
+    const CHANGE_MARK mark;
     prepare_each();
     if (settings.optimization_level >= 1) mark_calls_without_return();
     narrow_variables();
+    return mark.any();
 }
 
 } // namespace pelorus

@@ -9,11 +9,12 @@
 // change them. Comments in between are looked over; assembly and pragmas are not.
 #include <vector>
 
-#include "cfg/bb.h"
+#include "cfg/statement_edit.h"
 #include "ir/node_storage.h"
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
 #include "scalar/statements.h"
+#include "support/decision.h"
 #include "support/trace.h"
 #include "tree/query.h"
 #include "tree/simplify.h"
@@ -28,16 +29,12 @@ bool is_candidate(const NODE* lvalue) {
 }
 bool assigns_candidate(const NODE* tree) { return tree->op == OP_ASG && is_candidate(tree->left); }
 
-void trace_pair(const BB* block, const char* what, const NODE* tree) {
-    if (debug_on()) trace("\n\tBB %d: %s: %s\n", block->dfn, what, tree2infix(tree));
-}
-
 // v = x; v = y
-bool overwrite(const BB* block, STMT* before, const NODE* tree) {
+bool overwrite(STMT* before, const NODE* tree) {
     if (!assigns_candidate(before->tree) || !assigns_candidate(tree)) return false;
     const SYMBOL* variable = tree->left->symbol();
     if (before->tree->left->symbol() != variable || tree_mentions(tree->right, variable)) return false;
-    trace_pair(block, "overwritten at once", before->tree);
+    if (!change(SITE_dead_store, "{}, before {}", before->tree, tree)) return false;
     NODE* value = before->tree->right;
     before->tree->right = nullptr;
     erase_tree(before->tree);
@@ -46,7 +43,7 @@ bool overwrite(const BB* block, STMT* before, const NODE* tree) {
 }
 
 // v = w; w = v, and v = w; v = w
-bool repeats(const BB* block, const STMT* before, const NODE* tree) {
+bool repeats(const STMT* before, const NODE* tree) {
     const NODE* first = before->tree;
     if (!assigns_candidate(first) || !assigns_candidate(tree)) return false;
     const bool back = is_candidate(first->right) && equal_trees(first->left, tree->right) &&
@@ -55,12 +52,11 @@ bool repeats(const BB* block, const STMT* before, const NODE* tree) {
     const bool same = equal_trees(first, tree) && !tree_has_effects(tree->right) &&
                       !tree_mentions(tree->right, tree->left->symbol());
     if (!back && !same) return false;
-    trace_pair(block, "already so", tree);
-    return true;
+    return change(SITE_redundant_assignment, "{}, behind {}", tree, first);
 }
 
 // v += c; v += d
-bool add_up(const BB* block, STMT* before, NODE* tree) {
+bool add_up(STMT* before, NODE* tree) {
     NODE* first = before->tree;
     if (first->op != OP_PLUSASG || tree->op != OP_PLUSASG || !is_candidate(first->left) ||
         first->left->symbol() != tree->left->symbol())
@@ -71,7 +67,7 @@ bool add_up(const BB* block, STMT* before, NODE* tree) {
     if (type_is_floating(first->left->type) || type_is_bool(first->left->type)) return false;
     // The sum is made in the type of the amounts, which must not wrap around before the variable does.
     if (type_bits(tree->right->type) < type_bits(tree->left->type)) return false;
-    trace_pair(block, "added to the statement before", tree);
+    if (!change(SITE_add_increments, "{} and {}", first, tree)) return false;
     const INT96 sum = int96_add(first->right->value(), tree->right->value());
     tree->right->set_value(
         int96_truncate(sum, type_bits(tree->right->type), !type_is_signed(tree->right->type)));
@@ -81,20 +77,11 @@ bool add_up(const BB* block, STMT* before, NODE* tree) {
 // What becomes of a statement and the one before it.
 enum class OUTCOME : uint8_t { NOTHING, DROP_THIS, DROP_BEFORE };
 
-OUTCOME rewrite_pair(const BB* block, STMT* before, NODE* tree) {
-    if (repeats(block, before, tree)) return OUTCOME::DROP_THIS;
-    if (overwrite(block, before, tree)) return before->tree ? OUTCOME::NOTHING : OUTCOME::DROP_BEFORE;
-    if (add_up(block, before, tree)) return OUTCOME::DROP_BEFORE;
+OUTCOME rewrite_pair(STMT* before, NODE* tree) {
+    if (repeats(before, tree)) return OUTCOME::DROP_THIS;
+    if (overwrite(before, tree)) return before->tree ? OUTCOME::NOTHING : OUTCOME::DROP_BEFORE;
+    if (add_up(before, tree)) return OUTCOME::DROP_BEFORE;
     return OUTCOME::NOTHING;
-}
-
-// A cell that is dropped hands its place to the next one; the ending branch is never dropped.
-void drop_cell(BB* block, STMT* cell) {
-    if (block->last_stmt == cell->next) {
-        block->last_stmt = cell;
-        block->end_pos = &cell->position;
-    }
-    *cell = *cell->next;
 }
 
 void rewrite_block(BB* block) {
@@ -106,10 +93,11 @@ void rewrite_block(BB* block) {
             cell = cell->next;
             continue;
         }
-        const OUTCOME outcome = before ? rewrite_pair(block, before, tree) : OUTCOME::NOTHING;
+        stand_at(block, cell);
+        const OUTCOME outcome = before ? rewrite_pair(before, tree) : OUTCOME::NOTHING;
         if (outcome == OUTCOME::DROP_THIS) {
             erase_tree(tree);
-            drop_cell(block, cell);
+            remove_cell(block, cell);
             continue;
         }
         if (outcome == OUTCOME::DROP_BEFORE) {
@@ -118,7 +106,7 @@ void rewrite_block(BB* block) {
             // one stood.
             before->tree = tree;
             before->position = cell->position;
-            drop_cell(block, cell);
+            remove_cell(block, cell);
             continue;
         }
         before = cell;
@@ -134,9 +122,12 @@ std::vector<const STMT*> statement_lists() {
 
 } // namespace
 
-void rewrite_statements() {
+bool rewrite_statements() {
+    trace_entering("rewrite_statements");
+    const CHANGE_MARK mark;
     build_candidate_list(statement_lists());
     for (BB* block = flow_graph.bb_list; block; block = block->dflink) rewrite_block(block);
+    return mark.any();
 }
 
 } // namespace pelorus

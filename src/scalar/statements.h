@@ -1,4 +1,4 @@
-// Passes over single statements and pairs of neighbours.
+// Passes over single statements and pairs of neighbours. Each answers whether it changed the function.
 #pragma once
 
 namespace pelorus {
@@ -7,10 +7,10 @@ namespace pelorus {
 // drops those without effects, says where a call does not return (level 1 and above), and gives variables
 // whose values fit a narrower type that type.
 // Needs: function.statements, last first.
-void prepare_statements();
+bool prepare_statements();
 
 // Rewrites the statements of each block in their order, each with an eye on the one before it.
 // Needs: cfg. Keeps: cfg, dfn.
-void rewrite_statements();
+bool rewrite_statements();
 
 } // namespace pelorus

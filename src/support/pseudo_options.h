@@ -27,6 +27,8 @@ int32_t pseudo_option(std::string_view key);
 // given, and a few comparisons of texts otherwise.
 int32_t debug_switch(std::string_view name);
 int32_t disable_switch(std::string_view name);
+// Whether "debug:<name>" was given, with whatever value.
+bool has_debug_switch(std::string_view name);
 
 // True when "debug:<name>" was given, with whatever value.
 bool has_debug_switch(std::string_view name);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <bitset>
 #include <cstdint>
 
 namespace pelorus {
@@ -52,15 +53,15 @@ struct SETTINGS {
     int32_t big_endian = 0;    // 1: the most significant byte of a word comes first in memory
 
     // Outputs and diagnostics.
-    int32_t interleave_text = 0; // 1: each statement's text is written before it as a comment
-    int32_t output_comments = 0; // 1: passes may leave comments about what they did in the output
-    int32_t keep_output = 0;     // 1: the output file of a run that failed is wanted
-    int32_t print_debug = 0;     // 1: the trace is wanted on the standard error stream
-    int32_t instrument = 0;      // 1: main is instrumented
-    int32_t advice_topics = 0;   // one bit a topic of optimization advice
-    int32_t graph_dumps = 0;     // one bit a pipeline step after which the block graph is dumped
-    int32_t skipped_steps = 0;   // bit n: pipeline step n is to be skipped
-    int32_t trace_details = 0;   // 1: passes add their tables to the trace
+    int32_t interleave_text = 0;       // 1: each statement's text is written before it as a comment
+    int32_t output_comments = 0;       // 1: passes may leave comments about what they did in the output
+    int32_t keep_output = 0;           // 1: the output file of a run that failed is wanted
+    int32_t print_debug = 0;           // 1: the trace is wanted on the standard error stream
+    int32_t instrument = 0;            // 1: main is instrumented
+    int32_t advice_topics = 0;         // one bit a topic of optimization advice
+    int32_t graph_dumps = 0;           // one bit a pipeline step after which the block graph is dumped
+    std::bitset<2500> skipped_steps{}; // by number: pipeline steps, and members of groups (1803: 18.3)
+    int32_t trace_details = 0;         // 1: passes add their tables to the trace
 
     std::array<int32_t, 10>
         debug_digits{}; // per-digit debug flags; cleared when the debug option is not given

@@ -24,9 +24,13 @@
 
 #include <array>
 #include <iterator>
+#include <string>
 #include <vector>
 
+#include "ir/tree_text.h"
+#include "ir/walk.h"
 #include "support/checking.h"
+#include "support/decision.h"
 #include "support/fatal.h"
 #include "tree/simplify.h"
 
@@ -85,13 +89,38 @@ bool spend(SIMPLIFIER& simplifier) {
     return false;
 }
 
+constexpr auto SITE_ROWS = [] {
+    std::array<SITE_ROW, static_cast<size_t>(RULE_COUNT)> rows{};
+    for (size_t i = 0; i < rows.size(); ++i) rows[i] = {"simplify", RULES[i].name, RULES[i].picture};
+    return rows;
+}();
+// Each rule is a site; they stand in the order of the rules.
+const SITE FIRST_RULE_SITE = add_sites(SITE_ROWS);
+
+SITE site_of(int32_t rule) { return static_cast<SITE>(FIRST_RULE_SITE + rule); }
+
+// For the trace, the tree before a rule takes it apart. Trees that are large are not worth their text.
+std::string text_before(const NODE* node) {
+    constexpr int32_t MOST_NODES = 200;
+    if (!decisions.watched || !decisions.texts) return {};
+    int32_t nodes = 0;
+    return any_node(node, [&](const NODE*) { return ++nodes > MOST_NODES; }) ? "a large tree"
+                                                                             : tree_text(node);
+}
+
+// A rule finds out whether it fits while it takes the node apart, so that the limit is asked before.
 const SIMPLIFY_RULE* apply_one(NODE*& node) {
     const RULE_SPAN span = RULE_INDEX[static_cast<size_t>(node->op)];
-    for (int32_t i = span.begin; i < span.end; ++i)
-        if (NODE* result = RULES[i].apply(node)) {
-            node = result;
-            return &RULES[i];
-        }
+    if (span.begin == span.end) return nullptr;
+    const std::string before = text_before(node);
+    for (int32_t i = span.begin; i < span.end; ++i) {
+        if (!may_change(site_of(i))) continue;
+        NODE* result = RULES[i].apply(node);
+        if (!result) continue;
+        node = result;
+        made(site_of(i), "{}  becomes  {}", before, text_before(node));
+        return &RULES[i];
+    }
     return nullptr;
 }
 

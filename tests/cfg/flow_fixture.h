@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cfg/bb.h"
+#include "cfg/graph_edit.h"
 #include "icode/unit_client.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"

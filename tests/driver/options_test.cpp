@@ -90,7 +90,7 @@ TEST_F(Options, NumbersOutOfRangeEndTheRun) {
         error_of("-advice=0x"),
         "ERROR: argument to option -advice (\"0x\") is out of range (must be a number from 0 to 255)\n\n");
     EXPECT_EQ(error_of("-skip_step=3,,4"),
-              "ERROR: argument to option -skip_step (\"\") is out of range (must be from 1 to 24)\n\n");
+              "ERROR: argument to option -skip_step (\"\") is out of range (must be from 1 to 2499)\n\n");
 }
 
 TEST_F(Options, NumbersAtTheEndsOfTheirRangesAreTaken) {

@@ -39,8 +39,11 @@ protected:
     static std::string open_steps(int32_t level) {
         settings.optimization_level = level;
         std::string steps;
-        for (const PIPELINE_STEP& step : pipeline_steps())
-            if (gate_is_open(step.gate)) steps += std::to_string(step.number) + " ";
+        int number = 0;
+        for (const PASS& step : pipeline_steps().passes) {
+            ++number;
+            if (gate_is_open(step.gate)) steps += std::to_string(number) + " ";
+        }
         return steps;
     }
 };

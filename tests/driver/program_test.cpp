@@ -105,7 +105,7 @@ TEST_F(Program, SaysWhichFileCannotBeOpened) {
     const PROGRAM_RUN dump = run_program("in.if --debug=dump_after");
     EXPECT_EQ(dump.status, 0);
     EXPECT_TRUE(dump.errors.starts_with(cannot("Debug File", "Is a directory", "in.odb"))) << dump.errors;
-    EXPECT_NE(dump.errors.find("f() after step 3, build_cfg"), std::string::npos);
+    EXPECT_NE(dump.errors.find("f() after step 3.3, numbers"), std::string::npos);
 }
 
 TEST_F(Program, WarnsOfWhatChangesTheMeaningOfTheProgram) {

@@ -3,7 +3,7 @@
 
 #include "cfg/fingerprint.h"
 #include "cfg/flow_fixture.h"
-#include "driver/pipeline.h"
+#include "driver/pass_runner.h"
 #include "driver/program_fixture.h"
 #include "icode/text_form.h"
 #include "support/pseudo_options.h"
@@ -22,27 +22,49 @@ STMT* statement_with(int32_t op) {
     return nullptr;
 }
 
-void look_around() {
+bool build_graph() {
+    build_cfg();
+    return true;
+}
+bool look_around() {
     for (BB* block = flow_graph.bb_list; block; block = block->dflink) block->mark = ++flow_graph.stamp;
+    return false;
 }
-void change_well() {
-    statement_with(OP_ASG)->tree->right = new_icon(type_package()->int_type(), int96_signed(99));
+bool change_well() {
+    static int32_t number = 99; // another one each time, so that the function changes
+    statement_with(OP_ASG)->tree->right = new_icon(type_package()->int_type(), int96_signed(number++));
+    return true;
 }
-void retarget_branch() { statement_with(OP_BRANCH)->tree->left->ref = flow_graph.bb_list->dflink->labels; }
+bool retarget_branch() {
+    statement_with(OP_BRANCH)->tree->left->ref = flow_graph.bb_list->dflink->labels;
+    return true;
+}
 void swap_targets() {
     NODE* targets = statement_with(OP_IF)->tree->right;
     std::swap(targets->left, targets->right);
 }
-void widen_constant() {
+bool widen_constant() {
     TYPE* wide = type_package()->make_basic(TR_LONG_LONG, false, 8, 8);
     statement_with(OP_ASG)->tree->right = new_icon(wide, int96_signed(1));
+    return true;
 }
-void drop_operand() { statement_with(OP_ASG)->tree->right = nullptr; }
-void end_early() { std::swap(statement_with(OP_ASG)->tree, statement_with(OP_ASG)->next->tree); }
+bool drop_operand() {
+    statement_with(OP_ASG)->tree->right = nullptr;
+    return true;
+}
+bool end_early() {
+    std::swap(statement_with(OP_ASG)->tree, statement_with(OP_ASG)->next->tree);
+    return true;
+}
 // The value must go where all returns look for it.
-void return_number() {
+bool return_number() {
     SYMBOL* number = new_temporary('R', type_package()->make_basic(TR_DOUBLE, false, 8, 8), -1);
     statement_with(OP_URETURN)->tree->left = new_name(number, number->type);
+    return true;
+}
+
+PASS row(const char* name, bool (*run)()) {
+    return {.name = name, .key = name, .run = run, .keeps = facts_of(FACT_dfn)};
 }
 
 class Verify : public FlowFixture {
@@ -82,7 +104,7 @@ protected:
     std::string said_of(std::span<const PASS> passes) {
         testing::internal::CaptureStderr();
         verify_function_as_read();
-        run_passes("step 23, output", passes);
+        run_passes({"group", passes});
         end_function_verification();
         return testing::internal::GetCapturedStderr();
     }
@@ -92,7 +114,7 @@ protected:
 
 TEST_F(Verify, NamesThePassThatBrokeARule) {
     struct HARM {
-        void (*run)();
+        bool (*run)();
         const char* said; // behind the name of the pass
     };
     const HARM harms[] = {
@@ -108,12 +130,11 @@ TEST_F(Verify, NamesThePassThatBrokeARule) {
         TearDown();
         SetUp();
         make_function();
-        const PASS passes[] = {{"build_cfg", build_cfg, ""},           {"look_around", look_around, ""},
-                               {"change_well", change_well, ""},       {"harmful", harm.run, ""},
-                               {"look_around again", look_around, ""}, {"not built", nullptr, ""}};
+        const PASS passes[] = {row("build_cfg", build_graph),         row("look_around", look_around),
+                               row("change_well", change_well),       row("harmful", harm.run),
+                               row("look_around again", look_around), row("not built", nullptr)};
         const std::string said = said_of(passes);
-        EXPECT_EQ(said.find(">>>> f() after step 23, output, harmful: " + std::string(harm.said)), 0U)
-            << said;
+        EXPECT_EQ(said.find(">>>> f() after group, harmful: " + std::string(harm.said)), 0U) << said;
         EXPECT_EQ(said.find("look_around"), std::string::npos) << said;
         EXPECT_FALSE(verify_output()) << "the run must fail";
         EXPECT_TRUE(verify_output()) << "what was told is forgotten";
@@ -123,7 +144,7 @@ TEST_F(Verify, NamesThePassThatBrokeARule) {
 TEST_F(Verify, WhatWasWrongBeforeIsTheInputsFault) {
     make_function();
     add(new_unary(OP_URETURN, types.void_type(), use(variable("y"))));
-    const PASS passes[] = {{"build_cfg", build_cfg, ""}, {"change_well", change_well, ""}};
+    const PASS passes[] = {row("build_cfg", build_graph), row("change_well", change_well)};
     const std::string said = said_of(passes);
     EXPECT_EQ(said,
               ">>>> f() as it was read: rule U12: The returns name different variables\n         return y\n");
@@ -144,6 +165,48 @@ TEST_F(Verify, TheFingerprintTellsChangesFromNotes) {
     EXPECT_EQ(function_fingerprint(), built);
     remove_edge(block_number(2), block_number(2)->succs->block);
     EXPECT_NE(function_fingerprint(), built);
+}
+
+// --- Passes that say of themselves what is not true ---
+
+bool change_silently() { return !change_well(); }
+bool lose_numbers() {
+    lose_facts(EDIT_EDGES);
+    return change_well();
+}
+// As an edit would that does not report itself.
+bool renumber_by_hand() {
+    flow_graph.bb_list->dflink->dfn++;
+    return change_well();
+}
+bool cut_edge_by_hand() {
+    statement_with(OP_IF)->tree->right->left = copy_tree(statement_with(OP_IF)->tree->right->right);
+    flow_graph.bb_list->succs->next = nullptr;
+    return true;
+}
+
+TEST_F(Verify, NamesThePassThatSaysWhatIsNotTrue) {
+    struct LIE {
+        bool (*run)();
+        const char* said;
+    };
+    const LIE lies[] = {
+        {change_silently, "it changed the function and says that it did not"},
+        {lose_numbers, "it keeps the fact 'block numbers' by its row, and lost it"},
+        {renumber_by_hand, "the fact 'block numbers' is called valid and is stale"},
+        {cut_edge_by_hand, "the fact 'block numbers' is called valid and is stale"},
+    };
+    for (const LIE& lie : lies) {
+        SCOPED_TRACE(lie.said);
+        TearDown();
+        SetUp();
+        make_function();
+        const PASS passes[] = {row("build_cfg", build_graph), row("look_around", look_around),
+                               row("liar", lie.run)};
+        const std::string said = said_of(passes);
+        EXPECT_EQ(said.find(">>>> f() after group, liar: " + std::string(lie.said)), 0U) << said;
+        EXPECT_FALSE(verify_output());
+    }
 }
 
 // --- The program ---

@@ -6,6 +6,8 @@
 // runs by.
 #include <cstdio>
 #include <span>
+#include <string>
+#include <utility>
 
 #include "driver/call_points.h"
 #include "driver/pass_1_5.h"
@@ -49,15 +51,22 @@ A step that is not built does nothing; the trace (`--trace`) names each one wher
 
 ## The pipeline
 
-A step marked * may be left out: by `--skip_step`, and in a function whose own options ask for level 0.
+A pass marked * may be left out: by `--skip_step` with its number (1803 for 18.3), by `--disable` with its
+key, and in a function whose own options ask for level 0. Members of a group have a point in their number.
 
 )";
 
-constexpr const char* FINAL_GROUP_TEXT = R"(
-### The final group
+constexpr std::pair<EDIT, const char*> EDIT_NAMES[] = {
+    {EDIT_EDGES, "edges"}, {EDIT_BLOCKS, "blocks"}, {EDIT_TREES, "trees"}, {EDIT_SYMBOLS, "symbols"}};
 
-Step 23 runs these between the function's begin record and its symbols and blocks.
+constexpr const char* FACTS_TEXT = R"(
+## Facts
 
+What analyses find out about a function, and what loses it. The runner builds what a pass needs and is not
+valid; an edit of the graph or of statements loses what the table says, and nothing is patched.
+
+| Fact | Built from | Lost by changes of | Where it is stored | What it means |
+|---|---|---|---|---|
 )";
 
 constexpr const char* PASS_1_5_TEXT = R"(
@@ -86,21 +95,58 @@ rules.
 |---|---|
 )";
 
-const char* state(void (*function)()) {
-    if (function == empty_slot) return "empty";
-    return function ? "built" : "**not built**";
+const char* state(const PASS& pass) {
+    if (pass.run == empty_slot) return "empty";
+    return is_built(pass) ? "built" : "**not built**";
 }
 
-void print_pipeline() {
-    fputs("| # | Step | Runs when | State | What it does |\n|---|---|---|---|---|\n", stdout);
-    for (const PIPELINE_STEP& step : pipeline_steps())
-        printf("| %d%s | %s | %s | %s | %s |\n", step.number, step.need == NEED::MAY_SKIP ? "*" : "",
-               step.name, gate_text(step.gate), state(step.run), step.what);
+void print_facts(const char* title, FACTS facts) {
+    const char* between = title;
+    for (int fact = 0; fact < FACT_COUNT; ++fact) {
+        if (!(facts >> fact & 1)) continue;
+        printf("%s%s", between, fact_row(static_cast<FACT>(fact)).name);
+        between = ", ";
+    }
 }
 
-void print_passes(std::span<const PASS> passes) {
-    fputs("| Pass | State | What it does |\n|---|---|---|\n", stdout);
-    for (const PASS& pass : passes) printf("| %s | %s | %s |\n", pass.name, state(pass.run), pass.what);
+// Rows that keep everything change nothing; that is not worth a list.
+void print_row(const std::string& number, const PASS& pass) {
+    printf("| %s%s | %s | `%s` | %s | %s | ", number.c_str(), pass.need == NEED::MAY_SKIP ? "*" : "",
+           pass.name, pass.key, gate_text(pass.gate), state(pass));
+    print_facts("needs ", pass.needs);
+    if (pass.keeps != ALL_FACTS) print_facts(pass.needs ? "; keeps " : "keeps ", pass.keeps);
+    printf(" | %s |\n", pass.why);
+}
+
+void print_rows(std::span<const PASS> passes, const std::string& prefix) {
+    int number = 0;
+    for (const PASS& pass : passes) {
+        const std::string own = prefix + std::to_string(++number);
+        print_row(own, pass);
+        print_rows(pass.members, own + ".");
+    }
+}
+
+void print_passes(const PASS_LIST& list) {
+    fputs("| # | Pass | Key | Runs when | State | Facts | What it does, and why here |\n", stdout);
+    fputs("|---|---|---|---|---|---|---|\n", stdout);
+    print_rows(list.passes, "");
+}
+
+void print_fact_table() {
+    fputs(FACTS_TEXT, stdout);
+    for (int i = 0; i < FACT_COUNT; ++i) {
+        const FACT_ROW& row = fact_row(static_cast<FACT>(i));
+        printf("| %s | ", row.name);
+        print_facts("", row.depends);
+        const char* between = " | ";
+        for (const auto& [edit, name] : EDIT_NAMES) {
+            if (!(row.lost & edit)) continue;
+            printf("%s%s", between, name);
+            between = ", ";
+        }
+        printf("%s | %s | %s |\n", row.lost ? "" : " | ", row.where, row.what);
+    }
 }
 
 void print_call_points() {
@@ -120,11 +166,10 @@ void print_pseudo_names() {
 
 int main() {
     fputs(pelorus::INTRODUCTION, stdout);
-    pelorus::print_pipeline();
-    fputs(pelorus::FINAL_GROUP_TEXT, stdout);
-    pelorus::print_passes(pelorus::final_group());
+    pelorus::print_passes(pelorus::pipeline_steps());
     fputs(pelorus::PASS_1_5_TEXT, stdout);
     pelorus::print_passes(pelorus::pass_1_5_passes());
+    pelorus::print_fact_table();
     pelorus::print_call_points();
     pelorus::print_pseudo_names();
     return fflush(stdout) == 0 ? 0 : 1;

@@ -76,7 +76,7 @@ void apply_other(const OPTIONS& options, int code, SETTINGS& target) {
     case OPT_PROCESSOR: target.processor_version = processor_version(option_value(options, code)); break;
     case OPT_SKIP_STEP:
         for (int i = 0; i < option_count(options, code); ++i) {
-            target.skipped_steps |= int32_t{1} << option_value(options, code, i);
+            target.skipped_steps.set(static_cast<size_t>(option_value(options, code, i)));
         }
         break;
     default: break; // the driver's
