@@ -154,7 +154,7 @@ void name_text_files(OPTIONS& options) {
 void open_debug_output(const OPTIONS& options) {
     if (option_given(options, OPT_DEBUG)) {
         open_debug_file(true);
-        trace_state.debug_output = option_value(options, OPT_DEBUG) != 0;
+        trace_state.debug_output = static_cast<int>(option_value(options, OPT_DEBUG));
     }
     pass_settings_on();
 }

@@ -207,7 +207,7 @@ bool close_text(FILE*& stream, const char* what, const std::string& name) {
 
 bool close_debug_stream() {
     const bool complete = close_text(trace_state.debug_stream, "Debug File", run_files.debug_name);
-    trace_state.debug_output = false;
+    trace_state.debug_output = 0;
     return complete;
 }
 

@@ -10,7 +10,7 @@
 namespace pelorus {
 
 struct TRACE {
-    bool debug_output = false;    // every pass traces to `debug_stream`
+    int debug_output = 0;         // the level of the trace; 0: off, 1: every pass traces, more: details, too
     FILE* debug_stream = nullptr; // the ".odb" file or stderr; valid when debug_output
     bool info_output = false;     // the information file is written
     FILE* info_stream = nullptr;  // valid when info_output
@@ -19,7 +19,10 @@ struct TRACE {
 extern TRACE trace_state;
 
 // True when the debug trace is on; passes test it before they form text that only the trace needs.
-inline bool debug_on() { return trace_state.debug_output; }
+inline bool debug_on() { return trace_state.debug_output != 0; }
+
+// The level of the trace. Traces that are long and seldom wanted, and graphs, are for levels above 1.
+inline int debug_level() { return trace_state.debug_output; }
 
 // The debug stream; the standard error stream when none is open. Never null.
 inline FILE* debug_file() { return trace_state.debug_stream ? trace_state.debug_stream : stderr; }

@@ -62,6 +62,21 @@ TEST_F(Options, AnArgumentMayBeTheNextWord) {
         << "a word of its own is the argument as a whole";
 }
 
+TEST_F(Options, TheLevelOfTheTraceMayBeLeftOutAndIsNoWordOfItsOwn) {
+    words_ = {"2"};
+    parse("-trace");
+    EXPECT_EQ(option_value(*options_, OPT_DEBUG), 1);
+    EXPECT_EQ(words_.size(), 1u);
+    parse("-trace2-info");
+    EXPECT_EQ(option_value(*options_, OPT_DEBUG), 2);
+    EXPECT_TRUE(option_given(*options_, OPT_INFO));
+    parse("-trace=0");
+    EXPECT_EQ(option_value(*options_, OPT_DEBUG), 0);
+    EXPECT_EQ(error_of("-trace="), "ERROR: option -trace is missing its parameter 'level'\n\n");
+    EXPECT_EQ(error_of("-trace=10"),
+              "ERROR: argument to option -trace (\"10\") is out of range (must be from 0 to 9)\n\n");
+}
+
 TEST_F(Options, AMissingArgumentEndsTheRun) {
     EXPECT_EQ(error_of("o"), "ERROR: option o is missing its parameter 'level'\n\n");
     EXPECT_EQ(error_of("-code_state="), "ERROR: option -code_state is missing its parameter 'state'\n\n");
@@ -203,7 +218,7 @@ TEST_F(Options, TheHelpListingShowsEveryOption) {
     EXPECT_THAT(text, testing::StartsWith("Pelorus C/C++ Optimizer " PELORUS_VERSION
                                           "\nUsage: pelorus [-options] filename\n\n"
                                           "This tool is designed to be invoked by the compiler.\n"));
-    EXPECT_THAT(text, HasSubstr("\n-trace                      SEEN      ENABLED   NO ARGS\n"));
+    EXPECT_THAT(text, HasSubstr("\n-trace                      SEEN      ENABLED   NUMBER ARG: 1\n"));
     EXPECT_THAT(text, HasSubstr("\n-info                       SEEN      disabled  NO ARGS\n"));
     EXPECT_THAT(text, HasSubstr("\no                           SEEN      ENABLED   NUMBER ARG: 2\n"));
     EXPECT_THAT(

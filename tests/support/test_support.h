@@ -15,7 +15,7 @@ struct FatalExit {};
 class TraceCapture {
 public:
     TraceCapture() : before_(trace_state) {
-        trace_state.debug_output = true;
+        trace_state.debug_output = 1;
         trace_state.debug_stream = open_memstream(&text_, &size_);
     }
     ~TraceCapture() {

@@ -58,7 +58,8 @@ This file is printed by `gen-options-doc` from `src/driver/options/options.def`;
 - One word may hold several options: `-o2i10Z1` is `-o2 -i10 -Z1`. Where several names fit, the longest
   counts: `-op1` is the mode of the file, not a level.
 - An argument stands right behind the name (`-o2`), or behind `=` (`--code_state=16`), or is the next word
-  (`-o 2`). A number ends where its digits end; every other argument takes the rest of the word.
+  (`-o 2`). A number ends where its digits end; every other argument takes the rest of the word. The level of
+  `--trace` may be left out, so it is never the next word.
 - Numbers are decimal; those shown in hexadecimal are hexadecimal, with or without `0x`.
 - Enumerated values may be written in either case. So may names, but the optimizer warns: `-O2` must be `-o2`.
 - An option given twice counts with its last argument; a list option gathers all of them.
@@ -175,6 +176,7 @@ void print_options() {
         printf("| `%s`%s | %s | %s | %s | %d |\n", spelling(row).c_str(), doc.is_read ? "" : " †",
                allowed_arguments(row).c_str(), doc.help, setting_text(doc.setting).c_str(), row.code);
     }
+    if (row.argument_left_out >= 0) return range + ", may be left out";
 }
 
 const char* conflict_text(CONFLICT conflict) {

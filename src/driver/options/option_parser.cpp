@@ -172,10 +172,19 @@ size_t read_argument(OPTIONS& options, const OPTION_ROW& row, std::string_view r
 }
 
 // -- Recording --
+// For an option whose argument may be left out: what else stands behind it is another option.
+bool begins_argument(std::string_view rest) {
+    return rest.starts_with('=') || (!rest.empty() && is_digit(rest.front(), 10));
+}
+
 
 void settle_conflict(OPTIONS& options, int code, int earlier) {
     const OPTION_NAME name = option_name(option_row(code));
     const OPTION_NAME earlier_name = option_name(option_row(earlier));
+    if (row.argument_left_out >= 0 && !begins_argument(rest)) {
+        set_option_argument(options, row, {row.argument_left_out, std::to_string(row.argument_left_out)});
+        return 0;
+    }
     switch (option_conflict(code, earlier)) {
     case CONFLICT::NONE: break;
     case CONFLICT::OVERRIDES:

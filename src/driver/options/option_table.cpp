@@ -19,9 +19,27 @@ constexpr char plain_character(const OPTION_ROW& row, size_t position) {
     return static_cast<char>(scramble(row.scrambled_name[position], position));
 }
 
+struct LEFT_OUT_ARGUMENT {
+    int code;
+    int value;
+};
+
+constexpr LEFT_OUT_ARGUMENT LEFT_OUT_ARGUMENTS[] = {
+#define OPTION_LEFT_OUT(id, value) {OPT_##id, value},
+#include "driver/options/options.def"
+};
+
+constexpr int argument_left_out(int code) {
+    for (const LEFT_OUT_ARGUMENT& argument : LEFT_OUT_ARGUMENTS)
+        if (argument.code == code) return argument.value;
+    return -1;
+}
+
 consteval OPTION_ROW make_row(int code, std::string_view name, OPTION_KIND kind, const char* argument,
                               int64_t minimum, int64_t maximum, int radix) {
-    OPTION_ROW row{code, kind, static_cast<uint8_t>(name.size()), {}, argument, minimum, maximum, radix};
+    OPTION_ROW row{code,    kind,     static_cast<uint8_t>(name.size()),
+                   {},      argument, minimum,
+                   maximum, radix,    argument_left_out(code)};
     for (size_t i = 0; i < name.size(); ++i) {
         row.scrambled_name[i] = scramble(static_cast<unsigned char>(name[i]), i);
     }
@@ -74,7 +92,8 @@ consteval bool row_is_sound(const OPTION_ROW& row) {
     const bool has_argument = row.kind != OPTION_KIND::NONE;
     return row.name_length > 0 && may_begin_option(plain_character(row, 0)) &&
            has_argument == (*row.argument != '\0') && takes_number(row.kind) == (row.radix != 0) &&
-           row.minimum <= row.maximum && (row.kind != OPTION_KIND::HEXNUM || row.minimum >= 0);
+           row.minimum <= row.maximum && (row.argument_left_out < 0 || row.kind == OPTION_KIND::NUMBER) &&
+           (row.kind != OPTION_KIND::HEXNUM || row.minimum >= 0);
 }
 
 consteval bool rows_are_sound() {

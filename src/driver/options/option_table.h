@@ -38,6 +38,7 @@ struct OPTION_ROW {
     int64_t minimum;                                           // of numbers: both ends are allowed
     int64_t maximum;
     int radix;
+    int argument_left_out; // what the argument is when it is left out; -1: it must not be
 };
 
 struct OPTION_VALUE {
