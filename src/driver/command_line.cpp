@@ -15,6 +15,7 @@
 #include "driver/files.h"
 #include "driver/options/option_sets.h"
 #include "driver/options/options.h"
+#include "driver/options/strict.h"
 #include "driver/output_stream.h"
 #include "driver/phases.h"
 #include "driver/signals.h"
@@ -62,6 +63,8 @@ void take_positional(const char* argument) {
     }
 }
 
+bool is_command_line(const ARGUMENT_WALK& walk) { return &walk == &command_line.arguments; }
+
 // Parses the options among the texts from the first one on; hands the other texts to `positional` unless it
 // is null.
 void parse_texts(ARGUMENT_WALK& walk, OPTIONS& options, void (*positional)(const char*)) {
@@ -71,6 +74,8 @@ void parse_texts(ARGUMENT_WALK& walk, OPTIONS& options, void (*positional)(const
             parse_option(options, text + 1, {next_argument, &walk}); // what it cannot read is ignored
         else if (positional)
             positional(text);
+        else if (!is_command_line(walk))
+            note_stray_word(options, text);
     }
 }
 
@@ -89,10 +94,13 @@ void build_option_objects() {
     if (!run_files.reader || icode_string_lists(*run_files.reader).empty()) return;
     const bool ignore_sets = option_enabled(*command_line.objects.front(), OPT_IGNORE_FILE_SETS);
     release_command_line();
+    int number = 0;
     for (const STRING_LIST& set : icode_string_lists(*run_files.reader)) {
         OPTIONS& object = add_object();
         ARGUMENT_WALK texts{set.strings};
+        set_option_origin(object, "option set " + std::to_string(++number) + " of " + run.input_name);
         if (!ignore_sets) parse_texts(texts, object, nullptr);
+        set_option_origin(object, "");
         parse_texts(command_line.arguments, object, nullptr);
     }
 }
@@ -116,6 +124,7 @@ void answer_questions(const OPTIONS& options) {
 void apply_settings(const OPTIONS& options) {
     reset_settings();
     apply_options(options, settings);
+    refuse_unknown_texts(options);
 }
 
 void prepare_debugging(OPTIONS& options) {

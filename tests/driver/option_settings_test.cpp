@@ -5,6 +5,7 @@
 #include "driver/options_fixture.h"
 #include "ir/node.h"
 #include "memory/zone.h"
+#include "support/run.h"
 #include "support/test_support.h"
 
 namespace pelorus {
@@ -190,9 +191,12 @@ TEST_F(OptionSettings, WhatALevelBringsGoesWhenAnOverrideSetsAnotherLevel) {
 }
 
 TEST_F(OptionSettings, AnOverrideTakesNoWordOfTheCommandLine) {
+    run.input_name = "in.if";
     const Outcome outcome = observe([] { override_options("-o 2"); });
+    run = RUN();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.errors, "ERROR: option o is missing its parameter 'level'\n\n");
+    EXPECT_EQ(outcome.errors, "ERROR: option o is missing its parameter 'level'\n\n"
+                              ">>>>    in the file-level options of in.if\n");
 }
 
 } // namespace

@@ -95,15 +95,14 @@ TEST_F(Options, NumbersOutOfRangeEndTheRun) {
     EXPECT_EQ(error_of("i2147483648"), "ERROR: argument to option i (\"2147483648\") is out of range\n\n");
     EXPECT_EQ(error_of("i99999999999999999999"),
               "ERROR: argument to option i (\"99999999999999999999\") is out of range\n\n");
-    EXPECT_EQ(
-        error_of("-graph=-1"),
-        "ERROR: argument to option -graph (\"-1\") is out of range (must be a non-negative number)\n\n");
-    EXPECT_EQ(
-        error_of("-advice=0x100"),
-        "ERROR: argument to option -advice (\"0x100\") is out of range (must be a number from 0 to 255)\n\n");
-    EXPECT_EQ(
-        error_of("-advice=0x"),
-        "ERROR: argument to option -advice (\"0x\") is out of range (must be a number from 0 to 255)\n\n");
+    EXPECT_EQ(error_of("-graph=-1"),
+              "ERROR: argument to option -graph (\"-1\") is out of range (must be a non-negative number)\n\n"
+              "         it is a hexadecimal number from 0x0 to 0xFFFFFFFF\n\n");
+    for (const std::string text : {"0x100", "0x"})
+        EXPECT_EQ(error_of("-advice=" + text),
+                  "ERROR: argument to option -advice (\"" + text +
+                      "\") is out of range (must be a number from 0 to 255)\n\n"
+                      "         it is a hexadecimal number from 0x0 to 0xFF\n\n");
     EXPECT_EQ(error_of("-skip_step=3,,4"),
               "ERROR: argument to option -skip_step (\"\") is out of range (must be from 1 to 2499)\n\n");
 }
@@ -227,7 +226,8 @@ TEST_F(Options, TheHelpListingShowsEveryOption) {
     EXPECT_THAT(text, HasSubstr("ENABLED   HEXNUM ARG: 0xFF\n"));
     EXPECT_THAT(text, HasSubstr("ENABLED   NUMBER LIST ARG: 3 15\n"));
     EXPECT_THAT(text, HasSubstr("ENABLED   STRING ARG: x.nfo\n"));
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4 + OPTION_COUNT);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5 + OPTION_COUNT);
+    EXPECT_THAT(text, testing::EndsWith("\ndocs/options.md tells what each option does.\n"));
 }
 
 TEST_F(Options, NoNameStandsInThePlainInTheProgram) {

@@ -159,6 +159,37 @@ TEST_F(Program, LaysAFunctionsOptionsOverTheBaselineAndTakesThemBack) {
         << "the file's options hold for every function";
 }
 
+TEST_F(Program, SaysWhereAnOptionWithAnErrorStands) {
+    ICODE_FILE file = file_of_functions({{"_f", 1, "-o9"}});
+    put("in.if", file.bytes());
+    constexpr const char* RANGE =
+        "ERROR: argument to option o (\"9\") is out of range (must be from 0 to 4)\n\n";
+    expect_run("in.if", 1, std::string(RANGE) + ">>>>    in the options of function f()\n");
+    file.records.add(record(94, BYTES().u(PK_OPTIONS).u(1).s("-o9")));
+    put("in.if", file.bytes());
+    expect_run("in.if", 1, std::string(RANGE) + ">>>>    in the file-level options of in.if\n");
+    file.string_lists = record(111, BYTES().u(1).u(2).s("-O1").s("-o9"));
+    put("in.if", file.bytes());
+    expect_run("in.if", 1,
+               "WARNING: Case insensitivity of options has been deprecated;\n"
+               "         -O must be written as\n         -o in future \n>>>>    in option set 1 of in.if\n" +
+                   std::string(RANGE) + ">>>>    in option set 1 of in.if\n");
+    expect_run("in.if -o9", 1, RANGE);
+}
+
+TEST_F(Program, RefusesWhatMeansNothingWhenItIsStrict) {
+    ICODE_FILE file = file_of_functions({{"_f", 1}});
+    file.string_lists = record(111, BYTES().u(1).u(1).s("-i10k"));
+    put("in.if", file.bytes());
+    expect_run("in.if --tarce", 0, "");
+    fs::remove(path("in.opt"));
+    expect_run("in.if --tarce --debug=strict", 1,
+               "ERROR: \"k\" in -i10k is no option\n>>>>    in option set 1 of in.if\n"
+               "ERROR: unknown option --tarce; did you mean --trace?\n");
+    EXPECT_FALSE(exists("in.opt"));
+    expect_run("in.if --trace=2 --debug=strict --ignore_file_options", 0, "");
+}
+
 TEST_F(Program, GivesASwitchOfOneFunctionToThatFunctionOnly) {
     put("in.if",
         file_of_functions({{"_a", 1}, {"_b", 2, "--debug=dump_after=3,allochist"}, {"_c", 3}}).bytes());

@@ -58,17 +58,39 @@ This file is printed by `gen-options-doc` from `src/driver/options/options.def`;
 - One word may hold several options: `-o2i10Z1` is `-o2 -i10 -Z1`. Where several names fit, the longest
   counts: `-op1` is the mode of the file, not a level.
 - An argument stands right behind the name (`-o2`), or behind `=` (`--code_state=16`), or is the next word
-  (`-o 2`). A number ends where its digits end; every other argument takes the rest of the word. The level of
-  `--trace` may be left out, so it is never the next word.
+  (`-o 2`). A number ends where its digits end; every other argument takes the rest of the word. The
+  level of `--trace` may be left out, so it is never the next word.
 - Numbers are decimal; those shown in hexadecimal are hexadecimal, with or without `0x`.
 - Enumerated values may be written in either case. So may names, but the optimizer warns: `-O2` must be `-o2`.
 - An option given twice counts with its last argument; a list option gathers all of them.
 - A missing argument, a number out of its range, a value that is none or a conflict ends the run with status
-  1. A word, or the rest of a word, that begins with no known name is ignored without a message; `-#` in front
-  of the others shows on the standard output how each word is read.
+  1. Behind the message stands where the option was given, when that was not the command line.
+- What means nothing is passed over without a message: a word, or the rest of a word, that begins with no
+  known name (`-i10k` is `-i10`), a name of `--debug` or `--disable` that nothing asks for, a step of
+  `--skip_step` that cannot be left out. `--debug=strict` makes each of them an error, with a guess at what was
+  meant. `-#` in front of the others shows on the standard output how each word is read.
 - The input file may carry option sets, and a function options of its own. The command line wins over the
   file's sets; a function's options replace the level, the inline threshold, the code size and the code state
   for that function, starting from the defaults, and may not take their arguments from a following word.
+  Everything else that they set, pseudo-options included, is laid over what the command line gave; after the
+  function all of it is taken back. What concerns the run as a whole has no effect there: `--help`,
+  `--version`, `--trace`, `--info`, `--info_file`, `--ignore_file_options`.
+)";
+
+constexpr const char* FILES = R"(
+## Files and exit statuses
+
+- Without a second name the output is the input's name with the extension `.opt`. `-` is the standard output;
+  it may be a pipe, and what the optimizer would print there goes to the standard error stream then.
+- The information file is the input's name with the extension `.nfo`, unless `--info_file` names it, the debug
+  trace with the extension `.odb`. An input with two extensions, such as `prog.c.if`, gives `prog.c` for
+  output and information file. A derived name is refused when a file lies there that is plainly not the
+  optimizer's, and no two files of a run may be the same, by whatever names or links.
+- Exit status 0: the output is complete. 1: an error in options, files or input, an impossible state, or rules
+  broken under `--debug=verify`; there is no output then, but for `--debug=verify` and `--keep_opt_ifile`. A
+  write that fails, because a disk is full or a limit reached, is such an error.
+- Exit status 2: a fatal signal. The report names the function; nothing else is touched, so what was written
+  of the output until then stays and is not complete.
 )";
 
 constexpr const char* PSEUDO_OPTIONS = R"(
@@ -78,7 +100,7 @@ constexpr const char* PSEUDO_OPTIONS = R"(
 the key `debug:zalloc` to 1, `--disable=simpcfg` sets `disable:simpcfg`. A name may have a value:
 `--debug=dump_after=3` sets `debug:dump_after` to 3; with `debug:` or `disable:` in front it is a whole key,
 so that `--debug=debug:dump_after=3` says the same. `docs/passes.md` lists the names that something asks for.
-A name that nothing asks for has no effect.
+A name that nothing asks for has no effect, unless `--debug=strict` refuses it.
 )";
 
 constexpr const char* OPTIONS_HEADING = R"(
@@ -154,6 +176,7 @@ std::string allowed_arguments(const OPTION_ROW& row) {
     }
     const std::string range =
         number_text(row.minimum, is_hexadecimal) + " to " + number_text(row.maximum, is_hexadecimal);
+    if (row.argument_left_out >= 0) return range + ", may be left out";
     return row.kind == OPTION_KIND::NUMBER_LIST ? range + ", several with `,`" : range;
 }
 
@@ -176,7 +199,6 @@ void print_options() {
         printf("| `%s`%s | %s | %s | %s | %d |\n", spelling(row).c_str(), doc.is_read ? "" : " †",
                allowed_arguments(row).c_str(), doc.help, setting_text(doc.setting).c_str(), row.code);
     }
-    if (row.argument_left_out >= 0) return range + ", may be left out";
 }
 
 const char* conflict_text(CONFLICT conflict) {
@@ -209,6 +231,7 @@ int main() {
     fputs(pelorus::INTRODUCTION, stdout);
     pelorus::print_options();
     pelorus::print_conflicts();
+    fputs(pelorus::FILES, stdout);
     fputs(pelorus::PSEUDO_OPTIONS, stdout);
     return fflush(stdout) == 0 ? 0 : 1;
 }

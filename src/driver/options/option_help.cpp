@@ -52,6 +52,7 @@ void print_help(const OPTIONS& options, FILE* stream) {
         print_arguments(row, state, stream);
         fputc('\n', stream);
     }
+    fputs("docs/options.md tells what each option does.\n", stream);
 }
 
 } // namespace pelorus

@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include "driver/options/option_state.h"
+#include "driver/options/strict.h"
 
 namespace pelorus {
 
@@ -76,33 +77,37 @@ NUMBER unsigned_number(const OPTIONS& options, const OPTION_ROW& row, const std:
     return {static_cast<long>(value), converted && !negative && minimum <= value && value <= maximum};
 }
 
-[[noreturn]] void refuse_number(const OPTION_ROW& row, const std::string& text) {
+// The range of a hexadecimal option as the user writes it; the messages themselves have it in decimal.
+std::string hexadecimal_range(const OPTION_ROW& row) {
+    char text[100];
+    snprintf(text, sizeof text, "         it is a hexadecimal number from 0x%llX to 0x%llX\n\n",
+             static_cast<unsigned long long>(row.minimum), static_cast<unsigned long long>(row.maximum));
+    return text;
+}
+
+[[noreturn]] void refuse_number(const OPTIONS& options, const OPTION_ROW& row, const std::string& text) {
     const OPTION_NAME name = option_name(row);
     const bool is_unsigned = row.kind == OPTION_KIND::HEXNUM;
+    const std::string range = is_unsigned ? hexadecimal_range(row) : "";
     if (row.minimum == 0 && row.maximum == (is_unsigned ? int64_t{UINT32_MAX} : int64_t{INT32_MAX})) {
         const bool has_minus = text.find('-') != std::string::npos;
-        option_error("ERROR: argument to option %s (\"%s\") is out of range%s\n\n", name.c_str(),
-                     text.c_str(), has_minus ? " (must be a non-negative number)" : "");
+        option_error(options, "ERROR: argument to option %s (\"%s\") is out of range%s\n\n%s", name.c_str(),
+                     text.c_str(), has_minus ? " (must be a non-negative number)" : "", range.c_str());
     }
-    const long minimum = static_cast<long>(row.minimum);
-    const long maximum = static_cast<long>(row.maximum);
-    if (is_unsigned) {
-        option_error(
-            "ERROR: argument to option %s (\"%s\") is out of range (must be a number from %ld to %ld)\n\n",
-            name.c_str(), text.c_str(), minimum, maximum);
-    }
-    option_error("ERROR: argument to option %s (\"%s\") is out of range (must be from %ld to %ld)\n\n",
-                 name.c_str(), text.c_str(), minimum, maximum);
+    option_error(options,
+                 "ERROR: argument to option %s (\"%s\") is out of range (must be %s%ld to %ld)\n\n%s",
+                 name.c_str(), text.c_str(), is_unsigned ? "a number from " : "from ",
+                 static_cast<long>(row.minimum), static_cast<long>(row.maximum), range.c_str());
 }
 
 void read_number(OPTIONS& options, const OPTION_ROW& row, std::string_view word) {
     // The library would skip blanks in front of a number.
     const std::string text(word);
     const bool is_blank = !text.empty() && isspace(static_cast<unsigned char>(text.front()));
-    if (is_blank) refuse_number(row, text);
+    if (is_blank) refuse_number(options, row, text);
     const NUMBER number = row.kind == OPTION_KIND::HEXNUM ? unsigned_number(options, row, text)
                                                           : signed_number(options, row, text);
-    if (!number.accepted) refuse_number(row, text);
+    if (!number.accepted) refuse_number(options, row, text);
     set_option_argument(options, row, {number.value, text});
 }
 
@@ -115,14 +120,21 @@ void read_number_list(OPTIONS& options, const OPTION_ROW& row, std::string_view 
     }
 }
 
+void read_steps(OPTIONS& options, const OPTION_ROW& row, std::string_view text) {
+    const int before = option_count(options, row.code);
+    read_number_list(options, row, text);
+    for (int i = before; i < option_count(options, row.code); ++i)
+        note_fixed_step(options, row, option_value(options, row.code, i));
+}
+
 // -- The other kinds of arguments --
 
-[[noreturn]] void refuse_value(const OPTION_ROW& row) {
+[[noreturn]] void refuse_value(const OPTIONS& options, const OPTION_ROW& row) {
     fprintf(stderr, "ERROR: bad argument to option %s: should be one of { ", option_name(row).c_str());
     for (const OPTION_VALUE& value : option_values()) {
         if (value.code == row.code && value.mark == '+') fprintf(stderr, "%s ", value.text);
     }
-    option_error("}\n");
+    option_error(options, "}\n");
 }
 
 void read_value(OPTIONS& options, const OPTION_ROW& row, std::string_view text) {
@@ -132,8 +144,10 @@ void read_value(OPTIONS& options, const OPTION_ROW& row, std::string_view text) 
             return;
         }
     }
-    refuse_value(row);
+    refuse_value(options, row);
 }
+
+bool is_pseudo_list(int code) { return code == OPT_PSEUDO_DEBUG || code == OPT_PSEUDO_DISABLE; }
 
 // Reads the argument that begins `text`, or is `text` when it is a word of its own; returns its length.
 size_t read_argument_text(OPTIONS& options, const OPTION_ROW& row, std::string_view text, bool is_word) {
@@ -145,55 +159,57 @@ size_t read_argument_text(OPTIONS& options, const OPTION_ROW& row, std::string_v
         return length;
     }
     case OPTION_KIND::ENUMERATED: read_value(options, row, text); break;
-    case OPTION_KIND::NUMBER_LIST: read_number_list(options, row, text); break;
-    default: set_option_argument(options, row, {0, std::string(text)}); break;
+    case OPTION_KIND::NUMBER_LIST: read_steps(options, row, text); break;
+    default:
+        set_option_argument(options, row, {0, std::string(text)});
+        if (is_pseudo_list(row.code)) note_unknown_names(options, row, text);
     }
     return text.size();
 }
 
-[[noreturn]] void missing_argument(const OPTION_ROW& row) {
-    option_error("ERROR: option %s is missing its parameter '%s'\n\n", option_name(row).c_str(),
+[[noreturn]] void missing_argument(const OPTIONS& options, const OPTION_ROW& row) {
+    option_error(options, "ERROR: option %s is missing its parameter '%s'\n\n", option_name(row).c_str(),
                  row.argument);
+}
+
+// For an option whose argument may be left out: what else stands behind it is another option.
+bool begins_argument(std::string_view rest) {
+    return rest.starts_with('=') || (!rest.empty() && is_digit(rest.front(), 10));
 }
 
 // Reads the argument of an option whose name stands before `rest`; returns how much of `rest` belongs to it.
 size_t read_argument(OPTIONS& options, const OPTION_ROW& row, std::string_view rest,
                      const ARGUMENT_SOURCE& words) {
     if (row.kind == OPTION_KIND::NONE) return 0;
+    if (row.argument_left_out >= 0 && !begins_argument(rest)) {
+        set_option_argument(options, row, {row.argument_left_out, std::to_string(row.argument_left_out)});
+        return 0;
+    }
     const size_t equals = rest.starts_with('=') ? 1 : 0;
     const bool is_word = rest.empty();
     const char* word = is_word && words.next ? words.next(words.state) : nullptr;
-    if (is_word && !word) missing_argument(row);
+    if (is_word && !word) missing_argument(options, row);
     const std::string_view text = is_word ? std::string_view(word) : rest.substr(equals);
     // Only a text may be empty.
-    if (text.empty() && row.kind != OPTION_KIND::STRING) missing_argument(row);
+    if (text.empty() && row.kind != OPTION_KIND::STRING) missing_argument(options, row);
     const size_t length = read_argument_text(options, row, text, is_word);
     return is_word ? 0 : equals + length;
 }
 
 // -- Recording --
-// For an option whose argument may be left out: what else stands behind it is another option.
-bool begins_argument(std::string_view rest) {
-    return rest.starts_with('=') || (!rest.empty() && is_digit(rest.front(), 10));
-}
-
 
 void settle_conflict(OPTIONS& options, int code, int earlier) {
     const OPTION_NAME name = option_name(option_row(code));
     const OPTION_NAME earlier_name = option_name(option_row(earlier));
-    if (row.argument_left_out >= 0 && !begins_argument(rest)) {
-        set_option_argument(options, row, {row.argument_left_out, std::to_string(row.argument_left_out)});
-        return 0;
-    }
     switch (option_conflict(code, earlier)) {
     case CONFLICT::NONE: break;
     case CONFLICT::OVERRIDES:
-        fprintf(stderr, "WARNING: option %s overrides preceding option %s\n", name.c_str(),
-                earlier_name.c_str());
+        option_message(options, "WARNING: option %s overrides preceding option %s\n", name.c_str(),
+                       earlier_name.c_str());
         [[fallthrough]];
     case CONFLICT::CLEARS: clear_option(options, earlier); break;
     case CONFLICT::FAILS:
-        option_error("ERROR: option %s conflicts with previous option %s\n", name.c_str(),
+        option_error(options, "ERROR: option %s conflicts with previous option %s\n", name.c_str(),
                      earlier_name.c_str());
     }
 }
@@ -206,16 +222,15 @@ void record_option(OPTIONS& options, int code) {
     }
 }
 
-void warn_of_case(std::string_view typed, const OPTION_NAME& name) {
+void warn_of_case(const OPTIONS& options, std::string_view typed, const OPTION_NAME& name) {
     if (typed == name.view()) return;
     const std::string text(typed);
     const int length = static_cast<int>(text.size());
-    fprintf(
-        stderr,
-        "WARNING: Case insensitivity of options has been deprecated;\n         -%*.*s must be written as\n"
-        "         -%s in future ",
-        length, length, text.c_str(), name.c_str());
-    fputc('\n', stderr); // so that the next message has a line of its own
+    // Its last line is ended so that the next message has a line of its own.
+    option_message(options,
+                   "WARNING: Case insensitivity of options has been deprecated;\n         -%*.*s must be "
+                   "written as\n         -%s in future \n",
+                   length, length, text.c_str(), name.c_str());
 }
 
 // Reads the option that begins `text`; returns its length with its argument, 0 when there is none.
@@ -224,7 +239,7 @@ size_t parse_one_option(OPTIONS& options, std::string_view text, const ARGUMENT_
     if (code < 0) return 0;
     const OPTION_ROW& row = option_row(code);
     const size_t name_length = row.name_length;
-    warn_of_case(text.substr(0, name_length), option_name(row));
+    warn_of_case(options, text.substr(0, name_length), option_name(row));
     const size_t argument_length = read_argument(options, row, text.substr(name_length), words);
     record_option(options, code);
     return name_length + argument_length;
@@ -235,12 +250,16 @@ size_t parse_one_option(OPTIONS& options, std::string_view text, const ARGUMENT_
 bool parse_option(OPTIONS& options, std::string_view text, const ARGUMENT_SOURCE& words) {
     options.text = text;
     std::string_view rest = options.text;
+    std::string_view last; // from the option before `rest` on, when its name may be a part of a longer one
     while (!rest.empty()) {
         const size_t length = parse_one_option(options, rest, words);
         if (length == 0) {
             option_trace(options, "no option begins with '%s'\n", std::string(rest).c_str());
+            note_unknown_text(options, rest, last);
             return false;
         }
+        const bool is_name_only = length == option_row(match_option_name(rest)).name_length;
+        last = is_name_only ? rest : std::string_view();
         rest.remove_prefix(length);
     }
     return true;

@@ -9,9 +9,12 @@
 
 #include "driver/files.h"
 #include "driver/options/option_state.h"
+#include "driver/options/strict.h"
 #include "ir/node.h"
 #include "memory/zone.h"
 #include "support/pseudo_options.h"
+#include "support/run.h"
+#include "support/settings.h"
 #include "support/trace.h"
 
 namespace pelorus {
@@ -31,9 +34,18 @@ void parse_words(OPTIONS& options, std::string_view text) {
         if (start == std::string_view::npos) return;
         text.remove_prefix(start);
         const std::string_view word = text.substr(0, text.find_first_of(BLANKS));
-        if (word.starts_with('-')) parse_option(options, word.substr(1));
+        if (word.starts_with('-'))
+            parse_option(options, word.substr(1));
+        else
+            note_stray_word(options, word);
         text.remove_prefix(word.size());
     }
+}
+
+std::string override_origin() {
+    if (run.current_function_name)
+        return std::string("the options of function ") + run.current_function_name + "()";
+    return "the file-level options of " + run.input_name;
 }
 
 } // namespace
@@ -70,8 +82,11 @@ void override_options(std::string_view text) {
     settings.level4_inlining = DEFAULTS.level4_inlining;
     settings.keep_unoptimized = DEFAULTS.keep_unoptimized;
     trace("[Overriding options to be \"%s\"", std::string(text).c_str());
+    set_option_origin(*options, override_origin());
     parse_words(*options, text);
+    note_options_of_run(*options);
     apply_options(*options, settings);
+    refuse_unknown_texts(*options);
     pass_settings_on();
     if (settings.optimization_level < 1) settings.keep_unoptimized = 1;
     trace(" --> -o%d -i%d", settings.optimization_level, settings.inline_threshold);

@@ -21,8 +21,10 @@ struct OPTION_STATE {
 };
 
 struct OPTIONS {
-    bool option_debug = false; // the parser traces its steps on the standard output
-    std::string text;          // the text that is being parsed
+    bool option_debug = false;        // the parser traces its steps on the standard output
+    std::string text;                 // the text that is being parsed
+    std::string origin;               // where it stands, for messages; "" for the command line
+    std::vector<std::string> unknown; // messages about what means nothing; see strict.h
     std::array<OPTION_STATE, OPTION_COUNT> states;
 };
 
@@ -34,8 +36,14 @@ OPTION_STATE& option_state(OPTIONS& options, int code);
 // error.
 void set_option_argument(OPTIONS& options, const OPTION_ROW& row, OPTION_ARGUMENT argument);
 
-// Prints on the standard error stream and ends the run.
-[[noreturn]] void option_error(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// The line behind a message that says where the text stands; "" for the command line.
+std::string origin_line(const OPTIONS& options);
+
+// Prints the message and where the text stands on the standard error stream.
+void option_message(const OPTIONS& options, const char* format, ...) __attribute__((format(printf, 2, 3)));
+// The same, and ends the run.
+[[noreturn]] void option_error(const OPTIONS& options, const char* format, ...)
+    __attribute__((format(printf, 2, 3)));
 
 // Prints "option debug: " and the text on the standard output when the object's option-debug switch is on.
 void option_trace(const OPTIONS& options, const char* format, ...) __attribute__((format(printf, 2, 3)));

@@ -16,7 +16,7 @@ namespace {
 const OPTION_ARGUMENT* argument_at(const OPTIONS& options, int code, int index) {
     const OPTION_STATE& state = option_state(options, code);
     if (index != 0 && !is_list_kind(option_row(code).kind)) {
-        option_error("INTERNAL ERROR: list handler for non-list option [%d]\n", code);
+        option_error(options, "INTERNAL ERROR: list handler for non-list option [%d]\n", code);
     }
     if (index < 0 || static_cast<size_t>(index) >= state.arguments.size()) return nullptr;
     return &state.arguments[static_cast<size_t>(index)];
@@ -24,10 +24,30 @@ const OPTION_ARGUMENT* argument_at(const OPTIONS& options, int code, int index) 
 
 } // namespace
 
-void option_error(const char* format, ...) {
+std::string origin_line(const OPTIONS& options) {
+    return options.origin.empty() ? "" : ">>>>    in " + options.origin + "\n";
+}
+
+namespace {
+
+void print_message(const OPTIONS& options, const char* format, va_list arguments) {
+    vfprintf(stderr, format, arguments);
+    fputs(origin_line(options).c_str(), stderr);
+}
+
+} // namespace
+
+void option_message(const OPTIONS& options, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    vfprintf(stderr, format, arguments);
+    print_message(options, format, arguments);
+    va_end(arguments);
+}
+
+void option_error(const OPTIONS& options, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    print_message(options, format, arguments);
     va_end(arguments);
     leave_run();
 }
@@ -45,8 +65,10 @@ OPTIONS* new_options() { return new OPTIONS(); }
 
 void release_options(OPTIONS* options) { delete options; }
 
+void set_option_origin(OPTIONS& options, std::string_view origin) { options.origin = origin; }
+
 const OPTION_STATE& option_state(const OPTIONS& options, int code) {
-    if (!is_option_code(code)) option_error("INTERNAL ERROR: option handler [%d]\n", code);
+    if (!is_option_code(code)) option_error(options, "INTERNAL ERROR: option handler [%d]\n", code);
     return options.states[static_cast<size_t>(code)];
 }
 
@@ -75,7 +97,7 @@ const char* option_text(const OPTIONS& options, int code, int index) {
 int option_count(const OPTIONS& options, int code) {
     const OPTION_STATE& state = option_state(options, code);
     if (!is_list_kind(option_row(code).kind)) {
-        option_error("INTERNAL ERROR: list handler for non-list option [%d]\n", code);
+        option_error(options, "INTERNAL ERROR: list handler for non-list option [%d]\n", code);
     }
     return static_cast<int>(state.arguments.size());
 }
@@ -111,7 +133,8 @@ void set_option_argument(OPTIONS& options, const OPTION_ROW& row, OPTION_ARGUMEN
         break;
     case OPTION_KIND::NONE:
     default: // a kind that the table does not know
-        option_error("INTERNAL ERROR: unhandled clause in setarg() [%d]\n", static_cast<int>(row.kind));
+        option_error(options, "INTERNAL ERROR: unhandled clause in setarg() [%d]\n",
+                     static_cast<int>(row.kind));
     }
     std::vector<OPTION_ARGUMENT>& arguments = option_state(options, row.code).arguments;
     if (!is_list_kind(row.kind)) arguments.clear();

@@ -27,6 +27,10 @@ struct OPTIONS;
 OPTIONS* new_options();
 void release_options(OPTIONS* options);
 
+// Says where the texts that are parsed from now on stand, such as "the options of function f()"; messages
+// about them say so. "": on the command line.
+void set_option_origin(OPTIONS& options, std::string_view origin);
+
 // From where options whose argument is a word of its own take it: `next(state)` gives the next argument of
 // the command line, null at the end. The text must live until the option is recorded. Without `next` there
 // are no further words.
