@@ -122,7 +122,7 @@ bool optimize(CHAIN& chain) {
     const COMMAND& command = chain.command;
     std::string output =
         command.stop == STOP::ICODE ? asked_output(chain, ".opt") : temporary_file(chain, ".opt");
-    WORDS words = {sibling("pelorus"), "-o" + command.level};
+    WORDS words = {sibling("pelorus"), "-o" + command.level, "--debug=strict"};
     if (!command.code_size.empty()) words.push_back(command.code_size);
     append(words, command.optimizer);
     append(words, {chain.file, output});

@@ -76,7 +76,7 @@ tail -n 2 times | head -n 1 | grep -q "	-	$work/timed\$" || fail "--time-report 
 
 # What must fail, with one status and no output.
 echo 'int f(void) { return }' >bad.c
-for words in "-c bad.c -o bad.o" "-V" "-qversion" "nowhere.c" "-c main.c sub/twice.c -o x" "-O2" "-c -Xpelorus -o9 sub/twice.c -o bad.o"; do
+for words in "-c bad.c -o bad.o" "-V" "-qversion" "nowhere.c" "-c main.c sub/twice.c -o x" "-O2" "-c -Xpelorus -o9 sub/twice.c -o bad.o" "-c -Xpelorus --tarce sub/twice.c -o bad.o"; do
     status=0
     # shellcheck disable=SC2086
     "$cc" $words >messages 2>&1 || status=$?
