@@ -154,7 +154,7 @@ void read_runner_switches() {
 }
 
 void report_pass_times(const PASS_LIST& list) {
-    if (!runner.timing) return;
+    if (runner.uses.empty()) return; // the last function's own options need not ask as others did
     fprintf(debug_file(), "\n\t    ===== Seconds in each pass\n");
     int number = 0;
     for (const PASS& pass : list.passes) report_row(pass, {list, ++number, nullptr});
