@@ -67,8 +67,8 @@ This file is printed by `gen-options-doc` from `src/driver/options/options.def`;
   1. Behind the message stands where the option was given, when that was not the command line.
 - What means nothing is passed over without a message: a word, or the rest of a word, that begins with no
   known name (`-i10k` is `-i10`), a name of `--debug` or `--disable` that nothing asks for, a step of
-  `--skip_step` that cannot be left out. `--debug=strict` makes each of them an error, with a guess at what was
-  meant. `-#` in front of the others shows on the standard output how each word is read.
+  `--skip_step` that cannot be left out. `--debug=strict` makes each of them an error, with a guess at what
+  was meant. `-#` in front of the others shows on the standard output how each word is read.
 - The input file may carry option sets, and a function options of its own. The command line wins over the
   file's sets; a function's options replace the level, the inline threshold, the code size and the code state
   for that function, starting from the defaults, and may not take their arguments from a following word.
