@@ -46,6 +46,29 @@ QualType innermost_element(const UNIT& unit, QualType type) {
     return type;
 }
 
+// The next type that is part of `type` as it is written, on the way to its lengths; null: the way ends.
+QualType written_part(const ASTContext& ast, QualType type) {
+    if (const auto* array = dyn_cast<ArrayType>(type.getTypePtr())) return array->getElementType();
+    if (const auto* adjusted = dyn_cast<AdjustedType>(type.getTypePtr())) return adjusted->getOriginalType();
+    if (const auto* pointer = dyn_cast<PointerType>(type.getTypePtr())) return pointer->getPointeeType();
+    if (const auto* function = dyn_cast<FunctionType>(type.getTypePtr())) return function->getReturnType();
+    const QualType inner = type.getSingleStepDesugaredType(ast);
+    return inner == type ? QualType() : inner;
+}
+
+// Calls `visit` for each array of variable length and each typeof in the type as it is written, from the
+// outside in. Typedef names have theirs computed where they stand, and what is behind a typeof is its
+// operand's.
+template <class VISIT>
+void for_each_length(const ASTContext& ast, QualType type, VISIT visit) {
+    while (!type.isNull() && type->isVariablyModifiedType()) {
+        if (isa<TypedefType, AutoType>(type.getTypePtr())) return;
+        if (isa<TypeOfExprType, VariableArrayType>(type.getTypePtr())) visit(type.getTypePtr());
+        if (isa<TypeOfExprType>(type.getTypePtr())) return;
+        type = written_part(ast, type);
+    }
+}
+
 } // namespace
 
 NODE* generator_call(BODY& body, const char* name, TYPE* result, const std::vector<NODE*>& arguments) {
@@ -56,27 +79,22 @@ NODE* generator_call(BODY& body, const char* name, TYPE* result, const std::vect
 
 NODE* lengths_of_type(BODY& body, QualType type) {
     NODE* effects = nullptr;
-    while (type->isVariablyModifiedType()) {
-        if (isa<TypedefType, AutoType>(type.getTypePtr())) break; // computed where they were written
-        if (const auto* of = dyn_cast<TypeOfExprType>(type.getTypePtr()))
-            return sequence(effects, effects_of(body, of->getUnderlyingExpr()));
-        if (const auto* array = dyn_cast<VariableArrayType>(type.getTypePtr()))
-            effects = sequence(effects, length_assignment(body, array));
-        if (const auto* array = dyn_cast<ArrayType>(type.getTypePtr())) {
-            type = array->getElementType();
-        } else if (const auto* adjusted = dyn_cast<AdjustedType>(type.getTypePtr())) {
-            type = adjusted->getOriginalType();
-        } else if (const auto* pointer = dyn_cast<PointerType>(type.getTypePtr())) {
-            type = pointer->getPointeeType();
-        } else if (const auto* function = dyn_cast<FunctionType>(type.getTypePtr())) {
-            type = function->getReturnType();
-        } else {
-            const QualType inner = type.getSingleStepDesugaredType(*body.unit.ast);
-            if (inner == type) break;
-            type = inner;
-        }
-    }
+    for_each_length(*body.unit.ast, type, [&](const Type* part) {
+        const auto* of = dyn_cast<TypeOfExprType>(part);
+        effects = sequence(effects, of ? effects_of(body, of->getUnderlyingExpr())
+                                       : length_assignment(body, cast<VariableArrayType>(part)));
+    });
     return effects;
+}
+
+bool lengths_have_effects(const BODY& body, QualType type) {
+    bool found = false;
+    for_each_length(*body.unit.ast, type, [&](const Type* part) {
+        const auto* of = dyn_cast<TypeOfExprType>(part);
+        const Expr* given = of ? of->getUnderlyingExpr() : cast<VariableArrayType>(part)->getSizeExpr();
+        found = found || (given && has_side_effects(body, given));
+    });
+    return found;
 }
 
 NODE* size_of(BODY& body, QualType type) {

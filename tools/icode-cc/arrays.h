@@ -17,6 +17,8 @@ constexpr uint32_t STACK_ALIGNMENT = 8;
 // The effects that compute the lengths in the type as it is written; typedef names have theirs already. Null:
 // none.
 NODE* lengths_of_type(BODY& body, clang::QualType type);
+// Computing them does more than to fill the temporaries.
+bool lengths_have_effects(const BODY& body, clang::QualType type);
 
 // The size of an object in bytes, an unsigned number: an ICON but for arrays of variable length. 1 for void
 // and functions, which is what pointers to them are moved by.

@@ -43,6 +43,7 @@ struct BODY {
     bool reachable = true;                  // control may come to the end of `items`
     bool walks_arguments = false;           // the body uses va_start
     bool has_statement_expressions = false; //
+    bool has_lengths = false;               // some type in an expression has an array of variable length
     uint32_t last_label = 0;
     uint32_t last_temporary = 0;
     JUMP_TARGETS targets{};

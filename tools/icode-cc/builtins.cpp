@@ -222,6 +222,17 @@ NODE* all_effects(BODY& body, const CallExpr* call) {
     return sequence(effects, number(body, 0));
 }
 
+// The value of the first argument. The others are hints, which are evaluated all the same.
+NODE* first_argument(BODY& body, const CallExpr* call) {
+    NODE* value = value_of(body, call->getArg(0));
+    NODE* effects = nullptr;
+    for (unsigned i = 1; i < call->getNumArgs(); ++i)
+        effects = sequence(effects, effects_of(body, call->getArg(i)));
+    if (!effects) return value;
+    const OPERAND first = operand_of(body, value);
+    return sequence(first.assignment, sequence(effects, first.use()));
+}
+
 // An address in the function's own frame; frames further out are not known.
 NODE* frame_builtin(BODY& body, const CallExpr* call, const char* name) {
     TYPE* pointer = void_pointer_type(body.unit);
@@ -251,7 +262,7 @@ NODE* simple_builtin(BODY& body, const CallExpr* call, unsigned builtin) {
     case Builtin::BI__builtin_launder:
     case Builtin::BI__builtin_extract_return_addr:
     case Builtin::BI__builtin_frob_return_addr:
-    case Builtin::BI__builtin_assume_aligned: return value_of(body, call->getArg(0));
+    case Builtin::BI__builtin_assume_aligned: return first_argument(body, call);
     case Builtin::BI__builtin_unreachable:
     case Builtin::BI__builtin_assume: return number(body, 0);
     case Builtin::BI__builtin_prefetch: return all_effects(body, call);

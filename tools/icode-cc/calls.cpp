@@ -74,7 +74,7 @@ NODE* value_of_va_arg(BODY& body, const VAArgExpr* e) {
     TYPE* pointer = void_pointer_type(body.unit);
     NODE* place = lvalue_of(body, list);
     NODE* effects = nullptr;
-    if (list->HasSideEffects(*body.unit.ast)) {
+    if (has_side_effects(body, list)) {
         const SAVED_VALUE saved = save_value(
             body, address_of(place, body.unit.types.make_pointer(icode_type(body.unit, list_type))));
         effects = saved.assignment;
@@ -121,7 +121,8 @@ NODE* value_of_list_builtin(BODY& body, const CallExpr* call, unsigned builtin) 
     case Builtin::BI__builtin_va_start:
     case Builtin::BI__builtin_stdarg_start: return start_list(body, call);
     case Builtin::BI__builtin_va_copy: return copy_list(body, call);
-    case Builtin::BI__builtin_va_end: return zero_constant(int_type(body.unit));
+    case Builtin::BI__builtin_va_end:
+        return sequence(effects_of(body, call->getArg(0)), zero_constant(int_type(body.unit)));
     default: return nullptr;
     }
 }

@@ -35,9 +35,9 @@ NODE* compound_literal(BODY& body, const CompoundLiteralExpr* literal) {
         symbol = new_local(body, "$lit", object, object->align, literal->getBeginLoc());
     }
     SYMBOL* object = symbol;
+    NODE* effects = lengths_of_type(body, literal->getTypeSourceInfo()->getType());
     std::vector<NODE*> trees;
     initialise_object(body, use_local(object), type, literal->getInitializer(), trees);
-    NODE* effects = nullptr;
     for (NODE* tree : trees) effects = sequence(effects, tree);
     return sequence(effects, use_local(object));
 }
@@ -139,12 +139,20 @@ NODE* known_constant(BODY& body, const Expr* expression) {
     return refused_value(body, expression, "a value that is not constant");
 }
 
-// `sizeof` and its kin: computed where the operand is an array of variable length.
+// `sizeof` of an array of variable length, whose operand is evaluated.
+bool is_computed_size(const BODY& body, const UnaryExprOrTypeTraitExpr* e) {
+    return e->getKind() == UETT_SizeOf && is_variable_array(body.unit, e->getTypeOfArgument());
+}
+
+NODE* operand_effects(BODY& body, const UnaryExprOrTypeTraitExpr* e) {
+    if (!is_computed_size(body, e)) return nullptr;
+    return e->isArgumentType() ? lengths_of_type(body, e->getArgumentType())
+                               : effects_of(body, e->getArgumentExpr());
+}
+
 NODE* size_or_alignment(BODY& body, const UnaryExprOrTypeTraitExpr* e) {
-    if (e->getKind() != UETT_SizeOf || !is_variable_array(body.unit, e->getTypeOfArgument()))
-        return known_constant(body, e);
-    NODE* effects = e->isArgumentType() ? lengths_of_type(body, e->getArgumentType())
-                                        : effects_of(body, e->getArgumentExpr());
+    if (!is_computed_size(body, e)) return known_constant(body, e);
+    NODE* effects = operand_effects(body, e);
     return sequence(effects, size_of(body, e->getTypeOfArgument()));
 }
 
@@ -269,11 +277,37 @@ NODE* lvalue_of(BODY& body, const Expr* expression) {
     }
 }
 
+namespace {
+
+// The expression holds a type whose lengths are computed with effects; clang does not count these.
+bool holds_length_effects(const BODY& body, const Stmt* statement) {
+    if (!body.has_lengths || !statement) return false;
+    if (const auto* written = dyn_cast<CStyleCastExpr>(statement))
+        if (lengths_have_effects(body, written->getTypeAsWritten())) return true;
+    if (const auto* literal = dyn_cast<CompoundLiteralExpr>(statement))
+        if (lengths_have_effects(body, literal->getTypeSourceInfo()->getType())) return true;
+    if (const auto* size = dyn_cast<UnaryExprOrTypeTraitExpr>(statement)) {
+        if (!is_computed_size(body, size)) return false;
+        return size->isArgumentType() ? lengths_have_effects(body, size->getArgumentType())
+                                      : has_side_effects(body, size->getArgumentExpr());
+    }
+    for (const Stmt* child : statement->children())
+        if (holds_length_effects(body, child)) return true;
+    return false;
+}
+
+} // namespace
+
+bool has_side_effects(const BODY& body, const Expr* expression) {
+    return expression->HasSideEffects(*body.unit.ast) || holds_length_effects(body, expression);
+}
+
 NODE* constant_of(BODY& body, const Expr* expression) {
     const QualType type = expression->getType();
     if (!type->isScalarType() || type->isAnyComplexType()) return nullptr;
     Expr::EvalResult result;
     if (!expression->EvaluateAsRValue(result, *body.unit.ast) || result.HasSideEffects) return nullptr;
+    if (holds_length_effects(body, expression)) return nullptr;
     TYPE* made = icode_type(body.unit, type.getUnqualifiedType());
     if (result.Val.isInt()) return integer_constant(made, result.Val.getInt());
     if (result.Val.isFloat()) return float_constant(made, result.Val.getFloat());
@@ -327,7 +361,7 @@ const Expr* strip_condition(const Expr* e) {
 
 NODE* leaf_condition(BODY& body, const Expr* e) {
     bool truth = false;
-    if (!body.saved.count(e) && !e->HasSideEffects(*body.unit.ast) &&
+    if (!body.saved.count(e) && !has_side_effects(body, e) &&
         e->EvaluateAsBooleanCondition(truth, *body.unit.ast))
         return integer_constant(int_type(body.unit), truth);
     NODE* value = value_of(body, e);
@@ -381,14 +415,16 @@ NODE* cast_effects(BODY& body, const CastExpr* e) {
     const Expr* inner = e->getSubExpr();
     if (e->getCastKind() == CK_LValueToRValue && inner->getType().isVolatileQualified())
         return save_value(body, lvalue_of(body, inner)).assignment;
-    return effects_of(body, inner);
+    const auto* written = dyn_cast<CStyleCastExpr>(e);
+    NODE* lengths = written ? lengths_of_type(body, written->getTypeAsWritten()) : nullptr;
+    return sequence(lengths, effects_of(body, inner));
 }
 
 } // namespace
 
 NODE* effects_of(BODY& body, const Expr* expression) {
     const Expr* e = expression->IgnoreParens();
-    if (body.saved.count(e) || !e->HasSideEffects(*body.unit.ast)) return nullptr;
+    if (body.saved.count(e) || !has_side_effects(body, e)) return nullptr;
     if (const auto* unary = dyn_cast<UnaryOperator>(e))
         return unary->isIncrementDecrementOp() ? increment_of(body, unary, false)
                                                : effects_of(body, unary->getSubExpr());
@@ -399,6 +435,7 @@ NODE* effects_of(BODY& body, const Expr* expression) {
     if (const auto* converted = dyn_cast<CastExpr>(e)) return cast_effects(body, converted);
     if (const auto* selected = dyn_cast<MemberExpr>(e)) return effects_of(body, selected->getBase());
     if (const auto* statements = dyn_cast<StmtExpr>(e)) return value_of_statements(body, statements, false);
+    if (const auto* size = dyn_cast<UnaryExprOrTypeTraitExpr>(e)) return operand_effects(body, size);
     if (const auto* subscript = dyn_cast<ArraySubscriptExpr>(e)) {
         NODE* left = effects_of(body, subscript->getBase());
         return sequence(left, effects_of(body, subscript->getIdx()));

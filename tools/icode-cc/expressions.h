@@ -16,6 +16,9 @@ NODE* value_of(BODY& body, const clang::Expr* expression);
 // The object that an lvalue expression denotes. Strings and compound literals are lvalues.
 NODE* lvalue_of(BODY& body, const clang::Expr* expression);
 
+// Evaluating the expression does more than to give its value. The lengths in types that it writes count.
+bool has_side_effects(const BODY& body, const clang::Expr* expression);
+
 // The effects alone; null when there are none.
 NODE* effects_of(BODY& body, const clang::Expr* expression);
 

@@ -28,6 +28,13 @@ void survey_declarations(BODY& body, const DeclStmt* statement, const VarDecl*& 
     }
 }
 
+// A type in the expression, its own or one that it asks about, has an array of variable length.
+bool writes_lengths(const Expr* expression) {
+    const auto* size = dyn_cast<UnaryExprOrTypeTraitExpr>(expression);
+    const QualType type = size ? size->getTypeOfArgument() : expression->getType();
+    return type->isVariablyModifiedType();
+}
+
 // `held` is in force at the statement; changes when it declares a further one in the scope that it stands in.
 void survey(BODY& body, const Stmt* statement, const VarDecl*& held) {
     if (isa<CompoundStmt, ForStmt>(statement)) {
@@ -41,6 +48,8 @@ void survey(BODY& body, const Stmt* statement, const VarDecl*& held) {
         if (!number) number = static_cast<uint32_t>(body.address_labels.size() + 1);
         if (number > body.address_labels.size()) body.address_labels.push_back(address->getLabel());
     }
+    if (const auto* expression = dyn_cast<Expr>(statement))
+        body.has_lengths = body.has_lengths || writes_lengths(expression);
     survey_children(body, statement, held);
 }
 

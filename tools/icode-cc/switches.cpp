@@ -120,7 +120,8 @@ NODE* test_large_ranges(BODY& body, const std::vector<const SwitchCase*>& cases,
 void convert_switch(BODY& body, const SwitchStmt* statement) {
     if (statement->getInit()) convert_statement(body, statement->getInit());
     Expr::EvalResult constant;
-    if (statement->getCond()->EvaluateAsInt(constant, *body.unit.ast) && !constant.HasSideEffects)
+    if (statement->getCond()->EvaluateAsInt(constant, *body.unit.ast) &&
+        !has_side_effects(body, statement->getCond()))
         return convert_constant_switch(body, statement, constant.Val.getInt());
     emit_inner_statements(body, statement->getCond());
     NODE* selector = value_of(body, statement->getCond());

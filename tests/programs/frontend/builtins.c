@@ -1,5 +1,6 @@
 // Builtin functions of the GNU dialect, _Generic, choices at compile time.
 #include <math.h>
+#include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -93,6 +94,23 @@ static void constants(void) {
     printf("%d %d\n", __sync_fetch_and_add(&number, 1) == 2147483647, __sync_bool_compare_and_swap(&word, 5u, 6u));
 }
 
+// What stands in a hint is evaluated, too.
+static int ended(int n, ...) {
+    va_list lists[2], *next = lists;
+    va_start(lists[0], n);
+    n = va_arg(*next, int);
+    va_end(*next++);
+    return n * 10 + (int)(next - lists);
+}
+
+static void hints(void) {
+    int n = 3, z = 0;
+    if (__builtin_expect(n, z++)) n++;
+    int sum = __builtin_expect(n, z++) + __builtin_expect_with_probability(n, z++, 0.5);
+    int *place = __builtin_assume_aligned(&n, 4, 4 * z++);
+    printf("%d %d %d %d\n", sum, z, place != 0, ended(1, 7));
+}
+
 int main(void) {
     bits();
     floating();
@@ -101,5 +119,6 @@ int main(void) {
     rotations();
     places_and_checks(1);
     constants();
+    hints();
     return 0;
 }

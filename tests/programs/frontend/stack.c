@@ -112,10 +112,32 @@ static void aligned(int n) {
     printf("%s %s %d\n", texts[0], texts[2], texts[1] != texts[2]);
 }
 
+// The lengths in a type that an expression writes are computed even when nobody wants its value.
+static void lengths_with_effects(int n) {
+    void *any = &n;
+    (void)(int(*)[n++])any, printf("%d ", n);
+    (void)sizeof(int[n++]), printf("%d ", n);
+    (void)sizeof *(int(*)[n++])any, printf("%d ", n);
+    int(*row)[n] = (int(*)[n++]){any};
+    printf("%d %d ", n, (int)sizeof *row);
+    int bytes = sizeof(__typeof__(int[n++]));
+    __typeof__((int(*)[n++])any) like = any;
+    printf("%d %d %d ", n, bytes, (int)sizeof *like);
+    if ((int(*)[n++])any) printf("%d ", n);
+    int grid[3][n], i = 0;
+    (void)sizeof grid[i++];
+    bytes = sizeof grid[i++];
+    printf("%d %d ", i, bytes);
+    (void)_Alignof(int[n++]), (void)sizeof(int(*)[n++]);
+    for (int k = 0; k < 2; (void)(char(*)[k++])any) n += 10;
+    printf("%d\n", n);
+}
+
 int main(void) {
     types(4);
     for (int way = 0; way < 4; way++) printf("%d ", scopes(way));
     printf("%d %d\n", loops(2000), chain(12));
     aligned(33);
+    lengths_with_effects(3);
     return fill(10, 3) == 0;
 }
