@@ -66,28 +66,38 @@ void convert_if(BODY& body, const IfStmt* statement) {
     emit_label(body, end);
 }
 
-void leave_unless(BODY& body, const Expr* condition, uint32_t more, uint32_t end) {
+// The condition of a loop, in which a statement expression may leave or continue that loop.
+NODE* loop_condition(BODY& body, const Expr* condition, JUMP_TARGETS targets) {
+    const JUMP_TARGETS outer = body.targets;
+    body.targets = targets;
     NODE* tree = condition_tree(body, condition);
-    if (is_integer_constant(tree) && !is_zero_constant(tree)) return;
-    emit_if(body, tree, more, end);
+    body.targets = outer;
+    return tree;
+}
+
+void leave_unless(BODY& body, NODE* condition, uint32_t more, uint32_t end) {
+    if (is_integer_constant(condition) && !is_zero_constant(condition)) return;
+    emit_if(body, condition, more, end);
 }
 
 void convert_while(BODY& body, const WhileStmt* statement) {
     const uint32_t top = new_label(body), more = new_label(body), end = new_label(body);
+    const JUMP_TARGETS targets{{end, body.held}, {top, body.held}};
     emit_label(body, top);
-    leave_unless(body, statement->getCond(), more, end);
+    leave_unless(body, loop_condition(body, statement->getCond(), targets), more, end);
     emit_label(body, more);
-    convert_inside(body, statement->getBody(), {{end, body.held}, {top, body.held}});
+    convert_inside(body, statement->getBody(), targets);
     emit_branch(body, top);
     emit_label(body, end);
 }
 
 void convert_do(BODY& body, const DoStmt* statement) {
     const uint32_t top = new_label(body), test = new_label(body), end = new_label(body);
+    const JUMP_TARGETS targets{{end, body.held}, {test, body.held}};
     emit_label(body, top);
-    convert_inside(body, statement->getBody(), {{end, body.held}, {test, body.held}});
+    convert_inside(body, statement->getBody(), targets);
     emit_label(body, test);
-    NODE* condition = condition_tree(body, statement->getCond());
+    NODE* condition = loop_condition(body, statement->getCond(), targets);
     if (!is_zero_constant(condition)) emit_if(body, condition, top, end);
     emit_label(body, end);
 }
@@ -97,14 +107,16 @@ void convert_for(BODY& body, const ForStmt* statement) {
     if (statement->getInit()) convert_statement(body, statement->getInit());
     const uint32_t top = new_label(body), more = new_label(body), step = new_label(body),
                    end = new_label(body);
+    const JUMP_TARGETS targets{{end, body.held}, {step, body.held}};
     emit_label(body, top);
-    if (statement->getCond()) leave_unless(body, statement->getCond(), more, end);
+    if (const Expr* condition = statement->getCond())
+        leave_unless(body, loop_condition(body, condition, targets), more, end);
     emit_label(body, more);
-    convert_inside(body, statement->getBody(), {{end, body.held}, {step, body.held}});
+    convert_inside(body, statement->getBody(), targets);
     emit_label(body, step);
-    if (statement->getInc()) {
-        stand_at(body, statement->getInc()->getBeginLoc());
-        convert_effects(body, statement->getInc());
+    if (const Expr* increment = statement->getInc()) {
+        stand_at(body, increment->getBeginLoc());
+        convert_inside(body, increment, targets);
     }
     emit_branch(body, top);
     emit_label(body, end);
@@ -269,7 +281,7 @@ const Expr* without_void_cast(const Expr* e) {
 
 void convert_effects(BODY& body, const Expr* expression) {
     const Expr* e = without_void_cast(expression);
-    if (!e->HasSideEffects(*body.unit.ast)) return;
+    if (!has_side_effects(body, e)) return;
     if (const auto* statements = dyn_cast<StmtExpr>(e))
         return convert_statement(body, statements->getSubStmt());
     if (const auto* conditional = dyn_cast<ConditionalOperator>(e))

@@ -115,6 +115,22 @@ static void without_control(void) {
     printf("\n");
 }
 
+// `break` and `continue` in a loop's own condition or increment are about that loop.
+static void in_conditions(void) {
+    int n = 0;
+    for (int i = 0, k; i < 2; i++, n += 100) {
+        k = 0;
+        while (({ if (k == 2) break; 1; })) k++, n++;
+        while (({ if (++k == 4) continue; k < 7; })) n++;
+        do k++, n++; while (({ if (k == 12) break; 1; }));
+        do k++, n++; while (({ if (k == 15) { k = 20; continue; } k < 20; }));
+        for (; ({ if (k == 22) break; 1; });) k++, n++;
+        for (;({ if (k == 23) { k += 3; continue; } k < 28; }); k++) n++;
+        for (; k < 35; ({ if (k == 31) break; k++; })) n++;
+    }
+    printf("%d\n", n);
+}
+
 int main(int argc, char **argv) {
     double d = 2.5;
     char text[16] = {0};
@@ -129,6 +145,7 @@ int main(int argc, char **argv) {
     old_style('x' + 256, 1.25f, 70000, &d);
     printf("%d %s %s\n", no_result(1), where(), __FUNCTION__);
     without_control();
+    in_conditions();
     asm volatile("" ::: "memory");
     asm("nop");
     if (argc > 100) __builtin_unreachable();
