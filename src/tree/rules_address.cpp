@@ -14,9 +14,10 @@ bool is_object(const NODE* node) {
     return is_op(node, OP_NAME) || is_op(node, OP_UMULT) || is_op(node, OP_STREF);
 }
 
+// A bool holds fewer values than the byte that it lies in may have.
 bool same_object_type(const TYPE* a, const TYPE* b) {
     return type_qualifiers(a) == type_qualifiers(b) && type_strip(a)->align == type_strip(b)->align &&
-           type_same_representation(a, b);
+           type_same_representation(a, b) && type_is_bool(a) == type_is_bool(b);
 }
 
 bool is_member_of(const NODE* field, const TYPE* structure) {
