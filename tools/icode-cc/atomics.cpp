@@ -75,13 +75,21 @@ NODE* barrier(BODY& body) {
 }
 
 // A call of `__sync_<name>_<size>` on the object and further words.
-NODE* library_operation(const ATOMIC& atomic, const char* name, TYPE* result, std::vector<NODE*> words) {
+NODE* library_call(const ATOMIC& atomic, const std::string& name, TYPE* result, std::vector<NODE*> words) {
     UNIT& unit = atomic.body.unit;
     std::vector<TYPE*> parameters(words.size() + 1, atomic.word);
     parameters[0] = void_pointer_type(unit);
-    const std::string full = std::string("__sync_") + name + "_" + std::to_string(atomic.word->size);
+    const std::string full = "__sync_" + name + "_" + std::to_string(atomic.word->size);
     words.insert(words.begin(), atomic.place.use());
     return direct_call(unit, result, library_function(unit, full, result, parameters), words);
+}
+
+// The same for an operation that gives a word. What the library returns for a small object may have any bits
+// above it.
+NODE* library_operation(const ATOMIC& atomic, const std::string& name, std::vector<NODE*> words) {
+    if (atomic.word->size >= 4) return library_call(atomic, name, atomic.word, std::move(words));
+    return arithmetic_conversion(
+        library_call(atomic, name, unsigned_type(atomic.body.unit), std::move(words)), atomic.word);
 }
 
 // The object as a volatile word.
@@ -91,20 +99,26 @@ NODE* object_word(const ATOMIC& atomic) {
     return object_at(pointer_conversion(atomic.place.use(), unit.types.make_pointer(type)), type);
 }
 
+// The code generator has an instruction that reads 8 bytes at once and leaves them alone, so that the object
+// may be constant.
+NODE* load_double_word(const ATOMIC& atomic) {
+    TYPE* pointer = void_pointer_type(atomic.body.unit);
+    return generator_call(atomic.body, "__builtin_atomic_load_8", atomic.word,
+                          {pointer_conversion(atomic.place.use(), pointer)});
+}
+
 NODE* load_word(const ATOMIC& atomic, bool ordered) {
-    if (atomic.word->size == 8) // exchanges a zero for a zero
-        return library_operation(atomic, "val_compare_and_swap", atomic.word,
-                                 {zero_constant(atomic.word), zero_constant(atomic.word)});
-    if (!ordered) return object_word(atomic);
-    const SAVED_VALUE saved = save_value(atomic.body, object_word(atomic));
+    NODE* word = atomic.word->size == 8 ? load_double_word(atomic) : object_word(atomic);
+    if (!ordered) return word;
+    const SAVED_VALUE saved = save_value(atomic.body, word);
     return sequence(saved.assignment, sequence(barrier(atomic.body), use_local(saved.symbol)));
 }
 
 NODE* exchange_word(const ATOMIC& atomic, NODE* word) {
     const OPERAND value = operand_of(atomic.body, word); // computed before the barrier
-    return sequence(value.assignment,
-                    sequence(barrier(atomic.body),
-                             library_operation(atomic, "lock_test_and_set", atomic.word, {value.use()})));
+    return sequence(
+        value.assignment,
+        sequence(barrier(atomic.body), library_operation(atomic, "lock_test_and_set", {value.use()})));
 }
 
 NODE* store_word(const ATOMIC& atomic, NODE* word, bool ordered) {
@@ -128,8 +142,8 @@ NODE* compare_exchange(const ATOMIC& atomic, NODE* expected, NODE* desired) {
     const OPERAND pointer = operand_of(body, expected);
     const OPERAND wanted = operand_of(body, to_word(atomic, desired));
     const OPERAND old = operand_of(body, to_word(atomic, pointed_value(atomic, pointer.use())));
-    const SAVED_VALUE found = save_value(
-        body, library_operation(atomic, "val_compare_and_swap", atomic.word, {old.use(), wanted.use()}));
+    const SAVED_VALUE found =
+        save_value(body, library_operation(atomic, "val_compare_and_swap", {old.use(), wanted.use()}));
     const SAVED_VALUE same = save_value(body, test(body, OP_EQ, use_local(found.symbol), old.use()));
     NODE* keep = assignment(pointed_value(atomic, pointer.use()), from_word(atomic, use_local(found.symbol)),
                             atomic.type);
@@ -164,6 +178,16 @@ const char* change_name(AtomicExpr::AtomicOp op) {
     }
 }
 
+// The effects of the operands that say how memory is ordered.
+NODE* order_effects(BODY& body, const AtomicExpr* e) {
+    NODE* effects = e->getOp() == AtomicExpr::AO__c11_atomic_init ? nullptr : effects_of(body, e->getOrder());
+    if (e->isCmpXChg()) effects = sequence(effects, effects_of(body, e->getOrderFail()));
+    if (e->getOp() == AtomicExpr::AO__atomic_compare_exchange ||
+        e->getOp() == AtomicExpr::AO__atomic_compare_exchange_n)
+        effects = sequence(effects, effects_of(body, e->getWeak()));
+    return effects;
+}
+
 bool is_ordered(const ATOMIC& atomic, const Expr* order) {
     Expr::EvalResult known;
     return !order->EvaluateAsInt(known, *atomic.body.unit.ast) || !known.Val.getInt().isZero();
@@ -187,7 +211,7 @@ NODE* change(const ATOMIC& atomic, const AtomicExpr* e) {
         refuse(atomic.body.unit, e->getExprLoc(), "this atomic operation");
         return zero_constant(int_type(atomic.body.unit));
     }
-    return from_word(atomic, library_operation(atomic, name, atomic.word, {change_amount(atomic, e)}));
+    return from_word(atomic, library_operation(atomic, name, {change_amount(atomic, e)}));
 }
 
 NODE* operation(const ATOMIC& atomic, const AtomicExpr* e) {
@@ -234,7 +258,7 @@ ATOMIC flag_object(BODY& body, const CallExpr* call) {
 NODE* changed_by(const ATOMIC& atomic, bool adds, bool wants_old, NODE* amount) {
     const char* name = adds ? (wants_old ? "fetch_and_add" : "add_and_fetch")
                             : (wants_old ? "fetch_and_sub" : "sub_and_fetch");
-    NODE* call = library_operation(atomic, name, atomic.word, {arithmetic_conversion(amount, atomic.word)});
+    NODE* call = library_operation(atomic, name, {arithmetic_conversion(amount, atomic.word)});
     return sequence(atomic.place.assignment, from_word(atomic, call));
 }
 
@@ -265,7 +289,7 @@ NODE* compound(BODY& body, const BinaryOperator* e) {
     case BO_XorAssign: name = "xor_and_fetch"; break;
     default: return refused_operation(body, e);
     }
-    NODE* call = library_operation(atomic, name, atomic.word, {arithmetic_conversion(amount, atomic.word)});
+    NODE* call = library_operation(atomic, name, {arithmetic_conversion(amount, atomic.word)});
     return sequence(atomic.place.assignment, from_word(atomic, call));
 }
 
@@ -274,15 +298,56 @@ NODE* compound(BODY& body, const BinaryOperator* e) {
 NODE* value_of_atomic(BODY& body, const AtomicExpr* e) {
     const ATOMIC atomic =
         atomic_object(body, value_of(body, e->getPtr()), e->getValueType(), e->getExprLoc());
-    return sequence(atomic.place.assignment, operation(atomic, e));
+    NODE* effects = sequence(atomic.place.assignment, order_effects(body, e));
+    return sequence(effects, operation(atomic, e));
 }
+
+namespace {
+
+// `__sync_<name>_<size>` on objects of `size` bytes.
+NODE* value_of_sync_builtin(BODY& body, const CallExpr* call, const std::string& name) {
+    const QualType object = call->getArg(0)->getType()->getPointeeType();
+    const ATOMIC atomic = atomic_object(body, value_of(body, call->getArg(0)), object, call->getExprLoc());
+    NODE* effects = atomic.place.assignment;
+    std::vector<OPERAND> words;
+    for (unsigned i = 1; i < call->getNumArgs(); ++i) {
+        words.push_back(operand_of(body, to_word(atomic, value_of(body, call->getArg(i)))));
+        effects = sequence(effects, words.back().assignment);
+    }
+    if (name == "lock_release") {
+        return sequence(effects, library_call(atomic, name, void_type(body.unit), {}));
+    } else if (name == "bool_compare_and_swap") {
+        NODE* found = library_operation(atomic, "val_compare_and_swap", {words[0].use(), words[1].use()});
+        NODE* same = test(body, OP_EQ, found, words[0].use());
+        return sequence(effects, arithmetic_conversion(same, icode_type(body.unit, call->getType())));
+    } else if (name == "val_compare_and_swap") {
+        NODE* found = library_operation(atomic, name, {words[0].use(), words[1].use()});
+        return sequence(effects, from_word(atomic, found));
+    }
+    NODE* value = name == "swap" ? exchange_word(atomic, words[0].use())
+                                 : library_operation(atomic, name, {words[0].use()});
+    return sequence(effects, from_word(atomic, value));
+}
+
+// What stands between "__sync_" and the size in the name of a builtin; "" for others.
+std::string sync_name(const BODY& body, unsigned builtin) {
+    StringRef name = body.unit.ast->BuiltinInfo.getName(builtin);
+    if (!name.consume_front("__sync_") ||
+        name.rsplit('_').second.find_first_not_of("0123456789") != StringRef::npos)
+        return "";
+    return name.rsplit('_').first.str();
+}
+
+} // namespace
 
 NODE* value_of_atomic_builtin(BODY& body, const CallExpr* call, unsigned builtin) {
     switch (builtin) {
     case Builtin::BI__atomic_thread_fence:
     case Builtin::BI__atomic_signal_fence:
     case Builtin::BI__c11_atomic_thread_fence:
-    case Builtin::BI__c11_atomic_signal_fence: return barrier(body);
+    case Builtin::BI__c11_atomic_signal_fence:
+        return sequence(effects_of(body, call->getArg(0)), barrier(body));
+    case Builtin::BI__sync_synchronize: return barrier(body);
     case Builtin::BI__atomic_test_and_set: {
         const ATOMIC flag = flag_object(body, call);
         NODE* old = exchange_word(flag, integer_constant(flag.word, 1));
@@ -292,8 +357,10 @@ NODE* value_of_atomic_builtin(BODY& body, const CallExpr* call, unsigned builtin
         const ATOMIC flag = flag_object(body, call);
         return sequence(flag.place.assignment, store_word(flag, zero_constant(flag.word), true));
     }
-    default: return nullptr;
+    default: break;
     }
+    const std::string name = sync_name(body, builtin);
+    return name.empty() ? nullptr : value_of_sync_builtin(body, call, name);
 }
 
 NODE* atomic_read(BODY& body, const Expr* object) {

@@ -298,7 +298,6 @@ std::string library_name(const BODY& body, unsigned builtin) {
     case Builtin::BI__builtin___clear_cache: return "__clear_cache";
     default: break;
     }
-    if (name.starts_with("__sync_")) return name.str();
     if (all.isLibFunction(builtin) && name.consume_front("__builtin_")) return name.str();
     return "";
 }

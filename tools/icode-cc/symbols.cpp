@@ -303,8 +303,11 @@ SYMBOL* called_symbol(UNIT& unit, const FunctionDecl* function) {
 SYMBOL* library_function(UNIT& unit, const std::string& name, TYPE* type) {
     if (SYMBOL* known = unit.by_name.lookup(underscored(name))) return known;
     const DeclarationName identifier(&unit.ast->Idents.get(name));
+    // What clang declares for `__sync_...` by itself has other types than the library's functions.
+    const bool is_declared = !StringRef(name).starts_with("__sync_");
     for (const NamedDecl* found : unit.ast->getTranslationUnitDecl()->lookup(identifier))
-        if (const auto* function = dyn_cast<FunctionDecl>(found)) return function_symbol(unit, function);
+        if (const auto* function = dyn_cast<FunctionDecl>(found); function && is_declared)
+            return function_symbol(unit, function);
     SYMBOL_FIELDS fields{};
     fields.storage_class = SC_EXTERN;
     fields.type = type;

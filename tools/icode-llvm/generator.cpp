@@ -49,6 +49,12 @@ VALUE rounding(EMITTER& emitter, const TREE_LIST&) {
     return operation(emitter, LTYPE::I32, "call i32 @llvm.get.rounding()");
 }
 
+VALUE load_double_word(EMITTER& emitter, const TREE_LIST& arguments) {
+    VALUE address = reshape(emitter, emit_value(emitter, arguments[0]), false, LTYPE::PTR);
+    return operation(emitter, LTYPE::I64, "load atomic volatile i64, ptr ", address.text,
+                     " monotonic, align 8");
+}
+
 // An intrinsic with one operand of `type`; the result becomes an int.
 VALUE count_bits(EMITTER& emitter, const NODE* argument, const char* intrinsic, LTYPE type, bool takes_flag) {
     VALUE value = reshape(emitter, emit_value(emitter, argument), false, type);
@@ -112,6 +118,7 @@ constexpr KNOWN_FUNCTION KNOWN_FUNCTIONS[] = {
     {"___builtin_return_address", 1, return_address},
     {"___builtin_frame_address", 1, frame_address},
     {"___builtin_flt_rounds", 0, rounding},
+    {"___builtin_atomic_load_8", 1, load_double_word},
     {"___clzsi2", 1, leading_zeros},
     {"___clzdi2", 1, leading_zeros_of_long},
     {"___ctzsi2", 1, trailing_zeros},

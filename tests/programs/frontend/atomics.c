@@ -75,6 +75,33 @@ static void by_operators(void) {
     printf("%d %d %d\n", twice, counter--, --counter);
 }
 
+// Small objects: the results are values of the type, above the sign bit too, whatever else the library's functions leave in the register.
+static void small(void) {
+    unsigned char u = 250, u_seen = 200;
+    signed char s = 120;
+    unsigned short h = 65530, h_seen = 40000;
+    printf("%d %d %d ", __atomic_add_fetch(&u, 10, 5), __atomic_sub_fetch(&u, 255, 5), __atomic_fetch_or(&u, 130, 5));
+    printf("%d %d ", __atomic_add_fetch(&s, 10, 5), __atomic_nand_fetch(&s, 0x81, 5));
+    printf("%d %d\n", __atomic_add_fetch(&h, 10, 5), __atomic_sub_fetch(&h, 5, 5));
+    u = 200, h = 40000;
+    printf("%d %d ", __atomic_compare_exchange_n(&u, &u_seen, 240, 0, 5, 5), u);
+    printf("%d %d ", __atomic_compare_exchange_n(&u, &u_seen, 1, 0, 5, 5), u_seen);
+    printf("%d %d ", __atomic_compare_exchange_n(&h, &h_seen, 50000, 0, 5, 5), h);
+    printf("%d %d ", __sync_fetch_and_add(&u, 100), __sync_sub_and_fetch(&u, 100));
+    printf("%d %d ", __sync_bool_compare_and_swap(&u, 240, 255), __sync_val_compare_and_swap(&u, 255, 129));
+    printf("%d %d\n", __sync_lock_test_and_set(&u, 254), u);
+}
+
+// A load of 8 bytes does not write; what says how memory is ordered is evaluated.
+static void double_words(void) {
+    static const long long zero = 0, constant = 77;
+    double real = 2.5, copy;
+    int n = 1;
+    __atomic_load(&real, &copy, __ATOMIC_ACQUIRE);
+    printf("%lld %lld %g ", __atomic_load_n(&zero, n++), __atomic_load_n(&constant, __ATOMIC_SEQ_CST), copy);
+    printf("%d\n", n);
+}
+
 int main(void) {
     pthread_t threads[THREADS];
     for (int i = 0; i < THREADS; i++) pthread_create(&threads[i], 0, work, 0);
@@ -82,5 +109,7 @@ int main(void) {
     printf("%d %d %lld %d %d\n", counter, plain, (long long)wide, mixed.c, bytes[0]);
     by_gnu_builtins();
     by_operators();
+    small();
+    double_words();
     return 0;
 }
