@@ -70,6 +70,7 @@ constexpr VALUE_NAME value_names[] = {
     {"LAYOUT", "layout", NAMED::ENUM, LAYOUT_PACKED, "packed"},
     {"LAYOUT", "layout", NAMED::ENUM, LAYOUT_TRANSPARENT_UNION, "transparent_union"},
     {"LAYOUT", "layout", NAMED::ENUM, LAYOUT_MAY_ALIAS, "may_alias"},
+    {"LAYOUT", "layout", NAMED::ENUM, LAYOUT_ALIGNED, "aligned"},
 };
 
 bool names_field(const VALUE_NAME& row, std::string_view record, std::string_view field) {

@@ -241,8 +241,9 @@ void check_enumerator(const TYPE_CHECK& check, const TYPE* owner) {
 
 void check_attribute(TYPE_CHECK& check, const TYPE* owner) {
     const auto code = static_cast<uint32_t>(check.field(0).signed_number());
-    const uint8_t seen = check.kind == TR_LAYOUT ? owner->layouts_seen : owner->lists_seen;
-    if (code < LAYOUT_PACKED || code > LAYOUT_MAY_ALIAS) {
+    const bool is_layout = check.kind == TR_LAYOUT;
+    const uint8_t seen = is_layout ? owner->layouts_seen : owner->lists_seen;
+    if (code < 1 || code > (is_layout ? uint32_t(LAYOUT_ALIGNED) : uint32_t(LIST_MEMBERS))) {
         check.fault(RULE_T5, "attribute %d is not known", static_cast<int>(code));
         check.can_be_built = false;
     } else if (seen & (1u << code)) {

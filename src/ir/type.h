@@ -58,7 +58,12 @@ enum FUNCTION_ATTRIBUTE : uint32_t { FA_NORETURN = 1, FA_PURE = 2, FA_CONST = 4,
 
 // What a LIST_COMPLETE record names, and what a LAYOUT record says.
 enum LIST_CODE : int8_t { LIST_PARAMETERS = 1, LIST_ENUMERATORS = 2, LIST_MEMBERS = 3 };
-enum LAYOUT_CODE : int8_t { LAYOUT_PACKED = 1, LAYOUT_TRANSPARENT_UNION = 2, LAYOUT_MAY_ALIAS = 3 };
+enum LAYOUT_CODE : int8_t {
+    LAYOUT_PACKED = 1,
+    LAYOUT_TRANSPARENT_UNION = 2,
+    LAYOUT_MAY_ALIAS = 3,
+    LAYOUT_ALIGNED = 4 // by an attribute of its own; its members want less than 8
+};
 
 struct TYPE;
 struct TYPE_PART;

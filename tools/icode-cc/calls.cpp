@@ -80,7 +80,9 @@ NODE* value_of_va_arg(BODY& body, const VAArgExpr* e) {
         effects = saved.assignment;
         place = object_at(use_local(saved.symbol), icode_type(body.unit, list_type));
     }
-    if (body.unit.ast->getTypeAlign(e->getType()) >= 64) {
+    // As the argument was placed: what attributes of a type name or a whole structure say does not count.
+    const bool is_aligned = body.unit.ast->getTypeUnadjustedAlign(e->getType()) >= 64;
+    if (is_aligned) {
         NODE* rounded = aligned_up(body, next_argument(body, copy_tree(place), list_type));
         effects =
             sequence(effects, assignment(next_argument(body, copy_tree(place), list_type), rounded, pointer));
@@ -88,7 +90,10 @@ NODE* value_of_va_arg(BODY& body, const VAArgExpr* e) {
     const uint32_t slots = (type->size + 3) / 4 * 4;
     NODE* step = new_binary(OP_PLUSPLUS, pointer, next_argument(body, place, list_type),
                             integer_constant(int_type(body.unit), slots));
-    NODE* value = object_at(pointer_conversion(step, body.unit.types.make_pointer(type)), type);
+    NODE* pointer_to_value = pointer_conversion(step, body.unit.types.make_pointer(type));
+    if (type->align > (is_aligned ? 8 : 4))
+        pointer_to_value = new_unary(OP_NONALIGN, pointer_to_value->type, pointer_to_value);
+    NODE* value = object_at(pointer_to_value, type);
     return effects ? sequence(effects, value) : value;
 }
 

@@ -216,6 +216,8 @@ TYPE* record_type(UNIT& unit, const RecordDecl* declared) {
     if (definition->hasAttr<PackedAttr>()) note_layout(unit, type, LAYOUT_PACKED);
     if (definition->hasAttr<TransparentUnionAttr>()) note_layout(unit, type, LAYOUT_TRANSPARENT_UNION);
     if (definition->hasAttr<MayAliasAttr>()) note_layout(unit, type, LAYOUT_MAY_ALIAS);
+    if (layout.getAlignment().getQuantity() >= 8 && layout.getUnadjustedAlignment().getQuantity() < 8)
+        note_layout(unit, type, LAYOUT_ALIGNED);
     add_members(unit, type, definition);
     complete_list(unit, type, LIST_MEMBERS);
     return type;

@@ -73,18 +73,11 @@ bool is_homogeneous(const TYPE* csu, HOMOGENEOUS& found) {
            found.count * ltype_bits(found.element) == uint64_t(csu->size) * 8;
 }
 
-// The alignment that the members give a structure, without what attributes of the structure add: the
-// convention places arguments by it.
-uint32_t alignment_of_members(const TYPE* csu) {
-    uint32_t align = 1;
-    if (csu->layouts_seen & (1u << LAYOUT_PACKED)) return align;
-    for (const TYPE_PART* part = csu->parts; part; part = part->next)
-        if (is_member(part)) {
-            const TYPE* type = type_strip(part->type);
-            if (type->kind == TK_BITFIELD) type = type_strip(type->base);
-            align = std::max(align, type->align);
-        }
-    return std::min(align, csu->align);
+// The alignment by which the convention places a structure: that of its members, without what an attribute
+// of the whole adds.
+uint32_t placed_alignment(const TYPE* csu) {
+    if (csu->layouts_seen & (1u << LAYOUT_ALIGNED)) return 4;
+    return std::clamp(csu->align, 4u, 8u);
 }
 
 PASSING as_array(const char* element, uint32_t element_bytes, uint32_t count) {
@@ -167,8 +160,8 @@ PASSING pass_argument(const TYPE* type, bool variadic) {
     HOMOGENEOUS found;
     if (!variadic && is_homogeneous(plain, found))
         return as_array(ltype_text(found.element), ltype_bits(found.element) / 8, uint32_t(found.count));
-    uint32_t align = alignment_of_members(plain);
-    if (plain->size > LARGEST_IN_REGISTERS) return in_memory(plain, std::clamp(align, 4u, 8u));
+    uint32_t align = placed_alignment(plain);
+    if (plain->size > LARGEST_IN_REGISTERS) return in_memory(plain, align);
     if (align > 4) return as_array("i64", 8, (plain->size + 7) / 8);
     return as_array("i32", 4, (plain->size + 3) / 4);
 }

@@ -71,6 +71,40 @@ struct long_word {
 struct aligned_words {
     int a[3];
 } __attribute__((aligned(16)));
+struct aligned_whole {
+    int a, b;
+} __attribute__((aligned(8)));
+struct aligned_member {
+    int a __attribute__((aligned(8)));
+    int b;
+};
+struct aligned_large {
+    int a[20];
+} __attribute__((aligned(16)));
+struct aligned_large_member {
+    int a[20];
+    int b __attribute__((aligned(8)));
+};
+struct holds_aligned {
+    struct aligned_whole a;
+};
+struct aligned_packed {
+    char a;
+    long long b;
+} __attribute__((packed, aligned(8)));
+struct aligned_float {
+    float a __attribute__((aligned(8)));
+};
+union aligned_union {
+    int a;
+    char b __attribute__((aligned(8)));
+};
+struct wide_bits {
+    int a : 3;
+    long long b : 5;
+};
+typedef int aligned_int __attribute__((aligned(8)));
+typedef struct aligned_whole aligned_more __attribute__((aligned(16)));
 struct packed_long {
     char a;
     long long b;
@@ -113,6 +147,17 @@ struct pointers {
     X(two_words, struct two_words) \
     X(long_word, struct long_word) \
     X(aligned_words, struct aligned_words) \
+    X(aligned_whole, struct aligned_whole) \
+    X(aligned_member, struct aligned_member) \
+    X(aligned_large, struct aligned_large) \
+    X(aligned_large_member, struct aligned_large_member) \
+    X(holds_aligned, struct holds_aligned) \
+    X(aligned_packed, struct aligned_packed) \
+    X(aligned_float, struct aligned_float) \
+    X(aligned_union, union aligned_union) \
+    X(wide_bits, struct wide_bits) \
+    X(aligned_int, aligned_int) \
+    X(aligned_more, aligned_more) \
     X(packed_long, struct packed_long) \
     X(sixty_four, struct sixty_four) \
     X(sixty_five, struct sixty_five) \
