@@ -138,7 +138,7 @@ uint32_t function_attributes(const FunctionDecl* function) {
 }
 
 LINKAGE function_linkage(const UNIT& unit, const FunctionDecl* function) {
-    const FunctionDecl* definition = function->getDefinition();
+    const FunctionDecl* definition = definition_of(function);
     if (alias_of(function))
         return function->getFormalLinkage() == Linkage::Internal ? INTERNAL_DEFINITION : EXTERNAL_DEFINITION;
     if (!definition) return EXTERNAL_REFERENCE;
@@ -225,6 +225,12 @@ const AliasAttr* alias_of(const Decl* declaration) {
     return latest->hasAttr<WeakRefAttr>() ? nullptr : latest->getAttr<AliasAttr>();
 }
 
+const FunctionDecl* definition_of(const FunctionDecl* function) {
+    const FunctionDecl* found = function->getMostRecentDecl();
+    while (found && !found->doesThisDeclarationHaveABody()) found = found->getPreviousDecl();
+    return found;
+}
+
 std::string linkage_name(const NamedDecl* declaration) {
     if (const auto* label = declaration->getMostRecentDecl()->getAttr<AsmLabelAttr>()) {
         StringRef text = label->getLabel();
@@ -241,7 +247,7 @@ SYMBOL* function_symbol(UNIT& unit, const FunctionDecl* function) {
     const FunctionDecl* canonical = function->getCanonicalDecl();
     if (SYMBOL* known = unit.symbols.lookup(canonical)) return known;
     if (SYMBOL* referred = weakly_referred_symbol(unit, function)) return unit.symbols[canonical] = referred;
-    const FunctionDecl* definition = function->getDefinition();
+    const FunctionDecl* definition = definition_of(function);
     const FunctionDecl* latest = definition ? definition : function->getMostRecentDecl();
     const LINKAGE linkage = function_linkage(unit, function);
     const STANDING standing(unit, latest->getLocation());
@@ -282,7 +288,7 @@ SYMBOL* variable_symbol(UNIT& unit, const VarDecl* variable) {
 }
 
 SYMBOL* called_symbol(UNIT& unit, const FunctionDecl* function) {
-    const FunctionDecl* definition = function->getDefinition();
+    const FunctionDecl* definition = definition_of(function);
     if (!definition || unit.ast->GetGVALinkageForFunction(definition) != GVA_AvailableExternally)
         return function_symbol(unit, function);
     const FunctionDecl* canonical = function->getCanonicalDecl();
@@ -361,6 +367,7 @@ void number_declarations(UNIT& unit) {
 }
 
 bool must_emit(const UNIT& unit, const FunctionDecl* definition) {
+    if (definition != definition_of(definition)) return false;
     if (unit.ast->GetGVALinkageForFunction(definition) == GVA_AvailableExternally) return false;
     return unit.ast->DeclMustBeEmitted(definition) || unit.symbols.count(definition->getCanonicalDecl()) != 0;
 }

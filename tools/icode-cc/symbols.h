@@ -19,6 +19,10 @@ const clang::AliasAttr* alias_of(const clang::Decl* declaration);
 // "_" and the linkage name: the name, or what an `asm` label says.
 std::string linkage_name(const clang::NamedDecl* declaration);
 
+// The function's definition, null without one. A GNU `extern inline` function may be defined again; the last
+// definition counts.
+const clang::FunctionDecl* definition_of(const clang::FunctionDecl* function);
+
 // The symbol of a function, of a file-scope variable or of a static variable in a function.
 SYMBOL* function_symbol(UNIT& unit, const clang::FunctionDecl* function);
 SYMBOL* variable_symbol(UNIT& unit, const clang::VarDecl* variable);

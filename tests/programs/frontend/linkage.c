@@ -5,6 +5,9 @@ inline int c99_inline(int x) { return x + 1; } // no external definition here...
 extern int c99_inline(int x);                  // ... but for this
 static inline int only_here(int x) { return x * 2; }
 extern inline __attribute__((gnu_inline)) int abs(int x) { return x < 0 ? -x : x; } // the library's is the external one
+extern inline __attribute__((gnu_inline)) int again(int x) { return x + 1; } // not what counts
+static int before_again(void) { return again(1); }
+int again(int x) { return x + 2; }
 static inline int never_used(void) { extern int not_defined_anywhere(void); return not_defined_anywhere(); }
 
 int real_name(int x) { return x + 10; }
@@ -69,6 +72,7 @@ int main(void) {
     int sum = 0;
     for (const int *entry = __start_entries; entry < __stop_entries; entry++) sum += *entry;
     printf("%d %d %d %d\n", function_in_section(), sum, (int)((unsigned long)aligned_object % 64), order);
+    printf("%d %d\n", before_again(), again(10));
     printf("%d %d %d\n", dead_code(3), first_word(&word), first_word((int[]){78}));
     leave(2);
 }
