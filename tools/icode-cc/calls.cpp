@@ -12,11 +12,30 @@ using namespace clang;
 
 namespace {
 
-NODE* direct_callee(BODY& body, const FunctionDecl* function) {
+// The function that a symbol names takes these arguments.
+bool takes_arguments(const TYPE* function, const std::vector<NODE*>& arguments) {
+    if (!function->prototyped) return true;
+    size_t given = 0;
+    for (const TYPE_PART* part = function->parts; part; part = part->next) {
+        if (part->record_kind != TR_PARAMETER) continue;
+        if (given == arguments.size() || !type_same_representation(part->type, arguments[given]->type))
+            return false;
+        ++given;
+    }
+    return given == arguments.size() || function->variadic;
+}
+
+// A call through a declaration without prototype may have other arguments than the definition takes; its
+// callee then has a type that takes any.
+NODE* direct_callee(BODY& body, const CallExpr* call, const FunctionDecl* function,
+                    const std::vector<NODE*>& arguments) {
     SYMBOL* symbol = called_symbol(body.unit, function);
     symbol->flags |= SF_REFERENCED | SF_CALLED;
-    return new_unary(OP_UAND, body.unit.types.make_pointer(symbol->declared_type),
-                     new_name(symbol, symbol->declared_type));
+    TYPE* type = symbol->declared_type;
+    if (!takes_arguments(type_strip(type), arguments))
+        type = function_type(body.unit,
+                             body.unit.ast->getFunctionNoProtoType(call->getType().getUnqualifiedType()), 0);
+    return new_unary(OP_UAND, body.unit.types.make_pointer(type), new_name(symbol, symbol->declared_type));
 }
 
 // The function that the callee names without being converted to another type.
@@ -57,9 +76,10 @@ NODE* value_of_call(BODY& body, const CallExpr* call) {
     const unsigned builtin = call->getBuiltinCallee();
     if (is_own_builtin(body, builtin)) return value_of_builtin(body, call, builtin);
     const FunctionDecl* function = named_function(call);
-    NODE* callee = function ? direct_callee(body, function) : value_of(body, call->getCallee());
+    NODE* callee = function ? nullptr : value_of(body, call->getCallee());
     std::vector<NODE*> arguments;
     for (const Expr* argument : call->arguments()) arguments.push_back(value_of(body, argument));
+    if (function) callee = direct_callee(body, call, function, arguments);
     return call_of(icode_type(body.unit, call->getType().getUnqualifiedType()), callee, arguments);
 }
 

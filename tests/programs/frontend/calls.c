@@ -92,6 +92,13 @@ extern void not_there(void);
 static inline void never_used(void) { not_there(); unused_helper(); }
 static void unused_helper(void) { not_there(); }
 
+// Called with other arguments than the definition takes.
+int takes_one();
+struct pair pair_of();
+static int call_with_more(void) { return takes_one(1, 2.5f) + pair_of(3, 4).a; }
+int takes_one(int x) { return x; }
+struct pair pair_of(int x) { return (struct pair){x, x}; }
+
 int main(void) {
     int values[] = {5, 2, 9, 1};
     printf("%d %d\n", take(tiny('a'), pair(1, 2.5), floats(1), large(3), mixed((struct mixed){1, 2, {3, 4, 5}}, 10), (union either){6}),
@@ -106,6 +113,7 @@ int main(void) {
     qsort(values, 4, sizeof *values, compare);
     printf("%d %d %d\n", values[0], values[3], choose(0)(1) + choose(1)(1));
     printf("%d %d %d %d\n", other_name(1), missing == 0, placed, (int)((unsigned)&aligned_object % 64));
+    printf("%d\n", call_with_more());
     printf("%d %d %d\n", renamed("321"), started, apply(other_name, 2));
     return 0;
 }
