@@ -17,6 +17,8 @@
 #include <filesystem>
 #include <memory>
 
+#include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include "clang/AST/ASTConsumer.h"
@@ -241,6 +243,56 @@ int run_compiler(const COMMAND& command) {
     return convert(compiler, command) ? 0 : 1;
 }
 
+// --- The stack ---
+
+// clang and the conversion go down by recursion, into a chain of `else if` as deep as it is long.
+constexpr size_t STACK_BYTES = size_t(1) << 30;
+
+void report_overflow(int) {
+    constexpr char message[] = "icode-cc: the statements or expressions of the file nest too deep\n";
+    const ssize_t ignored = write(2, message, sizeof message - 1);
+    _exit(ignored < 0 ? 2 : 1);
+}
+
+// The stack's end is a page without access. `memory` is for the handler, which cannot run on a full stack.
+void catch_overflow(std::vector<char>& memory) {
+    stack_t other{};
+    other.ss_sp = memory.data();
+    other.ss_size = memory.size();
+    sigaltstack(&other, nullptr);
+    struct sigaction action{};
+    action.sa_handler = report_overflow;
+    action.sa_flags = SA_ONSTACK;
+    sigaction(SIGSEGV, &action, nullptr);
+}
+
+struct RUN {
+    const COMMAND* command;
+    int status;
+};
+
+void* run_on_thread(void* given) {
+    RUN& run = *static_cast<RUN*>(given);
+    std::vector<char> memory(65536);
+    catch_overflow(memory);
+    run.status = run_compiler(*run.command);
+    return nullptr;
+}
+
+int run_with_large_stack(const COMMAND& command) {
+    RUN run{&command, 1};
+    pthread_attr_t attributes;
+    pthread_t thread;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, STACK_BYTES);
+    if (pthread_create(&thread, &attributes, run_on_thread, &run) != 0) {
+        fprintf(stderr, "icode-cc: no memory for the stack\n");
+        return 1;
+    }
+    pthread_join(thread, nullptr);
+    return run.status;
+}
+
 } // namespace
 
 } // namespace pelorus
@@ -252,5 +304,5 @@ int main(int count, char** words) {
         if (!strcmp(words[i], "--version")) return printf("icode-cc %s\n", PELORUS_VERSION), 0;
     }
     if (count < 2) return fputs(USAGE, stderr), 1;
-    return run_compiler(read_command(count, words));
+    return run_with_large_stack(read_command(count, words));
 }

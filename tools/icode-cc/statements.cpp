@@ -301,6 +301,25 @@ void convert_effects(BODY& body, const Expr* expression) {
     emit_effects(body, effects_of(body, e));
 }
 
+namespace {
+
+// A statement with its labels and cases, of which there may be very many.
+void convert_labelled(BODY& body, const Stmt* statement) {
+    for (;;) {
+        if (const auto* label = dyn_cast<LabelStmt>(statement)) {
+            emit_label(body, label_of(body, label->getDecl()));
+            statement = label->getSubStmt();
+        } else if (const auto* entry = dyn_cast<SwitchCase>(statement)) {
+            if (const uint32_t number = body.case_labels.lookup(entry)) emit_label(body, number);
+            statement = entry->getSubStmt();
+        } else {
+            return convert_statement(body, statement);
+        }
+    }
+}
+
+} // namespace
+
 void convert_statement(BODY& body, const Stmt* statement) {
     if (!body.reachable && !holds_label(statement)) {
         // Static variables have their values all the same, and a label behind may be in their scope.
@@ -314,13 +333,8 @@ void convert_statement(BODY& body, const Stmt* statement) {
     case Stmt::CompoundStmtClass: return convert_block(body, cast<CompoundStmt>(statement));
     case Stmt::DeclStmtClass: return convert_declaration(body, cast<DeclStmt>(statement));
     case Stmt::LabelStmtClass:
-        emit_label(body, label_of(body, cast<LabelStmt>(statement)->getDecl()));
-        return convert_statement(body, cast<LabelStmt>(statement)->getSubStmt());
     case Stmt::CaseStmtClass:
-    case Stmt::DefaultStmtClass:
-        if (const uint32_t label = body.case_labels.lookup(cast<SwitchCase>(statement)))
-            emit_label(body, label);
-        return convert_statement(body, cast<SwitchCase>(statement)->getSubStmt());
+    case Stmt::DefaultStmtClass: return convert_labelled(body, statement);
     case Stmt::AttributedStmtClass: return convert_attributed(body, cast<AttributedStmt>(statement));
     case Stmt::IfStmtClass: return convert_if(body, cast<IfStmt>(statement));
     case Stmt::WhileStmtClass: return convert_while(body, cast<WhileStmt>(statement));

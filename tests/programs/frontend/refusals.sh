@@ -39,6 +39,13 @@ printf 'void f(int n){asm("nop" : "+r"(n));}\ndouble _Complex c;\n' > input.c
 "$tools/icode-cc" -w input.c -o output.if 2> messages
 grep -q 'input.c:1:15' messages && grep -q 'input.c:2:' messages || fail "not all refusals are reported"
 
+# Chains of any length: cases and labels in front of one statement, `else if`.
+awk 'BEGIN { print "int f(int x) { switch (x) {"; for (i = 0; i < 20000; i++) print "case " i ":"; print "return 1; }"
+             for (i = 0; i < 20000; i++) print "l" i ":"; for (i = 0; i < 3000; i++) print "if (x == " i ") return 2; else";
+             print "return 3; }" }' > input.c
+"$tools/icode-cc" -w input.c -o output.if || fail "long chains are refused"
+rm -f output.if
+
 # An error of the language and a missing file are clang's, with the same status.
 echo 'int f(void){return x;}' > input.c
 "$tools/icode-cc" input.c -o output.if 2> /dev/null && fail "a faulty program was accepted"
