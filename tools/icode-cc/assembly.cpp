@@ -92,7 +92,20 @@ void convert_assembly(BODY& body, const AsmStmt* statement) {
             return refuse(body.unit, statement->getAsmLoc(), "inline assembly with operands");
         hide_operands(body, assembly);
     }
-    emit_assembly(body, text);
+    emit_assembly(body, fitting_text(body.unit, text, "assembly"));
+}
+
+// One record takes so many lines as fit: what stands outside functions is one text in the end.
+void write_file_assembly(UNIT& unit, const FileScopeAsmDecl* assembly) {
+    unit.here = assembly->getAsmLoc();
+    std::string rest = assembly->getAsmString()->getString().str();
+    do {
+        size_t end = rest.size();
+        if (end > LONGEST_TEXT) end = rest.rfind('\n', LONGEST_TEXT);
+        const std::string text = fitting_text(unit, rest.substr(0, end), "a line of assembly");
+        write_assembly(*unit.writer, text.c_str(), position_of(unit, assembly->getLocation()));
+        rest.erase(0, end == std::string::npos ? end : end + 1);
+    } while (!rest.empty());
 }
 
 } // namespace pelorus

@@ -10,4 +10,7 @@ namespace pelorus {
 // volatile memory.
 void convert_assembly(BODY& body, const clang::AsmStmt* statement);
 
+// Assembly text outside functions.
+void write_file_assembly(UNIT& unit, const clang::FileScopeAsmDecl* assembly);
+
 } // namespace pelorus

@@ -22,8 +22,9 @@ using namespace clang;
 
 namespace {
 
-SYMBOL* make_local(const std::string& name, TYPE* type, uint32_t align, STORAGE_CLASS storage_class,
-                   int level, const POSITION& position) {
+SYMBOL* make_local(UNIT& unit, const std::string& given, TYPE* type, uint32_t align,
+                   STORAGE_CLASS storage_class, int level, const POSITION& position) {
+    const std::string name = fitting_text(unit, given, "a name");
     SYMBOL_FIELDS fields{};
     fields.name = name.c_str();
     fields.size = type->size;
@@ -57,7 +58,7 @@ std::vector<PARAMETER> make_parameters(BODY& body) {
         TYPE* type = icode_type(body.unit, arriving_type(body, declared));
         const bool last = walks && declared == body.function->parameters().back();
         SYMBOL* arrival =
-            make_local(declared->getNameAsString(), type, std::max(type->align, 1u),
+            make_local(body.unit, declared->getNameAsString(), type, std::max(type->align, 1u),
                        last ? SC_VARARG : SC_ARGUMENT, 1, position_of(body.unit, declared->getLocation()));
         parameters.push_back({declared, arrival, nullptr});
         body.last_parameter = arrival;
@@ -232,7 +233,7 @@ void emit_if(BODY& body, NODE* condition, uint32_t yes, uint32_t no) {
 }
 
 SYMBOL* new_local(BODY& body, const std::string& name, TYPE* type, uint32_t align, SourceLocation place) {
-    SYMBOL* symbol = make_local(name, type, align, SC_AUTO, 2, position_of(body.unit, place));
+    SYMBOL* symbol = make_local(body.unit, name, type, align, SC_AUTO, 2, position_of(body.unit, place));
     body.locals.push_back(symbol);
     return symbol;
 }

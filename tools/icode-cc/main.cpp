@@ -29,6 +29,7 @@
 #include "clang/FrontendTool/Utils.h"
 #include "llvm/TargetParser/Triple.h"
 
+#include "assembly.h"
 #include "body.h"
 #include "objects.h"
 
@@ -70,8 +71,7 @@ bool write_if_needed(UNIT& unit, const Decl* decl) {
         return true;
     }
     if (const auto* assembly = dyn_cast<FileScopeAsmDecl>(decl)) {
-        write_assembly(*unit.writer, assembly->getAsmString()->getString().str().c_str(),
-                       position_of(unit, assembly->getLocation()));
+        write_file_assembly(unit, assembly);
         return true;
     }
     return false;

@@ -42,8 +42,9 @@ constexpr LINKAGE EXTERNAL_REFERENCE{SC_EXTERN, 0};
 constexpr LINKAGE EXTERNAL_DEFINITION{SC_EXTERN_DEF, SF_DEFINED};
 constexpr LINKAGE INTERNAL_DEFINITION{SC_STATIC, SF_DEFINED | SF_INTERNAL};
 
-void add_attribute(SYMBOL* symbol, const char* name, const std::string& argument = {},
+void add_attribute(UNIT& unit, SYMBOL* symbol, const char* name, const std::string& given = {},
                    bool has_argument = true) {
+    const std::string argument = fitting_text(unit, given, "the text of an attribute");
     auto* pragma = zone_new<PRAGMA>(false);
     pragma->kind = PK_ATTRIBUTE;
     pragma->count = has_argument ? 2 : 1;
@@ -55,7 +56,9 @@ void add_attribute(SYMBOL* symbol, const char* name, const std::string& argument
     *place = pragma;
 }
 
-void add_flag_attribute(SYMBOL* symbol, const char* name) { add_attribute(symbol, name, {}, false); }
+void add_flag_attribute(UNIT& unit, SYMBOL* symbol, const char* name) {
+    add_attribute(unit, symbol, name, {}, false);
+}
 
 const char* visibility_name(Visibility visibility) {
     return visibility == HiddenVisibility ? "hidden" : "protected";
@@ -92,28 +95,28 @@ SYMBOL* weakly_referred_symbol(UNIT& unit, const Decl* declared) {
 void add_attributes(UNIT& unit, SYMBOL* symbol, const Decl* declared) {
     const Decl* decl = declared->getMostRecentDecl();
     if (const auto* section = decl->getAttr<SectionAttr>())
-        add_attribute(symbol, "section", section->getName().str());
+        add_attribute(unit, symbol, "section", section->getName().str());
     if (const auto* alias = alias_of(decl)) {
-        add_attribute(symbol, "alias", underscored(alias->getAliasee()));
+        add_attribute(unit, symbol, "alias", underscored(alias->getAliasee()));
         need_target(unit, alias);
     }
     // What the command line says holds for definitions only.
     const LinkageInfo linkage = cast<NamedDecl>(decl)->getLinkageAndVisibility();
     if (linkage.getVisibility() != DefaultVisibility &&
         (linkage.isVisibilityExplicit() || (symbol->flags & SF_DEFINED)))
-        add_attribute(symbol, "visibility", visibility_name(linkage.getVisibility()));
-    if (decl->hasAttr<AlignedAttr>()) add_attribute(symbol, "aligned", std::to_string(symbol->align));
+        add_attribute(unit, symbol, "visibility", visibility_name(linkage.getVisibility()));
+    if (decl->hasAttr<AlignedAttr>()) add_attribute(unit, symbol, "aligned", std::to_string(symbol->align));
     if (const auto* before = decl->getAttr<ConstructorAttr>()) {
         const bool plain = before->getPriority() == ConstructorAttr::DefaultPriority;
-        add_attribute(symbol, "constructor", std::to_string(before->getPriority()), !plain);
+        add_attribute(unit, symbol, "constructor", std::to_string(before->getPriority()), !plain);
     }
     if (const auto* after = decl->getAttr<DestructorAttr>()) {
         const bool plain = after->getPriority() == DestructorAttr::DefaultPriority;
-        add_attribute(symbol, "destructor", std::to_string(after->getPriority()), !plain);
+        add_attribute(unit, symbol, "destructor", std::to_string(after->getPriority()), !plain);
     }
-    if (decl->hasAttr<UsedAttr>()) add_flag_attribute(symbol, "used");
-    if (decl->hasAttr<NoInlineAttr>()) add_flag_attribute(symbol, "noinline");
-    if (decl->hasAttr<ReturnsTwiceAttr>()) add_flag_attribute(symbol, "returns_twice");
+    if (decl->hasAttr<UsedAttr>()) add_flag_attribute(unit, symbol, "used");
+    if (decl->hasAttr<NoInlineAttr>()) add_flag_attribute(unit, symbol, "noinline");
+    if (decl->hasAttr<ReturnsTwiceAttr>()) add_flag_attribute(unit, symbol, "returns_twice");
     if (decl->hasAttr<NakedAttr>()) refuse(unit, decl->getLocation(), "a naked function");
     if (decl->hasAttr<IFuncAttr>()) refuse(unit, decl->getLocation(), "an indirect function");
 }
@@ -157,7 +160,8 @@ uint16_t function_flags(const FunctionDecl* function) {
     return flags;
 }
 
-SYMBOL* make_global(UNIT& unit, SYMBOL_FIELDS fields, const std::string& name) {
+SYMBOL* make_global(UNIT& unit, SYMBOL_FIELDS fields, const std::string& given) {
+    const std::string name = fitting_text(unit, given, "a name");
     fields.name = name.c_str();
     SYMBOL*& known = unit.by_name[name];
     if (!known) known = new_file_symbol(fields, 0);

@@ -81,15 +81,23 @@ void note_layout(UNIT& unit, TYPE* type, LAYOUT_CODE layout) {
     unit.types.add_record(type->uid.number, TR_LAYOUT, &field);
 }
 
+std::string name_text(UNIT& unit, const NamedDecl* declared) {
+    const SourceLocation before = unit.here;
+    unit.here = declared->getLocation();
+    std::string text = fitting_text(unit, declared->getNameAsString(), "a name");
+    unit.here = before;
+    return text;
+}
+
 TYPE* enumeration_type(UNIT& unit, const EnumDecl* declared) {
     const EnumDecl* definition = declared->getDefinition();
     if (!definition) return int_type(unit);
     TYPE* underlying = icode_type(unit, definition->getIntegerType());
     const POSITION where = position_of(unit, definition->getLocation());
-    TYPE* type = unit.types.make_enumeration(definition->getNameAsString().c_str(), underlying, &where);
+    TYPE* type = unit.types.make_enumeration(name_text(unit, definition).c_str(), underlying, &where);
     for (const EnumConstantDecl* constant : definition->enumerators()) {
         const POSITION place = position_of(unit, constant->getLocation());
-        unit.types.add_enumerator(type, constant->getNameAsString().c_str(),
+        unit.types.add_enumerator(type, name_text(unit, constant).c_str(),
                                   constant->getInitVal().getExtValue(), &place);
     }
     complete_list(unit, type, LIST_ENUMERATORS);
@@ -166,7 +174,7 @@ void add_pieces(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, BITS rest
         TYPE* declared = width > 32   ? long_long_type(unit, !keeps_sign)
                          : keeps_sign ? int_type(unit)
                                       : unsigned_type(unit);
-        const std::string name = field->getNameAsString() + (done ? "$" + std::to_string(done) : "");
+        const std::string name = name_text(unit, field) + (done ? "$" + std::to_string(done) : "");
         const MEMBER_PLACE place =
             place_bits(unit, declared, {rest.first, width}, find_container(rest.first, width, list.size));
         pieces.push_back({add_member(unit, list, field, name, place), declared, done});
@@ -181,7 +189,7 @@ void add_bitfield(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, uint64_
     const CONTAINER container = find_container(bits.first, bits.width, list.size);
     if (!container.size) return add_pieces(unit, list, field, bits);
     const MEMBER_PLACE place = place_bits(unit, icode_type(unit, field->getType()), bits, container);
-    unit.members[field] = add_member(unit, list, field, field->getNameAsString(), place);
+    unit.members[field] = add_member(unit, list, field, name_text(unit, field), place);
 }
 
 void add_members(UNIT& unit, TYPE* type, const RecordDecl* record) {
@@ -195,7 +203,7 @@ void add_members(UNIT& unit, TYPE* type, const RecordDecl* record) {
             continue;
         }
         TYPE* member = icode_type(unit, field->getType());
-        unit.members[field] = add_member(unit, list, field, field->getNameAsString(),
+        unit.members[field] = add_member(unit, list, field, name_text(unit, field),
                                          {member, static_cast<uint32_t>(first_bit / 8)});
     }
 }
@@ -203,7 +211,7 @@ void add_members(UNIT& unit, TYPE* type, const RecordDecl* record) {
 TYPE* record_type(UNIT& unit, const RecordDecl* declared) {
     const RecordDecl* definition = declared->getDefinition();
     const TYPE_KIND kind = declared->isUnion() ? TK_UNION : TK_STRUCT;
-    const std::string tag = declared->getNameAsString();
+    const std::string tag = name_text(unit, declared);
     TYPE*& known = unit.type_map[unit.ast->getRecordType(declared).getCanonicalType().getAsOpaquePtr()];
     const POSITION where = position_of(unit, (definition ? definition : declared)->getLocation());
     if (!definition || definition->isInvalidDecl())

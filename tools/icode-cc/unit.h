@@ -19,9 +19,13 @@
 #include "llvm/ADT/DenseSet.h"
 #include "llvm/ADT/StringMap.h"
 
+#include "icode/format.h"
 #include "icode/writer.h"
 
 namespace pelorus {
+
+// Bytes of one name or text; the other fields of its record have room beside it.
+constexpr size_t LONGEST_TEXT = ICODE_BUFFER_SIZE - 256;
 
 // A static object whose initializer is still to be written.
 struct PENDING_OBJECT {
@@ -74,6 +78,9 @@ struct UNIT {
 // conversion goes on, so that one run reports everything; the output is deleted at its end.
 void refuse(UNIT& unit, clang::SourceLocation place, const std::string& what);
 inline void refuse(UNIT& unit, const std::string& what) { refuse(unit, unit.here, what); }
+
+// A name or text as a record can hold it; refuses one that is too long at `here`.
+std::string fitting_text(UNIT& unit, const std::string& text, const char* what);
 
 // The presumed position of a place in the source: where a macro is used, not where it is defined.
 POSITION position_of(const UNIT& unit, clang::SourceLocation place);

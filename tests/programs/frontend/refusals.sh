@@ -17,7 +17,7 @@ fail() {
 refused() {
     printf '%s\n' "$3" > input.c
     if "$tools/icode-cc" -w input.c -o output.if 2> messages; then fail "accepted: $3"; fi
-    grep -qF "input.c:$1: error: $2 has no icode" messages || fail "wrong message for: $3: $(head -n 1 messages)"
+    grep -qF "input.c:$1: error: $2 has no icode" messages || fail "wrong message for: $(printf %.100s "$3"): $(head -n 1 messages)"
     [ -e output.if ] && fail "an output is left for: $3"
     rm -f output.if
 }
@@ -33,6 +33,16 @@ refused 1:45 "this operator on an atomic object" '_Atomic double d; double f(voi
 refused 1:42 "the builtin function '__builtin_setjmp'" 'void *b[5]; int f(void) { return 1 + 0 * __builtin_setjmp(b); }'
 refused 1:29 "a naked function" 'void __attribute__((naked)) f(void) { asm("bx lr"); }'
 refused 1:14 "a global register variable" 'register int r asm("r9"); int f(void){return r;}'
+
+# Texts that do not fit a record; what stands outside functions may have any number of lines.
+long=$(printf '%09000d' 0)
+refused 1:14 "assembly of more than 7936 bytes" "void f(void){asm(\"$long\");}"
+refused 1:1 "a line of assembly of more than 7936 bytes" "asm(\"$long\");"
+refused 1:5 "the text of an attribute of more than 7936 bytes" "int x __attribute__((section(\"$long\")));"
+refused 1:14 "a name of more than 7936 bytes" "struct s{int a$long;} x;"
+awk 'BEGIN { printf "asm(\""; for (i = 0; i < 5000; i++) printf ".set s%d, 0\\n", i; print "\");" }' > input.c
+"$tools/icode-cc" input.c -o output.if && "$tools/icode-val" output.if || fail "many lines of assembly are refused"
+rm -f output.if
 
 # All refusals of a file are reported in one run.
 printf 'void f(int n){asm("nop" : "+r"(n));}\ndouble _Complex c;\n' > input.c
