@@ -5,10 +5,10 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 #include "ir/funinfo.h"
 #include "ir/stmt.h"
@@ -113,51 +113,34 @@ SYMBOL* new_temporary(char letter, TYPE* type, long number) {
     return symbol;
 }
 
-void clear_function_symbols() { function_symbols = {}; }
-
 void end_symbol_scope(SYMBOL* symbol, const POSITION& end) { symbol->scope_end = end; }
 
 namespace {
-
-// The variable that an lvalue names: the right operand of a COMMAOP is one, too. Null for anything else.
-SYMBOL* named_by(const NODE* lvalue) {
-    while (lvalue && (lvalue->op == OP_COMMAOP || lvalue->op == OP_IDENTITY))
-        lvalue = lvalue->op == OP_COMMAOP ? lvalue->right : lvalue->left;
-    return lvalue && lvalue->op == OP_NAME ? lvalue->symbol() : nullptr;
+std::vector<SYMBOL*> exposed_file_symbols; // by the current function
 }
 
-void expose_addressed(const NODE* tree) {
-    for (; tree; tree = tree->left) {
-        SYMBOL* symbol = tree->op == OP_UAND ? named_by(tree->left) : nullptr;
-        if (symbol) symbol->address_exposed = 1;
-        expose_addressed(tree->right);
-    }
+void expose_symbol(SYMBOL* symbol) {
+    if (symbol->level == 0 && !symbol->address_exposed) exposed_file_symbols.push_back(symbol);
+    symbol->address_exposed = 1;
 }
 
-bool may_be_candidate(const SYMBOL& symbol) {
-    return symbol.storage_class == SC_AUTO && !symbol.address_exposed && type_is_scalar(symbol.type) &&
-           !type_is_volatile(symbol.type);
+namespace {
+
+void clear_exposures_of_file() {
+    for (SYMBOL* symbol : exposed_file_symbols) symbol->address_exposed = 0;
+    exposed_file_symbols.clear();
 }
 
 } // namespace
 
-CANDIDATES build_candidate_list(std::span<const STMT* const> lists) {
-    const SYMBOL_LIST* symbol_lists[] = {&function_symbols.parameters, &function_symbols.variables,
-                                         &function_symbols.temporaries, &function_symbols.splits};
-    for (const SYMBOL_LIST* list : symbol_lists)
-        for (SYMBOL* symbol = list->first; symbol; symbol = symbol->next)
-            symbol->candidate = -1, symbol->address_exposed = 0;
-    for (const STMT* statement : lists)
-        for (; statement; statement = statement->next) expose_addressed(statement->tree);
-    CANDIDATES candidates{zone_array<SYMBOL*>(true, static_cast<size_t>(function_symbols.serial)), 0};
-    for (const SYMBOL_LIST* list : symbol_lists)
-        for (SYMBOL* symbol = list->first; symbol; symbol = symbol->next) {
-            if (!may_be_candidate(*symbol) || candidates.count > std::numeric_limits<int16_t>::max())
-                continue;
-            symbol->candidate = static_cast<int16_t>(candidates.count);
-            candidates.symbols[candidates.count++] = symbol;
-        }
-    return candidates;
+void clear_exposures() {
+    for_each_function_symbol([](SYMBOL* symbol) { symbol->address_exposed = 0; });
+    clear_exposures_of_file();
+}
+
+void clear_function_symbols() {
+    clear_exposures_of_file();
+    function_symbols = {};
 }
 
 // --- Interned names ---
@@ -205,6 +188,7 @@ void print_name_statistics() {
 
 void clear_file_symbols() {
     file_symbols = {};
+    exposed_file_symbols.clear();
     errno_symbol = nullptr;
     names = {};
 }

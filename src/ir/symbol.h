@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <type_traits>
 
 #include "ir/node.h"
@@ -101,8 +100,8 @@ struct SYMBOL {
     // Working values of the data-flow passes; each pass resets them before use.
     int32_t reference_count;  //
     int32_t assignment_count; //
-    uint8_t address_exposed;  //
-    uint8_t single_asg;       //
+    uint8_t address_exposed;  // its address, or that of a part of it, is taken: see expose_symbol
+    NODE* single_asg;         // the one assignment whose value may stand for the variable; null: none
     // What hangs on the symbol.
     PRAGMA* pragmas;        // in file order
     INIT_ITEM* init_trees;  // in file order, ENDINIT last; null without an initializer
@@ -151,6 +150,14 @@ struct FUNCTION_SYMBOLS {
 };
 extern FUNCTION_SYMBOLS function_symbols;
 
+// Calls visit(symbol) for each symbol of the current function, list by list in the order above.
+template <class F>
+void for_each_function_symbol(F visit) {
+    for (const SYMBOL_LIST* list : {&function_symbols.parameters, &function_symbols.variables,
+                                    &function_symbols.temporaries, &function_symbols.splits})
+        for (SYMBOL* symbol = list->first; symbol; symbol = symbol->next) visit(symbol);
+}
+
 // Makes a symbol from a file record. `level` is the reader's in-function counter: 0 puts it into the global
 // zone and on `file_symbols`; otherwise it goes to the function zone and, unless its class is 6, on the
 // function's lists. Storage classes 27, 4 and 22 and the flags change as the table of the fields above tells;
@@ -161,6 +168,11 @@ SYMBOL* new_file_symbol(const SYMBOL_FIELDS& fields, int level);
 // function's next number.
 SYMBOL* new_temporary(char letter, TYPE* type, long number);
 
+// Notes that the current function takes the symbol's address, and forgets all such notes, those about symbols
+// of the file as well.
+void expose_symbol(SYMBOL* symbol);
+void clear_exposures();
+
 // Start and end of a function: empties the lists and counters. The symbols themselves go with the zone.
 void clear_function_symbols();
 // Forgets every file-scope symbol and interned name. At the start of a run.
@@ -168,17 +180,6 @@ void clear_file_symbols();
 
 // The end of the block in which `symbol` was declared.
 void end_symbol_scope(SYMBOL* symbol, const POSITION& end);
-
-// Collects the candidate variables of the current function for a data-flow pass: local scalars, not volatile,
-// whose address the statements do not take. Numbers them from 0 (at most 32767) and sets every other symbol's
-// number to -1. `lists` are the function's statements: one list before the graph is built, afterwards one for
-// each block. Returns the candidates in order.
-struct CANDIDATES {
-    SYMBOL** symbols; // in the function zone; candidate number is the index
-    int32_t count;
-};
-struct STMT;
-CANDIDATES build_candidate_list(std::span<const STMT* const> lists);
 
 // Names. `intern_name` returns the one copy of the text in the global zone.
 const char* intern_name(const char* name);

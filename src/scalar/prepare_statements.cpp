@@ -21,6 +21,8 @@
 #include "support/decision.h"
 #include "support/settings.h"
 #include "support/trace.h"
+#include "tree/access.h"
+#include "tree/candidates.h"
 #include "tree/simplifier.h"
 #include "tree/simplify.h"
 
@@ -115,9 +117,10 @@ struct NARROWER {
 
 constexpr uint32_t REGISTER_BITS = 32;
 
-NARROWING* narrowing_of(NARROWER& narrower, const NODE* lvalue) {
-    if (lvalue->op != OP_NAME || !lvalue->symbol() || lvalue->symbol()->candidate < 0) return nullptr;
-    return &narrower.variables[static_cast<size_t>(lvalue->symbol()->candidate)];
+NARROWING* narrowing_of(NARROWER& narrower, const SYMBOL* symbol) {
+    return symbol && symbol->level > 0 && symbol->candidate >= 0
+               ? &narrower.variables[static_cast<size_t>(symbol->candidate)]
+               : nullptr;
 }
 
 void note_assignment(NARROWING& variable, const NODE* value) {
@@ -131,19 +134,18 @@ void note_assignment(NARROWING& variable, const NODE* value) {
 
 void note_other_change(NARROWING& variable) { variable.fits_signed = variable.fits_unsigned = false; }
 
-void note_node(NARROWER& narrower, const NODE* node) {
-    const bool changes = opcode_arity(node->op) > 0 && opcode_fact(node->op).kind == OPCODE_CLASS::ASSIGNS;
-    if (!changes && node->op != OP_RETURN && node->op != OP_URETURN) return;
-    NARROWING* variable = narrowing_of(narrower, node->left);
+void note_access(NARROWER& narrower, const TREE_ACCESS& access) {
+    NARROWING* variable = is_definition(access) ? narrowing_of(narrower, access.symbol) : nullptr;
     if (!variable) return;
-    if (node->op == OP_ASG)
-        note_assignment(*variable, node->right);
+    if (access.by->op == OP_ASG)
+        note_assignment(*variable, access.by->right);
     else
         note_other_change(*variable);
 }
 
 bool is_wide_integer(const SYMBOL* symbol) {
-    return type_is_integer(symbol->type) && type_bits(symbol->type) > REGISTER_BITS && symbol->level == 2;
+    return type_is_integer(symbol->type) && type_bits(symbol->type) > REGISTER_BITS && symbol->level == 2 &&
+           symbol != function.return_symbol; // which keeps the function's type
 }
 
 // True when some variable gets a narrower type.
@@ -167,7 +169,7 @@ bool choose_types(NARROWER& narrower) {
 }
 
 TYPE* narrow_type(NARROWER& narrower, const NODE* lvalue) {
-    const NARROWING* variable = narrowing_of(narrower, lvalue);
+    const NARROWING* variable = lvalue->op == OP_NAME ? narrowing_of(narrower, lvalue->symbol()) : nullptr;
     return variable ? variable->type : nullptr;
 }
 
@@ -207,7 +209,7 @@ void narrow_variables() {
     narrower.candidates = build_candidate_list(lists);
     narrower.variables.resize(static_cast<size_t>(narrower.candidates.count));
     for (STMT* cell = function.statements; cell; cell = cell->next)
-        for_each_node(cell->tree, [&](const NODE* node) { note_node(narrower, node); });
+        for_each_access(cell->tree, [&](const TREE_ACCESS& access) { note_access(narrower, access); });
     if (!choose_types(narrower)) return;
     for (STMT* cell = function.statements; cell; cell = cell->next) {
         narrow_tree(narrower, cell->tree);

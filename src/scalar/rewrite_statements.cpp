@@ -16,6 +16,7 @@
 #include "scalar/statements.h"
 #include "support/decision.h"
 #include "support/trace.h"
+#include "tree/candidates.h"
 #include "tree/query.h"
 #include "tree/simplify.h"
 

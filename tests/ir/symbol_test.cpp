@@ -94,39 +94,6 @@ TEST_F(Symbol, Temporaries) {
     EXPECT_STREQ(new_temporary('T', int_type, -1)->name, "T$0");
 }
 
-TEST_F(Symbol, CandidatesAreLocalScalarsWhoseAddressStaysUnknown) {
-    SYMBOL* plain = symbol("plain", int_type);
-    SYMBOL* taken = symbol("taken", int_type);
-    SYMBOL* hidden = symbol("hidden", int_type);
-    SYMBOL* noted = symbol("noted", types.make_qualified(int_type, Q_VOLATILE));
-    SYMBOL* array = symbol("array", types.make_array(int_type, 4));
-    SYMBOL* parameter = symbol("parameter", int_type, 1, SC_ARGUMENT);
-    SYMBOL* temporary = new_temporary('T', int_type, -1);
-    NODE* address = unary(OP_UAND, int_pointer, new_name(taken, int_type));
-    NODE* tree = binary(OP_ASG, new_name(plain, int_type), unary(OP_UMULT, int_type, address));
-    NODE* behind_comma = unary(OP_UAND, int_pointer, binary(OP_COMMAOP, tree, new_name(hidden, int_type)));
-    const STMT statement{tree, {}, nullptr};
-    const STMT other_block{behind_comma, {}, nullptr};
-    const STMT* lists[] = {&statement, &other_block};
-    for (int round = 0; round < 2; ++round) { // the second finds what the first left behind
-        const CANDIDATES candidates = build_candidate_list(lists);
-        ASSERT_EQ(candidates.count, 2);
-        EXPECT_TRUE(candidates.symbols[0] == plain && candidates.symbols[1] == temporary);
-        EXPECT_TRUE(plain->candidate == 0 && temporary->candidate == 1);
-        for (const SYMBOL* other : {taken, hidden, noted, array, parameter})
-            EXPECT_EQ(other->candidate, -1) << other->name;
-    }
-    EXPECT_EQ(build_candidate_list({}).count, 4); // without the statements both addresses are untaken
-}
-
-TEST_F(Symbol, CandidateNumbersDoNotOverflow) {
-    for (int i = 0; i < 32800; ++i) new_temporary('T', int_type, -1);
-    const CANDIDATES candidates = build_candidate_list({});
-    EXPECT_EQ(candidates.count, 32768);
-    EXPECT_EQ(candidates.symbols[32767]->candidate, 32767);
-    EXPECT_EQ(function_symbols.temporaries.last->candidate, -1);
-}
-
 TEST_F(Symbol, InternedNamesAreOneAndAreCounted) {
     std::string text = "_name";
     const char* first = intern_name(text.c_str());

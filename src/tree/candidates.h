@@ -1,0 +1,33 @@
+// Candidates: the variables of the current function that a data-flow pass tracks.
+//
+// A candidate is a local scalar, not volatile, whose address the statements do not take, and which they
+// assign by its name alone. So nothing but the statements that name it reads or changes it.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace pelorus {
+
+struct STMT;
+struct SYMBOL;
+
+struct CANDIDATES {
+    SYMBOL** symbols; // in the function zone, by candidate number; null: dropped since the last numbering
+    int32_t count;    // numbers given, those of dropped ones included: the size of a set of candidates
+};
+
+// Collects the candidates and numbers them from 0 (at most 32767); every other symbol of the function gets
+// -1. Notes in `address_exposed` of every symbol whether the statements take its address, or that of a part
+// of it. `lists` are the function's statements: one list before the graph is built, afterwards one for each
+// block.
+CANDIDATES build_candidate_list(std::span<const STMT* const> lists);
+
+// A list may be kept from pass to pass as long as the statements expose nothing more. A pass that finds a
+// candidate not worth tracking drops it: it is no candidate from then on, but the others keep their numbers,
+// so that sets made before stay right. Numbering closes the gaps, in the order of the list; sets made before
+// are then of no use any more.
+void drop_candidate(CANDIDATES& candidates, SYMBOL* symbol);
+void number_candidates(CANDIDATES& candidates);
+
+} // namespace pelorus
