@@ -13,6 +13,7 @@
 //
 // The reasons for refusals are on the trace.
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,7 @@
 #include "support/decision.h"
 #include "support/settings.h"
 #include "support/trace.h"
+#include "tree/access.h"
 #include "tree/query.h"
 
 namespace pelorus {
@@ -46,6 +48,8 @@ struct REMOVER {
     STMT* last_copy = nullptr; // statement with the copies; null when there are none
     std::vector<PARAMETER> parameters{};
     BB* first = nullptr; // the block behind the copies; null until one is needed
+    bool looked_at_parameters = false;
+    bool parameters_match = false; // `parameters` and `last_copy` are valid
     bool looked_at_function = false;
     std::string obstacle{}; // why the function must keep its calls; "" when it need not
 };
@@ -98,14 +102,6 @@ SELF_CALL find_self_call(const BB* block) {
 
 // --- 2: what a loop would change ---
 
-const SYMBOL* local_behind_address(const NODE* node) {
-    if (node->op != OP_UAND && node->op != OP_ACONV) return nullptr;
-    const NODE* object = node->left;
-    while (object->op == OP_STDOT) object = object->left;
-    return object->op == OP_NAME && object->symbol() && object->symbol()->level > 0 ? object->symbol()
-                                                                                    : nullptr;
-}
-
 bool is_call_of(const NODE* node, std::string_view name) {
     const SYMBOL* callee = direct_callee(node);
     return callee && plain_name(callee->name) == name;
@@ -121,16 +117,24 @@ bool calls_returner(const NODE* node) {
 }
 
 std::string obstacle_at(const NODE* node) {
-    if (const SYMBOL* symbol = local_behind_address(node))
-        return std::string("the address of ") + symbol->name + " is taken";
     if (node->op == OP_ARGREF) return "the function walks its arguments";
     if (is_call_of(node, "__builtin_alloca")) return "the function takes storage that lasts until it returns";
     if (calls_returner(node)) return "the function can be returned to twice";
     return "";
 }
 
+std::string obstacle_of(const TREE_ACCESS& access) {
+    if (access.kind != ACCESS::EXPOSE) return "";
+    if (!access.symbol) return "the address of a call's result is taken";
+    return access.symbol->level > 0 ? std::string("the address of ") + access.symbol->name + " is taken" : "";
+}
+
 std::string obstacle_in(const NODE* tree) {
     std::string obstacle;
+    for_each_access(tree, [&](const TREE_ACCESS& access) {
+        if (obstacle.empty()) obstacle = obstacle_of(access);
+    });
+    if (!obstacle.empty()) return obstacle;
     any_node(tree, [&](const NODE* node) { return !(obstacle = obstacle_at(node)).empty(); });
     return obstacle;
 }
@@ -146,34 +150,51 @@ const std::string& obstacle_of_function(REMOVER& remover) {
 
 // --- 3: arguments and parameters ---
 
-bool take_copy(REMOVER& remover, const NODE* tree) {
+using PARAMETERS = std::vector<PARAMETER>;
+
+bool take_copy(PARAMETERS& copies, const NODE* tree) {
     const NODE* parameter = copied_parameter(tree);
-    if (parameter) remover.parameters.push_back({parameter->symbol(), tree});
+    if (parameter) copies.push_back({parameter->symbol(), tree});
     return parameter != nullptr;
 }
 
-bool collect_copies(REMOVER& remover, const NODE* tree) {
+bool collect_copies(PARAMETERS& copies, const NODE* tree) {
     for (; tree->op == OP_PCOMMA; tree = tree->left)
-        if (!take_copy(remover, tree->right)) return false;
-    return take_copy(remover, tree);
+        if (!take_copy(copies, tree->right)) return false;
+    return take_copy(copies, tree);
+}
+
+const NODE* copy_of(const PARAMETERS& copies, const SYMBOL* symbol) {
+    for (const PARAMETER& copy : copies)
+        if (copy.symbol == symbol) return copy.copy;
+    return nullptr;
 }
 
 // The copies stand in the first statement of the entry, in any order; each parameter has one.
-bool find_parameters(REMOVER& remover) {
-    std::vector<PARAMETER> in_order;
-    if (function_symbols.parameters.first && !collect_copies(remover, remover.entry->stmts->tree))
-        return false;
+bool match_parameters(REMOVER& remover) {
+    PARAMETERS copies;
+    if (!function_symbols.parameters.first) return true;
+    STMT* first = remover.entry->stmts;
+    if (first == remover.entry->last_stmt || !collect_copies(copies, first->tree)) return false;
+    PARAMETERS in_order;
     for (const SYMBOL* symbol = function_symbols.parameters.first; symbol; symbol = symbol->next) {
-        const NODE* copy = nullptr;
-        for (const PARAMETER& parameter : remover.parameters)
-            if (parameter.symbol == symbol) copy = parameter.copy;
+        const NODE* copy = copy_of(copies, symbol);
         if (!copy) return false;
         in_order.push_back({symbol, copy});
     }
-    if (in_order.size() != remover.parameters.size()) return false;
+    if (in_order.size() != copies.size()) return false;
     remover.parameters = in_order;
-    if (!in_order.empty()) remover.last_copy = remover.entry->stmts;
+    remover.last_copy = first;
     return true;
+}
+
+// Asked for every self-call, and worked out for the first.
+bool find_parameters(REMOVER& remover) {
+    if (!remover.looked_at_parameters) {
+        remover.looked_at_parameters = true;
+        remover.parameters_match = match_parameters(remover);
+    }
+    return remover.parameters_match;
 }
 
 NODE* argument_value(NODE* argument) { return argument->op == OP_STARG ? argument->left : argument; }
@@ -223,18 +244,31 @@ NODE* copy_with(const PARAMETER& parameter, NODE* argument) {
     return copy;
 }
 
-// The statements that give the homes their new values. An argument whose home a later argument still reads
-// waits in a temporary.
+bool is_home(const NODE* argument, const SYMBOL* home) {
+    return argument->op == OP_NAME && argument->symbol() == home;
+}
+
+template <class F>
+bool any_later(const std::vector<NODE*>& arguments, size_t i, F holds) {
+    return std::any_of(arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1, arguments.end(), holds);
+}
+
+// The home holds the argument already and goes on holding it. A volatile one is read and written.
+bool stays(const std::vector<NODE*>& arguments, size_t i, const SYMBOL* home) {
+    return is_home(arguments[i], home) && !tree_has_effects(arguments[i]) &&
+           !any_later(arguments, i, [&](const NODE* later) { return tree_defines(later, home); });
+}
+
+// The statements that give the homes their new values. Arguments are evaluated first to last: one whose home
+// a later argument still reads or changes waits in a temporary.
 std::vector<NODE*> assignments(const REMOVER& remover, const std::vector<NODE*>& arguments) {
     std::vector<NODE*> in_order;
     std::vector<NODE*> afterwards;
     for (size_t i = 0; i < arguments.size(); ++i) {
         const PARAMETER& parameter = remover.parameters[i];
         const SYMBOL* home = home_of(parameter);
-        if (arguments[i]->op == OP_NAME && arguments[i]->symbol() == home) continue; // stays as it is
-        bool read_later = false;
-        for (size_t j = i + 1; j < arguments.size(); ++j) read_later |= tree_mentions(arguments[j], home);
-        if (!read_later) {
+        if (stays(arguments, i, home)) continue;
+        if (!any_later(arguments, i, [&](const NODE* later) { return tree_mentions(later, home); })) {
             in_order.push_back(copy_with(parameter, arguments[i]));
             continue;
         }
@@ -274,8 +308,7 @@ void offer(REMOVER& remover, BB* block) {
     const auto refuse = [&](const char* why) { pelorus::refuse(SITE_tail_recursion, why); };
     if (const std::string& obstacle = obstacle_of_function(remover); !obstacle.empty())
         return refuse(obstacle.c_str());
-    if (remover.parameters.empty() && !find_parameters(remover))
-        return refuse("the parameters are not copied first");
+    if (!find_parameters(remover)) return refuse("the parameters are not copied first");
     const std::vector<NODE*> arguments = arguments_of(self.call);
     if (const char* why = mismatch(remover, arguments)) return refuse(why);
     if (change_exactly(SITE_tail_recursion, "\n  ===> Tail recursive self-call removed at line {}: {}\n\n",
