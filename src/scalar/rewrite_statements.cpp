@@ -11,6 +11,7 @@
 
 #include "cfg/statement_edit.h"
 #include "ir/node_storage.h"
+#include "ir/parameters.h"
 #include "ir/symbol.h"
 #include "ir/tree_text.h"
 #include "scalar/statements.h"
@@ -30,11 +31,13 @@ bool is_candidate(const NODE* lvalue) {
 }
 bool assigns_candidate(const NODE* tree) { return tree->op == OP_ASG && is_candidate(tree->left); }
 
-// v = x; v = y
+// v = x; v = y. The copy of a parameter stays even so: every function has one, and whoever expands calls
+// looks for it.
 bool overwrite(STMT* before, const NODE* tree) {
     if (!assigns_candidate(before->tree) || !assigns_candidate(tree)) return false;
     const SYMBOL* variable = tree->left->symbol();
     if (before->tree->left->symbol() != variable || tree_mentions(tree->right, variable)) return false;
+    if (copied_parameter(before->tree)) return refuse(SITE_dead_store, "it is the copy of a parameter");
     if (!change(SITE_dead_store, "{}, before {}", before->tree, tree)) return false;
     NODE* value = before->tree->right;
     before->tree->right = nullptr;
