@@ -2,13 +2,14 @@
 //
 // What it does so far: the mode of the file, the mark of `main`, and the list of defined functions that the
 // driver visits. What it does not do yet: it finds no calls, roots, recursion or constant globals, inlines
-// nothing and suppresses nothing. So every function is compiled, and every global may change at any time. The
-// trace says so.
+// nothing and suppresses nothing. So every function is compiled, and every global may change at any time, as
+// its flags say. The trace says so.
 #include "ipa/file_level.h"
 
 #include <cstring>
 #include <unordered_set>
 
+#include "ir/symbol.h"
 #include "support/settings.h"
 #include "support/trace.h"
 
@@ -20,7 +21,6 @@ namespace {
 
 std::unordered_set<const FUNINFO*> defined_functions; // those of file_level.functions
 
-constexpr int32_t LOWEST_LEVEL = 3; // of file-level analysis
 constexpr int32_t MODE_OFF = 0;
 constexpr int32_t MODE_PROGRAM = 1;
 constexpr int32_t MODE_LIBRARY = 3; // any other mode is program and library
@@ -36,7 +36,7 @@ void apply_mode(int32_t mode) {
 void start_file_level() {
     file_level = {};
     defined_functions.clear();
-    if (settings.optimization_level < LOWEST_LEVEL) settings.file_level_mode = MODE_OFF;
+    if (settings.optimization_level < FILE_LEVEL_ANALYSIS) settings.file_level_mode = MODE_OFF;
     apply_mode(settings.file_level_mode);
     file_level.has_call_graph = true;
     file_level.pseudo_function = get_funinfo("<outside>"); // no name of C
@@ -50,6 +50,7 @@ bool add_to_call_graph(FUNINFO* function) {
 }
 
 void analyse_file() {
+    for (SYMBOL* symbol = file_symbols.first; symbol; symbol = symbol->next) assume_unseen_changes(*symbol);
     info("\n\t\t======= File-level Analysis =======\n\n");
     trace("[Not built: file-level analysis; nothing is inlined or suppressed, all functions are compiled]\n");
     info("Not built: nothing is inlined or suppressed, all functions are compiled.\n");

@@ -10,9 +10,6 @@ namespace pelorus {
 
 namespace {
 
-constexpr uint8_t PARAMETER_LEVEL = 1;
-constexpr uint8_t BODY_LEVEL = 2;
-
 const NODE* without_conversions(const NODE* node) {
     node = without_versions(node);
     while (node && (node->op == OP_SCONV || node->op == OP_PCONV || node->op == OP_ISP2CHAR))

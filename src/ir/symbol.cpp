@@ -38,14 +38,6 @@ bool is_register_class(uint8_t storage_class) {
            storage_class == SC_REGISTER_PARM2;
 }
 
-// Without file-level analysis, which starts at level 3, any global that is not const may be written and
-// reached from elsewhere.
-uint16_t file_scope_flags(const SYMBOL& symbol, uint16_t flags) {
-    if (settings.optimization_level >= 3 || type_is_const(symbol.declared_type)) return flags;
-    const bool file_local = (flags & (SF_INTERNAL | SF_LOCAL_STATIC)) != 0;
-    return static_cast<uint16_t>(flags | CQ_UNKNOWN | (file_local ? 0 : CQ_EXPOSED));
-}
-
 SYMBOL* make_symbol(const SYMBOL_FIELDS& fields, bool local) {
     auto* symbol = zone_new<SYMBOL>(local);
     symbol->local = local;
@@ -90,10 +82,16 @@ SYMBOL* new_file_symbol(const SYMBOL_FIELDS& fields, int level) {
         return symbol;
     }
     if (symbol->storage_class == SC_VARARG) symbol->storage_class = SC_ARGUMENT;
-    symbol->flags = file_scope_flags(*symbol, symbol->flags);
+    if (settings.optimization_level < FILE_LEVEL_ANALYSIS) assume_unseen_changes(*symbol);
     append(file_symbols, symbol);
     if (is_errno(*symbol)) errno_symbol = symbol;
     return symbol;
+}
+
+void assume_unseen_changes(SYMBOL& symbol) {
+    if (type_is_const(symbol.declared_type)) return;
+    const bool file_local = (symbol.flags & (SF_INTERNAL | SF_LOCAL_STATIC)) != 0;
+    symbol.flags = static_cast<uint16_t>(symbol.flags | CQ_UNKNOWN | (file_local ? 0 : CQ_EXPOSED));
 }
 
 SYMBOL* new_temporary(char letter, TYPE* type, long number) {

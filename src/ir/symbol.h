@@ -75,6 +75,8 @@ struct INIT_ITEM {
     NODE* tree;
 };
 
+enum SYMBOL_LEVEL : uint8_t { FILE_SCOPE = 0, PARAMETER_LEVEL = 1, BODY_LEVEL = 2 };
+
 struct SYMBOL {
     const char* name;      // in the zone of the symbol; file-scope names are interned
     uint32_t size;         // bytes (first number from the file); a temporary: of its type
@@ -163,6 +165,12 @@ void for_each_function_symbol(F visit) {
 // function's lists. Storage classes 27, 4 and 22 and the flags change as the table of the fields above tells;
 // class 27 adds 0x40022 to the current function's flags.
 SYMBOL* new_file_symbol(const SYMBOL_FIELDS& fields, int level);
+
+// From this optimization level on the analysis of the file says of each global how it may change.
+constexpr int32_t FILE_LEVEL_ANALYSIS = 3;
+// Without that, a global that is not const may be written and reached where the optimizer does not see it,
+// and what is not local to the file by other files. Below that level symbols are made so.
+void assume_unseen_changes(SYMBOL& symbol);
 
 // Makes a temporary of the current function, named "<letter>$<number>". `number` below 0 takes the
 // function's next number.

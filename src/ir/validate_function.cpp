@@ -12,9 +12,6 @@ namespace pelorus {
 
 namespace {
 
-constexpr uint8_t PARAMETER_LEVEL = 1;
-constexpr uint8_t BODY_LEVEL = 2;
-
 bool is_parameter(const NODE* node) {
     return node->op == OP_NAME && node->symbol() && node->symbol()->level == PARAMETER_LEVEL;
 }
