@@ -99,7 +99,8 @@ uint32_t file_number(ICODE_WRITER& writer, const char* name) {
 // The class as the file had it where reading changed it without a pass's doing.
 uint8_t output_class(const SYMBOL& symbol) {
     const bool walks = symbol.file_class == SC_VARARG && symbol.storage_class == SC_ARGUMENT;
-    return walks ? static_cast<uint8_t>(SC_VARARG) : symbol.storage_class;
+    const bool in_register = symbol.file_class == SC_REGISTER_PARM2 && symbol.level == PARAMETER_LEVEL;
+    return walks || in_register ? symbol.file_class : symbol.storage_class;
 }
 
 int pragma_count(const SYMBOL& symbol) {
