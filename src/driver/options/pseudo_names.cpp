@@ -18,9 +18,7 @@ void add_passes(std::vector<PSEUDO_NAME>& names, const PASS_LIST& list) {
     }
 }
 
-} // namespace
-
-std::vector<PSEUDO_NAME> pseudo_names() {
+std::vector<PSEUDO_NAME> collect_names() {
     std::vector<PSEUDO_NAME> names = {
 #define PSEUDO_NAME(prefix, name, what) {prefix, name},
 #include "driver/options/pseudo_names.def"
@@ -30,6 +28,13 @@ std::vector<PSEUDO_NAME> pseudo_names() {
     add_passes(names, pass_1_5_passes());
     for (const SITE_ROW& site : decision_sites())
         names.push_back({"debug", std::string("stop_in:") + site.pass});
+    return names;
+}
+
+} // namespace
+
+const std::vector<PSEUDO_NAME>& pseudo_names() {
+    static const std::vector<PSEUDO_NAME> names = collect_names();
     return names;
 }
 

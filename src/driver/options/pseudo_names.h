@@ -14,7 +14,7 @@ struct PSEUDO_NAME {
 
 // All names, from whatever table they come: pseudo_names.def, the passes that may be left out, the passes
 // whose changes can be counted. Whoever asks for names that are rows of another table adds them here.
-std::vector<PSEUDO_NAME> pseudo_names();
+const std::vector<PSEUDO_NAME>& pseudo_names();
 
 // True when something asks for the name.
 bool is_pseudo_name(std::string_view prefix, std::string_view name);

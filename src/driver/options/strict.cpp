@@ -38,6 +38,7 @@ size_t edit_distance(std::string_view a, std::string_view b) {
 
 constexpr size_t LETTERS_PER_SLIP = 3; // one slip in three letters still reads as the same name
 constexpr size_t LONGEST_TYPED = 64;   // nobody types a longer name
+constexpr size_t MOST_NOTED = 20;      // of one object; a damaged file may hold thousands
 
 struct SUGGESTION {
     std::string name;
@@ -81,7 +82,10 @@ SUGGESTION closest_name(std::string_view prefix, std::string_view typed) {
 
 // --- Noting ---
 
+bool has_noted_enough(const OPTIONS& options) { return options.unknown.size() >= MOST_NOTED; }
+
 void note(OPTIONS& options, std::string text) {
+    if (has_noted_enough(options)) return;
     text = "ERROR: " + text + "\n";
     if (!options.origin.empty()) text += origin_line(options);
     options.unknown.push_back(std::move(text));
@@ -118,6 +122,7 @@ void note_unknown_item(OPTIONS& options, std::string_view option, std::string_vi
 } // namespace
 
 void note_unknown_text(OPTIONS& options, std::string_view rest, std::string_view last) {
+    if (has_noted_enough(options)) return;
     const std::string better = question(closest_option(rest, last), "-");
     if (rest.size() == options.text.size())
         note(options, "unknown option -" + options.text + better);
@@ -131,7 +136,7 @@ void note_stray_word(OPTIONS& options, std::string_view word) {
 
 void note_unknown_names(OPTIONS& options, const OPTION_ROW& row, std::string_view list) {
     const OPTION_NAME option = option_name(row);
-    for (;;) {
+    while (!has_noted_enough(options)) {
         const size_t comma = list.find(',');
         note_unknown_item(options, option.view(), list.substr(0, comma));
         if (comma == std::string_view::npos) return;
