@@ -47,13 +47,14 @@ bool can_go_back(FILE* stream) { return lseek(fileno(stream), 0, SEEK_CUR) >= 0;
 FILE* collect_for(FILE* destination) {
     collected.destination = destination;
     const int memory = memfd_create("output", MFD_CLOEXEC);
-    if (memory >= 0) collected.bytes = fdopen(memory, "rb");
+    if (memory < 0) return nullptr;
+    collected.bytes = fdopen(memory, "rb");
     return collected.bytes ? copy_of_stream(memory, "wb") : nullptr;
 }
 
 bool copy_bytes(FILE* from, FILE* to) {
     char buffer[65536];
-    rewind(from);
+    if (fseek(from, 0, SEEK_SET) != 0) return false;
     while (const size_t count = fread(buffer, 1, sizeof buffer, from))
         if (fwrite(buffer, 1, count, to) != count) return false;
     return !ferror(from) && fflush(to) == 0;
@@ -84,9 +85,8 @@ FILE* open_output_stream(const std::string& name) {
 
 bool finish_output_stream(const std::string& name) {
     if (!collected.destination) return true;
-    errno = 0;
     const bool complete = copy_bytes(collected.bytes, collected.destination);
-    const int problem = errno;
+    const int problem = complete ? 0 : errno;
     abandon_output_stream();
     if (complete) return true;
     fprintf(stderr, "\n>> Cannot Write Output icode File, %s : %s, Aborting\n",
