@@ -2,6 +2,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "icode/text_form.h"
 #include "program_fixture.h"
 
 namespace pelorus {
@@ -115,6 +116,54 @@ TEST_F(Program, WarnsOfWhatChangesTheMeaningOfTheProgram) {
     expect_run("in.if --all_volatile -Z1 --trace", 0,
                std::string("\n\t*** Optimizing code size, not speed ***\n\n") + VOLATILE);
     EXPECT_NE(get("in.odb").find(VOLATILE), std::string::npos);
+}
+
+// --- Decisions ---
+
+constexpr const char* FUNCTION_WITH_WORK = R"(header "f.c"
+function @_f @1:1:1
+    body @1:1:5
+    symbol "x" class=auto type=int
+    statement @1:2:5 ASG:int(x, PLUS:int(1:int, 2:int))
+    statement @1:3:5 ASG:int(x, PLUS:int(x, 0:int))
+end_function @1:4:1
+end
+section types
+type f FUNCTION return=void
+end
+section file_names
+file_name "f.c"
+end
+section symbols
+symbol "_f" class=extdef flags=defined type=f @1:1:1
+end
+)";
+
+// As a person would look for the change that does harm: fewer and fewer are allowed.
+TEST_F(Program, StopsAfterTheChangesThatWereAskedFor) {
+    put("f.if", assemble_icode(FUNCTION_WITH_WORK, "f.ict").bytes);
+    const auto output_of = [&](const std::string& options) {
+        const PROGRAM_RUN result = run_program(options + " f.if f.opt");
+        EXPECT_EQ(result.status, 0) << result.errors;
+        // Without the comment that repeats the command line.
+        return std::pair(result.output, disassemble_icode(get("f.opt"), false).text);
+    };
+    const auto statements = [](const std::string& text) { return text.substr(text.find("function")); };
+    const std::string whole = statements(output_of("-o1").second);
+    const auto [said0, none] = output_of("-o1 --debug=stop_after=0");
+    const auto [said1, one] = output_of("-o1 --debug=stop_after=1");
+    const auto [said99, all] = output_of("-o1 --debug=stop_after=99");
+    EXPECT_NE(none.find("PLUS:int(1"), std::string::npos);
+    EXPECT_NE(one.find("PLUS:int(1"), std::string::npos) << "the last statement comes first";
+    EXPECT_EQ(one.find("PLUS:int(x"), std::string::npos);
+    EXPECT_EQ(statements(all), whole);
+    EXPECT_NE(said1.find("The last one: f(): simplify: line 3: PLUS.add_nothing: x + 0  becomes  x\n"),
+              std::string::npos)
+        << said1;
+    EXPECT_NE(said99.find("asked for: "), std::string::npos);
+    const auto [counts, counted] = output_of("-o1 --debug=stats");
+    EXPECT_EQ(statements(counted), whole);
+    EXPECT_NE(counts.find("Decisions in f()\n"), std::string::npos) << counts;
 }
 
 // --- Options that the file carries ---

@@ -1,0 +1,76 @@
+// What edits lose, what the runner builds, and that a stale fact is seen.
+#include "cfg/facts.h"
+
+#include "cfg/flow_fixture.h"
+
+namespace pelorus {
+namespace {
+
+class Facts : public FlowFixture {
+protected:
+    void SetUp() override {
+        FlowFixture::SetUp();
+        SYMBOL* x = variable("x");
+        if_goes(x, 1, 2);
+        label(1);
+        assign(x, 1);
+        label(2);
+        build_cfg();
+    }
+    void TearDown() override {
+        for (const FACT fact : {FACT_dominators, FACT_loops, FACT_live}) set_fact_builder(fact, {});
+        FlowFixture::TearDown();
+    }
+};
+
+TEST_F(Facts, EditsLoseWhatTheTableSaysAndAllThatIsBuiltFromIt) {
+    EXPECT_EQ(fact_state.valid, facts_of(FACT_dfn));
+    fact_state.valid = ALL_FACTS;
+    lose_facts(EDIT_TREES);
+    EXPECT_TRUE(fact_is_valid(FACT_dfn) && fact_is_valid(FACT_dominators) &&
+                fact_is_valid(FACT_call_effects));
+    EXPECT_FALSE(fact_is_valid(FACT_live) || fact_is_valid(FACT_loops) || fact_is_valid(FACT_ssa));
+    fact_state.valid = ALL_FACTS;
+    lose_facts(EDIT_EDGES);
+    EXPECT_EQ(fact_state.valid, facts_of(FACT_candidates, FACT_points_to, FACT_call_effects));
+}
+
+TEST_F(Facts, LoopsThatNoLongerHoldAreNotInTheBlocks) {
+    BB* block = block_number(2);
+    block->loop = reinterpret_cast<LOOPREC*>(block);
+    block->loop_depth = 1;
+    fact_was_built(FACT_loops);
+    remove_edge(block_number(1), block);
+    EXPECT_EQ(block->loop, nullptr);
+    EXPECT_EQ(block->loop_depth, 0);
+}
+
+std::string built;
+
+TEST_F(Facts, WhatIsMissingIsBuiltAfterWhatItIsBuiltFrom) {
+    built.clear();
+    set_fact_builder(FACT_dominators, {[] { built += "dominators "; }, nullptr, nullptr});
+    set_fact_builder(FACT_loops, {[] { built += "loops "; }, nullptr, nullptr});
+    lose_facts(EDIT_BLOCKS);
+    build_facts(facts_of(FACT_loops));
+    EXPECT_EQ(built, "dominators loops ");
+    EXPECT_TRUE(fact_is_valid(FACT_dfn)) << "numbers come first";
+    build_facts(facts_of(FACT_loops, FACT_dominators));
+    EXPECT_EQ(built, "dominators loops ") << "what is valid stays";
+    EXPECT_THROW(build_facts(facts_of(FACT_live)), FatalExit) << "nothing builds it";
+}
+
+TEST_F(Facts, AnEditThatWasNotReportedIsSeen) {
+    EXPECT_EQ(find_stale_fact(), FACT_COUNT);
+    std::swap(block_number(2)->dfn, block_number(3)->dfn);
+    EXPECT_EQ(find_stale_fact(), FACT_dfn);
+    renumber_cfg();
+    EXPECT_EQ(find_stale_fact(), FACT_COUNT);
+    BB_LIST* const kept = flow_graph.bb_list->succs;
+    flow_graph.bb_list->succs = nullptr; // nothing but the entry is left in reach
+    EXPECT_EQ(find_stale_fact(), FACT_dfn);
+    flow_graph.bb_list->succs = kept;
+}
+
+} // namespace
+} // namespace pelorus
