@@ -87,6 +87,7 @@ void forget_facts(FACTS facts) {
 void fact_was_built(FACT fact) { fact_state.valid |= facts_of(fact); }
 
 void build_facts(FACTS needed) {
+    if (!(needed & ~fact_state.valid)) return; // what valid facts are built from is valid
     // What a fact is built from stands before it, so that going back over the rows finds all that is missing.
     for (int fact = FACT_COUNT; fact-- > 0;)
         if (needed >> fact & 1) needed |= row_of(fact).depends;

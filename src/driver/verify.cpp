@@ -169,8 +169,9 @@ bool is_checkable() { return !flow_graph.bb_list || fact_is_valid(FACT_dfn); }
 
 } // namespace
 
+bool verification_is_active() { return verification.active; }
+
 void verify_after_pass(const PASS_CLAIM& claim) {
-    if (!verification.active) return;
     const std::string when = "after " + (claim.place.empty() ? "" : claim.place + ", ") + claim.name;
     const uint64_t fingerprint = function_fingerprint();
     const bool changed = fingerprint != verification.fingerprint;

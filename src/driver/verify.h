@@ -17,6 +17,9 @@ namespace pelorus {
 // wanted.
 void verify_function_as_read();
 
+// Whether the current function is being checked.
+bool verification_is_active();
+
 // What a pass that has run says of itself.
 struct PASS_CLAIM {
     std::string place; // "step 18.3", or the list that it belongs to; may be empty
@@ -30,7 +33,7 @@ struct PASS_CLAIM {
 // function that changed although the pass says that it did not, a fact that it lost although its row keeps
 // it, and one that is called valid and is not what it would be if it were built now. The graph is checked
 // only while its blocks are numbered.
-// Needs: verify_function_as_read for this function.
+// Needs: verification_is_active().
 void verify_after_pass(const PASS_CLAIM& claim);
 
 // The function is being taken apart for the output: nothing more is checked of it.

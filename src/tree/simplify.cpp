@@ -102,23 +102,34 @@ SITE site_of(int32_t rule) { return static_cast<SITE>(FIRST_RULE_SITE + rule); }
 // For the trace, the tree before a rule takes it apart. Trees that are large are not worth their text.
 std::string text_before(const NODE* node) {
     constexpr int32_t MOST_NODES = 200;
-    if (!decisions.watched || !decisions.texts) return {};
     int32_t nodes = 0;
     return any_node(node, [&](const NODE*) { return ++nodes > MOST_NODES; }) ? "a large tree"
                                                                              : tree_text(node);
 }
 
-// A rule finds out whether it fits while it takes the node apart, so that the limit is asked before.
 const SIMPLIFY_RULE* apply_one(NODE*& node) {
     const RULE_SPAN span = RULE_INDEX[static_cast<size_t>(node->op)];
+    for (int32_t i = span.begin; i < span.end; ++i)
+        if (NODE* result = RULES[i].apply(node)) {
+            ++decisions.changes;
+            node = result;
+            return &RULES[i];
+        }
+    return nullptr;
+}
+
+// The same when somebody watches. A rule finds out whether it fits while it takes the node apart, so that the
+// limit is asked and the text made before.
+const SIMPLIFY_RULE* apply_one_watched(NODE*& node) {
+    const RULE_SPAN span = RULE_INDEX[static_cast<size_t>(node->op)];
     if (span.begin == span.end) return nullptr;
-    const std::string before = text_before(node);
+    const std::string before = decisions.texts ? text_before(node) : "";
     for (int32_t i = span.begin; i < span.end; ++i) {
         if (!may_change(site_of(i))) continue;
         NODE* result = RULES[i].apply(node);
         if (!result) continue;
         node = result;
-        made(site_of(i), "{}  becomes  {}", before, text_before(node));
+        made(site_of(i), "{}  becomes  {}", before, decisions.texts ? text_before(node) : "");
         return &RULES[i];
     }
     return nullptr;
@@ -129,7 +140,7 @@ void simplify_node(SIMPLIFIER& simplifier, NODE*& node) {
     changed(node);
     if (opcode_arity(node->op) < 0) return;
     while (spend(simplifier)) {
-        const SIMPLIFY_RULE* rule = apply_one(node);
+        const SIMPLIFY_RULE* rule = decisions.watched ? apply_one_watched(node) : apply_one(node);
         if (!rule) return;
         if (simplify_observer) simplify_observer(*rule);
     }
