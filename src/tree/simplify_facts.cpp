@@ -34,8 +34,8 @@ NODE* changed(NODE* node) {
     return node;
 }
 
-// Lists of labels are not simplified, so their nodes have no purity yet; they have no effects either.
-bool is_pure(const NODE* node) { return node->scratch_short != IMPURE; }
+// A node whose purity was not worked out may do anything.
+bool is_pure(const NODE* node) { return node->scratch_short == PURE; }
 
 // --- Facts ---
 
