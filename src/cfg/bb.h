@@ -37,6 +37,13 @@ struct LOOP_CONTROL {
 
 struct LOOPREC;
 
+// The depth-first number of a block, from 1. A type of its own, so that nobody takes another 16-bit number, a
+// candidate's or a creation number, for it.
+enum BLOCK_NUMBER : int16_t {
+    NOT_REACHED = 0,
+    BEING_SEARCHED = -1, // on the stack of the depth-first search: seen, not numbered yet
+};
+
 struct BB {
     BB* dflink;                 // next in depth-first order; null for the last block
     BB* rdflink;                // previous in depth-first order; the entry's is the LAST block
@@ -53,11 +60,18 @@ struct BB {
     POSITION* start_pos;        // of the first and last statement; null when not known
     POSITION* end_pos;          //
     uint16_t uon;               // unique ordinal number: creation order, from 1
-    int16_t dfn;                // depth-first number, from 1; 0: not reached
+    BLOCK_NUMBER dfn;           // depth-first number
     int16_t loop_depth;         // loops around the block
     uint8_t flags;              // BBF_...
     STMT* last_stmt;            // the ending branch; valid when stmts is
-    uint32_t mark;              // scratch of the folder's own set insertions; compared with a stamp
+    uint32_t mark;              // scratch (support/scratch.h); compared with a stamp
+    // Live variables (facts.h), sets of candidates; null when the fact was never built.
+    bitvec* live_in;  // live on entry
+    bitvec* live_out; // live at the end
+    bitvec* defs;     // certainly assigned before any use in the block
+    bitvec* uses;     // used before any certain assignment in the block
+    bitvec* all_defs; // assigned anywhere in the block, also in part
+    bitvec* all_refs; // read anywhere in the block
 };
 static_assert(std::is_trivially_destructible_v<BB>);
 

@@ -26,6 +26,7 @@
 #include "ir/parameters.h"
 #include "memory/zone.h"
 #include "support/fatal.h"
+#include "support/scratch.h"
 #include "support/trace.h"
 
 namespace pelorus {
@@ -248,11 +249,12 @@ void find_successors(BB* block, const LABEL_TABLE& labels) {
 }
 
 void find_all_successors() {
+    const SCRATCH_CLAIM claim(SCRATCH::BB_MARK, "build_cfg");
     const LABEL_TABLE labels;
     flow_graph.last_uon = 0;
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) {
         block->uon = static_cast<uint16_t>(++flow_graph.last_uon);
-        block->dfn = 0;
+        block->dfn = NOT_REACHED;
         find_successors(block, labels);
     }
     flow_graph.bb_count = flow_graph.last_uon;

@@ -96,7 +96,7 @@ bool goes_to_next(const BB* block, const STMT* cell) {
 
 void list_bb(const BB* first, const BB* last, FILE* stream) {
     for (const BB* block = first; block; block = block == last ? nullptr : block->dflink) {
-        const int label = block->labels ? block->labels->index : block->dfn;
+        const int label = block->labels ? block->labels->index : int{block->dfn};
         if (block == first && function.info)
             fprintf(stream, "\t    BB %d:  g%d\t\t// %s\n", block->dfn, label, function.info->name);
         else

@@ -5,6 +5,7 @@
 
 #include "cfg/statement_edit.h"
 #include "memory/free_list.h"
+#include "support/scratch.h"
 #include "tree/query.h"
 
 namespace pelorus {
@@ -130,6 +131,7 @@ void remove_edge(BB* from, BB* to) {
 }
 
 bool recompute_successors(BB* block) {
+    const SCRATCH_CLAIM claim(SCRATCH::BB_MARK, "recompute_successors");
     BB_LIST* targets = targets_of(block);
     if (same_sequence(targets, block->succs)) {
         free_set(targets);
@@ -221,12 +223,12 @@ void drop_empty_blocks() {
     int16_t number = 1;
     for (BB* block = entry->dflink; block; block = block->dflink) {
         if (!block->stmts) {
-            block->dfn = 0;
+            block->dfn = NOT_REACHED;
             continue;
         }
         last->dflink = block;
         block->rdflink = last;
-        block->dfn = ++number;
+        block->dfn = static_cast<BLOCK_NUMBER>(++number);
         last = block;
     }
     last->dflink = nullptr;

@@ -19,10 +19,8 @@ namespace pelorus {
 
 namespace {
 
-constexpr int16_t MARKED = -1; // a block on the stack: seen, not numbered
-
 void enter_block(BB*& top, BB* block) {
-    block->dfn = MARKED;
+    block->dfn = BEING_SEARCHED;
     block->dfs_cursor = block->succs;
     block->dflink = top;
     top = block;
@@ -51,7 +49,7 @@ void number_depth_first() {
         BB* done = top;
         top = done->dflink;
         done->dflink = finished;
-        done->dfn = number--;
+        done->dfn = static_cast<BLOCK_NUMBER>(number--);
         finished = done;
     }
     flow_graph.bb_list = finished;
@@ -88,7 +86,7 @@ void number_chain(F visit) {
     BB* before = nullptr;
     for (BB* block = flow_graph.bb_list; block; before = block, block = block->dflink) {
         block->rdflink = before;
-        block->dfn = ++number;
+        block->dfn = static_cast<BLOCK_NUMBER>(++number);
         visit(block);
     }
     if (flow_graph.bb_list) flow_graph.bb_list->rdflink = before;
@@ -115,7 +113,7 @@ void renumber_cfg() {
     flow_graph.bb_count = 0;
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) {
         drop_predecessors(block);
-        block->dfn = 0;
+        block->dfn = NOT_REACHED;
         flow_graph.bb_count++;
     }
     number_depth_first();

@@ -4,6 +4,7 @@
 
 #include "ir/node_storage.h"
 #include "ir/walk.h"
+#include "support/scratch.h"
 #include "tree/query.h"
 #include "tree/simplifier.h"
 #include "tree/simplify.h"
@@ -78,6 +79,7 @@ NODE* effects_of(NODE* tree, bool look_behind_commas) {
 }
 
 NODE* reduce_to_effects(NODE* tree) {
+    const SCRATCH_CLAIM claim(SCRATCH::NODE_SHORT, "reduce_to_effects");
     mark_purity(tree);
     return effects_of(tree, true);
 }

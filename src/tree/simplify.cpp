@@ -32,6 +32,7 @@
 #include "support/checking.h"
 #include "support/decision.h"
 #include "support/fatal.h"
+#include "support/scratch.h"
 #include "tree/simplify.h"
 
 namespace pelorus {
@@ -169,6 +170,7 @@ NODE* resimplified(NODE* node) {
 }
 
 NODE* simplify_tree(NODE* tree) {
+    const SCRATCH_CLAIM claim(SCRATCH::NODE_SHORT, "simplify_tree");
     SIMPLIFIER simplifier;
     std::vector<PENDING> pending{{&tree, false}};
     while (!pending.empty()) {

@@ -176,7 +176,8 @@ bool lose_numbers() {
 }
 // As an edit would that does not report itself.
 bool renumber_by_hand() {
-    flow_graph.bb_list->dflink->dfn++;
+    BB* second = flow_graph.bb_list->dflink;
+    second->dfn = static_cast<BLOCK_NUMBER>(second->dfn + 1);
     return change_well();
 }
 bool cut_edge_by_hand() {
