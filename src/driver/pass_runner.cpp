@@ -91,6 +91,7 @@ void run_one(const PASS& pass, const PLACE& place) {
     if (verification_is_active())
         verify_after_pass({place_name(place), pass.name, changed, before & pass.keeps});
     dump_after(pass, place);
+    if (debug_level() > 1 && changed && fact_is_valid(FACT_dfn)) validate_cfg();
 }
 
 void run_row(const PASS& pass, const PLACE& place);
