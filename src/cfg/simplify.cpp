@@ -2,7 +2,7 @@
 //
 // A sweep walks the blocks in depth-first order. At each block
 //   1. the join of two blocks that make the same test is marked, at level 2 and above;
-//   2. a block that nothing leads to is deleted;
+//   2. a block without predecessors is deleted;
 //   3. otherwise its ending conditional is simplified (simplify_branch.cpp) and, when one successor is left,
 //      block and successor are brought together (simplify_edge.cpp), until neither finds anything.
 // In an aggressive run each sweep begins with the merging of equal code (cross_jump.cpp). Blocks that were

@@ -8,6 +8,7 @@
 #include "driver/current_function.h"
 #include "driver/options/option_sets.h"
 #include "driver/verify.h"
+#include "ipa/file_level.h"
 #include "scalar/statements.h"
 #include "support/decision.h"
 #include "support/run.h"
@@ -46,6 +47,12 @@ PASS_LIST pass_1_5_passes() { return {"Pass 1.5", PASSES}; }
 
 namespace {
 
+void trace_call_sites(const std::vector<FUNINFO*>& order) {
+    for (const FUNINFO* info : order)
+        for (const CALL_SITE* site = info->call_sites; site; site = site->next)
+            trace("[%s calls %s with PE JF %s]\n", info->name, site->callee->name, site->jump_function);
+}
+
 void look_at_function(FUNINFO* info) {
     make_function_current(info);
     read_current_function();
@@ -69,6 +76,7 @@ void run_pass_1_5(const std::vector<FUNINFO*>& order) {
     trace("\n\n\t\t\t---------- ENTERING 'Pass 1.5' ------------\n");
     call_point(CALL_POINT::PARTIAL_EVALUATION_START);
     for (FUNINFO* info : order) look_at_function(info);
+    if (file_level.has_call_graph) trace_call_sites(order);
     call_point(CALL_POINT::PARTIAL_EVALUATION);
     release_function_storage();
     call_point(CALL_POINT::PARTIAL_EVALUATION_STATISTICS);

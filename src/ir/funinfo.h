@@ -16,6 +16,16 @@ enum FUN_FLAG : uint32_t {
 #undef FUN_FLAG
 };
 
+struct FUNINFO;
+
+// A call that the file-level analysis found in a function. File zone.
+struct CALL_SITE {
+    CALL_SITE* next;
+    FUNINFO* callee;
+    const char* jump_function; // what is known of the arguments, as partial evaluation writes it
+};
+static_assert(std::is_trivially_destructible_v<CALL_SITE>);
+
 struct FUNINFO {
     const char* name;          // plain name: without its leading "_"
     SYMBOL* symbol;            // null for a function that is only called
@@ -27,6 +37,7 @@ struct FUNINFO {
     uint64_t body_offset;      // of its function-begin record in the input; valid when FUN_is_defined
     const char* override_text; // options laid over the command line's for this function; null for none
     POSITION position;         // of the function begin
+    CALL_SITE* call_sites;     // in the order of the function; null before the file-level analysis finds them
 };
 static_assert(std::is_trivially_destructible_v<FUNINFO>);
 

@@ -27,7 +27,7 @@ struct SIMPLIFY_RULES {
 };
 SIMPLIFY_RULES simplify_rules();
 
-// When set, called for every rule that was applied, before the node it was applied to changes hands. For
+// When set, called for every rule that was applied, after the node was replaced. For
 // tests.
 extern void (*simplify_observer)(const SIMPLIFY_RULE& rule);
 

@@ -13,6 +13,7 @@
 #include "driver/phases.h"
 #include "ipa/file_level.h"
 #include "ir/symbol.h"
+#include "support/decision.h"
 #include "support/run.h"
 #include "support/settings.h"
 
@@ -113,6 +114,26 @@ TEST(PseudoNames, TheTableListsWhatTheSourcesAskFor) {
                                              : (*match)[1].str() + ":" + (*match)[2].str());
     }
     EXPECT_EQ(listed, asked);
+}
+
+// Whoever reads a name on the trace looks it up in the document.
+TEST(Documents, EveryKindOfChangeIsDescribed) {
+    std::ostringstream text;
+    text << std::ifstream(std::filesystem::path(PELORUS_SOURCES).parent_path() / "docs" /
+                          "transformations.md")
+                .rdbuf();
+    const std::string page = text.str();
+    ASSERT_FALSE(page.empty());
+    for (const SITE_ROW& row : decision_sites().first(FIRST_ADDED_SITE))
+        EXPECT_NE(page.find(std::string("| ") + row.name + " |"), std::string::npos) << row.name;
+}
+
+// A site's pass is what users disable and stop in.
+TEST(Documents, EverySiteBelongsToAPassThatTheRunKnows) {
+    std::vector<std::string> keys = pass_keys(pipeline_steps().passes);
+    keys.insert(keys.end(), {"simplify", "cross_jump"}); // parts of others
+    for (const SITE_ROW& row : decision_sites())
+        EXPECT_NE(std::find(keys.begin(), keys.end(), row.pass), keys.end()) << row.pass;
 }
 
 } // namespace
