@@ -232,7 +232,7 @@ void return_through_exit(BB* block) {
     LABEL_RECORD* exit_label = flow_graph.exit_bb->labels;
     erase_node(tree->left);
     tree->op = OP_BRANCH;
-    tree->type = type_package()->void_type();
+    set_type(tree, type_package()->void_type());
     tree->left = new_label_leaf(exit_label->index);
     tree->left->ref = exit_label;
     add_successor(block, flow_graph.exit_bb);

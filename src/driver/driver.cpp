@@ -50,6 +50,7 @@ int run_optimizer(int argc, char** argv) {
     process_command_line(argc, argv);
     validate_opcode_tables();
     check_processor_version();
+    type_package()->find_target_limits();
     start_file_state();
     save_options();
     optimize_file();

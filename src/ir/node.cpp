@@ -15,8 +15,10 @@ NODE_FACTORY_OPTIONS node_factory;
 
 namespace {
 
-bool size_comes_from_type(int32_t op) {
-    return op != OP_LABEL && op != OP_SCON && op != OP_ICON && op != OP_FCON && op != OP_CSE_DUPE;
+int32_t size_of_node(int32_t op, const TYPE* type) {
+    const bool has_none =
+        op == OP_LABEL || op == OP_SCON || op == OP_ICON || op == OP_FCON || op == OP_CSE_DUPE;
+    return type && !has_none ? static_cast<int32_t>(type->size) : -1;
 }
 
 // A conversion to a pointer to characters, which some targets do differently from other pointer conversions:
@@ -30,13 +32,18 @@ bool converts_to_char_pointer(const TYPE* type) {
 
 } // namespace
 
+void set_type(NODE* node, TYPE* type) {
+    node->type = type;
+    if (node->op != OP_SWITCH) node->size = size_of_node(node->op, type);
+}
+
 NODE* new_node(int32_t op, TYPE* type) {
     NODE* node = node_factory.local ? recycled_node() : nullptr;
     if (!node) node = zone_new<NODE>(node_factory.local);
     node->op = OP_ERASED;
     node->local = node_factory.local;
     node->type = type;
-    node->size = size_comes_from_type(op) && type ? static_cast<int32_t>(type->size) : -1;
+    node->size = size_of_node(op, type);
     if (op == OP_UCALL) function_node_state.call_state = 0;
     if (op == OP_SCONV && type && type_strip(type)->kind == TK_ENUM) type_note_conversion(type_strip(type));
     node->op = op == OP_PCONV && converts_to_char_pointer(type) ? static_cast<int32_t>(OP_ISP2CHAR) : op;

@@ -150,6 +150,9 @@ extern NODE_FACTORY_OPTIONS node_factory;
 // `type` may be null only for opcodes that have no value. Never fails (the zone ends the run).
 NODE* new_node(int32_t op, TYPE* type);
 
+// Gives a node another type; its size follows.
+void set_type(NODE* node, TYPE* type);
+
 // The usual shapes.
 NODE* new_unary(int32_t op, TYPE* type, NODE* left);
 NODE* new_binary(int32_t op, TYPE* type, NODE* left, NODE* right);

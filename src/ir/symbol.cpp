@@ -94,7 +94,9 @@ void assume_unseen_changes(SYMBOL& symbol) {
     symbol.flags = static_cast<uint16_t>(symbol.flags | CQ_UNKNOWN | (file_local ? 0 : CQ_EXPOSED));
 }
 
-SYMBOL* new_temporary(char letter, TYPE* type, long number) {
+namespace {
+
+SYMBOL* new_own_symbol(SYMBOL_LIST& list, char letter, TYPE* type, long number) {
     if (number < 0) number = function_symbols.temporary++;
     char name[32];
     snprintf(name, sizeof name, "%c$%ld", letter, number);
@@ -107,8 +109,21 @@ SYMBOL* new_temporary(char letter, TYPE* type, long number) {
     SYMBOL* symbol = make_symbol(fields, true);
     symbol->level = 2;
     symbol->serial = function_symbols.serial++;
-    append(function_symbols.temporaries, symbol);
+    append(list, symbol);
     return symbol;
+}
+
+} // namespace
+
+SYMBOL* new_temporary(char letter, TYPE* type, long number) {
+    return new_own_symbol(function_symbols.temporaries, letter, type, number);
+}
+
+SYMBOL* new_split(char letter, const SYMBOL* origin) {
+    SYMBOL* split = new_own_symbol(function_symbols.splits, letter, origin->type, -1);
+    split->declared_type = origin->declared_type;
+    split->position = origin->position;
+    return split;
 }
 
 void end_symbol_scope(SYMBOL* symbol, const POSITION& end) { symbol->scope_end = end; }

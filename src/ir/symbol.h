@@ -175,6 +175,9 @@ void assume_unseen_changes(SYMBOL& symbol);
 // Makes a temporary of the current function, named "<letter>$<number>". `number` below 0 takes the
 // function's next number.
 SYMBOL* new_temporary(char letter, TYPE* type, long number);
+// The same on the list of splits, with the function's next number: a variable that takes over a part of the
+// life or of the values of `origin`, whose type and position it has.
+SYMBOL* new_split(char letter, const SYMBOL* origin);
 
 // Notes that the current function takes the symbol's address, and forgets all such notes, those about symbols
 // of the file as well.

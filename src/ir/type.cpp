@@ -578,6 +578,34 @@ TYPE* TYPE_PKG::void_type() {
 TYPE* TYPE_PKG::int_type() { return own_basic(TR_INT, false, INT_BYTES); }
 TYPE* TYPE_PKG::unsigned_int_type() { return own_basic(TR_INT, true, INT_BYTES); }
 
+namespace {
+
+struct TARGET_SCALAR {
+    uint8_t record_kind;
+    uint32_t size;
+    uint32_t align;
+};
+constexpr TARGET_SCALAR TARGET_SCALARS[] = {{TR_CHAR, 1, 1},
+                                            {TR_SHORT, 2, 2},
+                                            {TR_INT, INT_BYTES, INT_BYTES},
+                                            {TR_LONG, 4, 4},
+                                            {TR_LONG_LONG, 8, 8},
+                                            {TR_FLOAT, 4, 4},
+                                            {TR_DOUBLE, 8, 8},
+                                            {TR_LONG_DOUBLE, 8, 8},
+                                            {TR_BOOL, 1, 1},
+                                            {TR_WCHAR, 4, 4},
+                                            {TR_POINTER, POINTER_BYTES, POINTER_BYTES}};
+
+} // namespace
+
+void TYPE_PKG::find_target_limits() {
+    for (const TARGET_SCALAR& scalar : TARGET_SCALARS) {
+        largest_scalar_size_ = std::max(largest_scalar_size_, scalar.size);
+        largest_scalar_align_ = std::max(largest_scalar_align_, scalar.align);
+    }
+}
+
 bool TYPE_PKG::int_holds_pointer() const {
     const TYPE* known = known_basic(TR_INT, false);
     return (known ? known->size : INT_BYTES) == POINTER_BYTES;

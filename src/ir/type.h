@@ -192,6 +192,12 @@ public:
     // An int is as large as a pointer. The file's own int counts when it has one.
     bool int_holds_pointer() const;
 
+    // The largest size and the largest alignment of the target's scalar types, in bytes: what a register, a
+    // temporary or a slot of any kind must hold. At the start of the run; 0 before.
+    void find_target_limits();
+    uint32_t largest_scalar_size() const { return largest_scalar_size_; }
+    uint32_t largest_scalar_align() const { return largest_scalar_align_; }
+
     TYPE_RECORD* first_record() const { return first_; }
     const TP_ALLOC& allocation() const { return allocation_; }
     // The largest number that a file of `bytes` bytes may use; a larger one is refused, so that a table
@@ -199,6 +205,8 @@ public:
     void set_number_limit(uint64_t limit) { number_limit_ = limit; }
 
 private:
+    uint32_t largest_scalar_size_ = 0;
+    uint32_t largest_scalar_align_ = 0;
     TYPE_RECORD* append_record(TYPE* owner, uint8_t record_kind, const TYPE_FIELD* fields);
     TYPE* new_type(uint64_t number, uint8_t record_kind, const TYPE_FIELD* fields);
     TYPE* intern_basic(const TYPE& draft, uint64_t number);

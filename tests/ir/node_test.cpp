@@ -19,6 +19,18 @@ TEST_F(Node, SizeComesFromTheTypeButForConstants) {
     EXPECT_EQ(choice->op_size(), 17);
 }
 
+TEST_F(Node, SizeFollowsAnotherType) {
+    NODE* sum = binary(OP_PLUS, number(1), number(2));
+    set_type(sum, double_type);
+    EXPECT_TRUE(sum->type == double_type && sum->size == 8);
+    set_type(sum->left, double_type);
+    EXPECT_EQ(sum->left->size, -1);
+    NODE* choice = new_node(OP_SWITCH, void_type); // its number stands there
+    choice->set_switch(12);
+    set_type(choice, int_type);
+    EXPECT_EQ(choice->size, 12);
+}
+
 TEST_F(Node, LivesInTheZoneThatTheFactoryNames) {
     EXPECT_TRUE(in_zone(new_node(OP_NOP, void_type)));
     node_factory.local = false;

@@ -90,6 +90,10 @@ TEST_F(Symbol, Temporaries) {
                 temporary->level == 2);
     EXPECT_STREQ(new_temporary('C', int_type, -1)->name, "C$0");
     EXPECT_STREQ(new_temporary('T', int_type, -1)->name, "T$1");
+    const SYMBOL* origin = symbol("n", types.make_qualified(int_type, Q_CONST));
+    const SYMBOL* split = new_split('S', origin);
+    EXPECT_STREQ(split->name, "S$2");
+    EXPECT_TRUE(split->type == origin->type && split->level == 2 && function_symbols.splits.last == split);
     clear_function_symbols();
     EXPECT_STREQ(new_temporary('T', int_type, -1)->name, "T$0");
 }

@@ -189,6 +189,11 @@ TEST_F(Type, ATypeIsSoundFromTheStart) {
 }
 
 // A table that is searched would take minutes.
+TEST_F(Type, TheLargestScalarsOfTheTargetAreThoseOf64Bits) {
+    types.find_target_limits();
+    EXPECT_TRUE(types.largest_scalar_size() == 8 && types.largest_scalar_align() == 8);
+}
+
 TEST_F(Type, ManyTypes) {
     types.set_number_limit(100); // of the numbers that a file gives, not of what is made
     TYPE* last = int_type;
