@@ -1,6 +1,8 @@
 // Preparing the statements of a function; see statements.h.
 //
-//   1. Each statement goes through the tree simplifier; what has no effects left is dropped, and of an
+//   1. What an lvalue evaluates before it names its object is taken out of it, so that the passes see which
+//      variable is assigned: (e, v) = x becomes e; v = x, and &(e, v) becomes e, &v.
+//      Each statement goes through the tree simplifier; what has no effects left is dropped, and of an
 //      expression only its effects stay.
 //   2. Behind a call of a function that never returns stands a comment that says so, for whoever reads the
 //      code.
@@ -39,6 +41,59 @@ bool is_expression(const NODE* tree) {
     return kind == OPCODE_CLASS::VALUE || kind == OPCODE_CLASS::COMMUTES;
 }
 
+bool has_object(const NODE* node) {
+    if (takes_address(node) || node->op == OP_STDOT) return true;
+    return opcode_arity(node->op) > 0 && opcode_fact(node->op).kind == OPCODE_CLASS::ASSIGNS;
+}
+
+// (e, v) op x becomes e, v op x; what has come in front of the operator counts for the one above it.
+void take_commas_out(NODE** place) {
+    NODE* node = *place;
+    while (has_object(node) && node->left && node->left->op == OP_COMMAOP) {
+        if (!change(SITE_comma_in_lvalue, "{}", node)) return;
+        NODE* comma = node->left;
+        node->left = comma->right;
+        comma->right = node;
+        set_type(comma, node->type);
+        *place = comma;
+        place = &comma->right;
+    }
+}
+
+// True when something was taken out of an lvalue of the tree.
+bool take_commas_out_of_lvalues(NODE*& tree) {
+    const auto is_behind_comma = [](const NODE* node) {
+        return has_object(node) && node->left && node->left->op == OP_COMMAOP;
+    };
+    const bool has_commas =
+        any_node(tree, [](const NODE* node) { return node->op == OP_COMMAOP; }); // most trees have none
+    if (!has_commas) return false;
+    std::vector<NODE**> places{&tree};
+    for_each_node(tree, [&](NODE* node) {
+        if (node->left) places.push_back(&node->left);
+        if (node->right) places.push_back(&node->right);
+    });
+    bool taken = false;
+    // Operands come first. Each place stands behind that of the node it lies in.
+    for (size_t i = places.size(); i-- > 0;) {
+        if (!is_behind_comma(*places[i])) continue;
+        take_commas_out(places[i]);
+        taken = true;
+    }
+    return taken;
+}
+
+// What was taken out of the operator at the top is a statement of its own; it stands before, which is behind
+// it in the list.
+void split_statement(STMT* cell) {
+    while (cell->tree->op == OP_COMMAOP) {
+        NODE* comma = cell->tree;
+        cell->next = new_stmt(comma->left, cell->position, cell->next);
+        cell->tree = comma->right;
+        erase_node(comma);
+    }
+}
+
 // The normal form of a statement; null when nothing is left of it.
 NODE* prepared(NODE* tree) {
     tree = simplify_tree(tree);
@@ -53,6 +108,8 @@ void prepare_each() {
         const bool is_tree =
             cell->tree->op != OP_LABELDEF && cell->tree->op != OP_ASM && cell->tree->op != OP_PPRAGMA;
         stand_at(0, cell->position.line);
+        const bool is_comma = cell->tree->op == OP_COMMAOP;
+        if (is_tree && take_commas_out_of_lvalues(cell->tree) && !is_comma) split_statement(cell);
         NODE* tree = is_tree ? prepared(cell->tree) : cell->tree;
         if (!tree) {
             *place = cell->next;
@@ -180,8 +237,7 @@ void narrow_node(NARROWER& narrower, NODE* node) {
     if (!narrow || (node->op != OP_ASG && node->type == narrow)) return;
     NODE* inner = nullptr;
     if (node->op == OP_ASG) {
-        node->left->type = narrow;
-        node->left->size = static_cast<int32_t>(narrow->size);
+        set_type(node->left, narrow);
         inner = new_binary(OP_ASG, narrow, node->left, new_unary(OP_SCONV, narrow, node->right));
     } else {
         inner = new_name(node->symbol(), narrow);

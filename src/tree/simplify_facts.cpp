@@ -244,7 +244,7 @@ NODE* as_pointer(NODE* value, TYPE* type) {
     if (!type_is_pointer(value->type)) return inner_unary(OP_PCONV, type, value);
     if (type_compatible(type_target(value->type), type_target(type))) return value;
     if (is_fresh_address(value) || is_icon(value)) {
-        value->type = type;
+        set_type(value, type);
         return value;
     }
     return inner_unary(OP_PCONV, type, value);
