@@ -55,7 +55,7 @@ void register_local(bitvec* v) {
     if (!push_pointer(local_bitvecs, v)) out_of_memory("ZALLOC", sizeof *v);
     ZONE_STATISTICS& statistics = zone_statistics();
     statistics.local_bitvecs++;
-    statistics.local_bitvec_bits += int32_t(v->n_bits);
+    statistics.local_bitvec_bits += v->n_bits;
     statistics.max_bitvec_bits = std::max(statistics.max_bitvec_bits, int32_t(v->n_bits));
 }
 

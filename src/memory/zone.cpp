@@ -247,7 +247,7 @@ void report_zone_statistics() {
     trace("%10ld CALLS FOR LOCAL ALLOCATION\n", statistics.local_calls);
     trace("%10ld MAX CALLS FOR LOCAL ALLOCATION\n", statistics.max_local_calls);
     trace("%10d LOCAL BITVECS ALLOCATED\n", statistics.local_bitvecs);
-    trace("%10d BITS IN LOCAL BITVECS\n", statistics.local_bitvec_bits);
+    trace("%10lld BITS IN LOCAL BITVECS\n", static_cast<long long>(statistics.local_bitvec_bits));
     trace("%10d MAX BITVEC ALLOCATED\n", statistics.max_bitvec_bits);
     if (zone.histogram_on) report_histogram();
 }

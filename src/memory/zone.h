@@ -56,7 +56,7 @@ struct ZONE_STATISTICS {
     int64_t local_calls = 0;       // requests in the local zone since the last release
     int64_t max_local_calls = 0;   // the greatest `local_calls` of a release
     int32_t local_bitvecs = 0;     // local bit vectors made
-    int32_t local_bitvec_bits = 0; // the sum of their sizes
+    int64_t local_bitvec_bits = 0; // the sum of their sizes
     int32_t max_bitvec_bits = 0;   // the size of the largest
 };
 
