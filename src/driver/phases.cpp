@@ -67,28 +67,28 @@ void announce_phase_2() {
     printf("%s Pass 2\n", TOOL_NAME);
 }
 
-void optimize_wanted_functions(const std::vector<FUNINFO*>& order) {
+void optimize_wanted_functions(const std::vector<FUNINFO*>& order, OPTIMIZE_FUNCTION optimize) {
     for (FUNINFO* info : order)
-        if (!(info->flags & (FUN_is_processed | FUN_is_suppressed))) optimize_function(info);
+        if (!(info->flags & (FUN_is_processed | FUN_is_suppressed))) optimize(info);
 }
 
 bool can_stay_suppressed(const FUNINFO& info) {
     return (info.flags & FUN_is_suppressed) && !(info.flags & FUN_cannot_suppress);
 }
 
-void unsuppress(FUNINFO* info) {
+void unsuppress(FUNINFO* info, OPTIMIZE_FUNCTION optimize) {
     if (settings.optimization_level >= 3) trace("\n!!! %s() must be unsuppressed !!!\n\n", info->name);
     info->flags &= ~uint32_t{FUN_is_suppressed};
-    optimize_function(info);
+    optimize(info);
 }
 
 // A function may come to need another one that was thought to be needless, and that one a third.
-void optimize_unsuppressed_functions(const std::vector<FUNINFO*>& order) {
+void optimize_unsuppressed_functions(const std::vector<FUNINFO*>& order, OPTIMIZE_FUNCTION optimize) {
     for (bool found = true; found;) {
         found = false;
         for (FUNINFO* info : order) {
             if ((info->flags & FUN_is_processed) || can_stay_suppressed(*info)) continue;
-            unsuppress(info);
+            unsuppress(info, optimize);
             found = true;
         }
     }
@@ -133,6 +133,11 @@ void optimize_function(FUNINFO* info) {
     release_function_storage();
 }
 
+void optimize_functions(const std::vector<FUNINFO*>& order, OPTIMIZE_FUNCTION optimize) {
+    optimize_wanted_functions(order, optimize);
+    optimize_unsuppressed_functions(order, optimize);
+}
+
 void optimize_file() {
     read_input();
     analyse_file();
@@ -142,9 +147,7 @@ void optimize_file() {
 
     declare_file_symbols();
     announce_phase_2();
-    const std::vector<FUNINFO*> order = function_order();
-    optimize_wanted_functions(order);
-    optimize_unsuppressed_functions(order);
+    optimize_functions(function_order(), optimize_function);
     call_point(CALL_POINT::INLINED_REFERENCES);
     write_global_definitions();
     print_statistics();

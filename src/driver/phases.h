@@ -18,6 +18,12 @@ void optimize_file();
 // Reads one function, runs the pipeline on it and releases its storage.
 void optimize_function(FUNINFO* info);
 
+// The order in which phase 2 takes functions: first those that are not suppressed, then, in sweeps until one
+// finds nothing, those that must not stay so. `optimize` is optimize_function but in tests; it marks what it
+// did as processed.
+using OPTIMIZE_FUNCTION = void (*)(FUNINFO* info);
+void optimize_functions(const std::vector<FUNINFO*>& order, OPTIMIZE_FUNCTION optimize);
+
 // The functions of the call graph in the order in which Pass 1.5 and phase 2 visit them: from level 3 on
 // callees before callers, which is the call graph's list reversed; below that the order of their
 // declarations.

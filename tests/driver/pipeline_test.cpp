@@ -79,6 +79,38 @@ TEST_F(Pipeline, FunctionsOfOneOrderKeyKeepTheirPlaces) {
     EXPECT_EQ(function_order(), (ORDER{&infos[3], &infos[2], &infos[1], &infos[0]}));
 }
 
+FUNINFO* needed_later[2]; // suppressed ones that the functions before them turn out to need
+std::string visits;
+
+void visit_function(FUNINFO* info) {
+    visits += info->name;
+    info->flags |= FUN_is_processed;
+    if (*info->name == 'c') needed_later[0]->flags |= FUN_cannot_suppress;
+    if (info == needed_later[0]) needed_later[1]->flags |= FUN_cannot_suppress;
+}
+
+// `c` needs `b`, which stands before it and needs `a`: each takes a sweep of its own. `d` stays suppressed,
+// `e` cannot, `f` was done before.
+TEST_F(Pipeline, SuppressedFunctionsAreTakenWhenTheyTurnOutToBeNeeded) {
+    FUNINFO infos[6] = {};
+    const char* const names[] = {"a", "b", "c", "d", "e", "f"};
+    const uint32_t flags[] = {
+        FUN_is_suppressed, FUN_is_suppressed, 0, FUN_is_suppressed, FUN_is_suppressed | FUN_cannot_suppress,
+        FUN_is_processed};
+    std::vector<FUNINFO*> order;
+    for (size_t i = 0; i < 6; ++i) {
+        infos[i].name = names[i];
+        infos[i].flags = flags[i];
+        order.push_back(&infos[i]);
+    }
+    needed_later[0] = &infos[1];
+    needed_later[1] = &infos[0];
+    visits.clear();
+    optimize_functions(order, visit_function);
+    EXPECT_EQ(visits, "cbea");
+    EXPECT_TRUE(infos[3].flags == FUN_is_suppressed && !(infos[4].flags & FUN_is_suppressed));
+}
+
 TEST_F(Pipeline, TheModeOfTheFileCountsFromLevel3On) {
     const auto switches = [](int32_t level, int32_t mode) {
         settings.optimization_level = level;
