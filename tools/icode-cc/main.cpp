@@ -31,6 +31,7 @@
 
 #include "assembly.h"
 #include "body.h"
+#include "common/same_file.h"
 #include "objects.h"
 
 namespace pelorus {
@@ -203,6 +204,18 @@ bool is_wanted_target(const CompilerInstance& compiler) {
     return triple.isARM() || triple.isThumb();
 }
 
+// The dependency file, too, must not be the source.
+bool spares_input(const CompilerInstance& compiler, const COMMAND& command) {
+    const std::string source = compiler.getFrontendOpts().Inputs[0].getFile().str();
+    const std::string dependencies = compiler.getDependencyOutputOpts().OutputFile;
+    for (const std::string& output : {std::string(command.output ? command.output : ""), dependencies}) {
+        if (!is_same_file(source, output)) continue;
+        fprintf(stderr, "icode-cc: %s is the input\n", output.c_str());
+        return false;
+    }
+    return true;
+}
+
 // Runs the conversion; false after a message.
 bool convert(CompilerInstance& compiler, const COMMAND& command) {
     if (!command.output) {
@@ -235,6 +248,7 @@ int run_compiler(const COMMAND& command) {
         fprintf(stderr, "icode-cc: one C file for 32-bit ARM is wanted\n");
         return 1;
     }
+    if (!spares_input(compiler, command)) return 1;
     if (command.preprocesses) return ExecuteCompilerInvocation(&compiler) ? 0 : 1;
     if (compiler.getFrontendOpts().Inputs[0].getKind().getLanguage() != Language::C) {
         fprintf(stderr, "icode-cc: the input is not C\n");

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/same_file.h"
 #include "common/whole_file.h"
 #include "translate.h"
 
@@ -73,6 +74,10 @@ void translate(const OPTIONS& options) {
     FILE* stream = fopen(options.input, "rb");
     if (!stream) {
         perror(options.input);
+        exit(1);
+    }
+    if (is_same_file(options.input, options.output)) {
+        fprintf(stderr, "icode-llvm: %s is the input\n", options.output);
         exit(1);
     }
     const std::string text = translate_unit(stream, options.input, options.pic);

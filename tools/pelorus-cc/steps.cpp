@@ -9,9 +9,12 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 
+#include "common/same_file.h"
 #include "process.h"
 
 namespace pelorus {
@@ -56,12 +59,30 @@ void report_time(const COMMAND& command, const WORDS& words, double seconds, con
     fclose(report);
 }
 
+// Some steps do not name the file that they cannot write. None may write over a file that the command names.
+bool can_write(const COMMAND& command, const std::string& output) {
+    if (output.empty()) return true;
+    for (const INPUT& input : command.inputs) {
+        if (input.kind == INPUT_KIND::LINKER_WORD || !is_same_file(input.text, output)) continue;
+        fprintf(stderr, "pelorus-cc: error: the output '%s' is an input\n", output.c_str());
+        return false;
+    }
+    const std::string folder = output.substr(0, output.rfind('/') + 1);
+    const bool is_there = access(output.c_str(), F_OK) == 0;
+    const int problem =
+        is_there ? access(output.c_str(), W_OK) : access(folder.empty() ? "." : folder.c_str(), W_OK);
+    if (problem == 0) return true;
+    fprintf(stderr, "pelorus-cc: error: cannot write '%s': %s\n", output.c_str(), strerror(errno));
+    return false;
+}
+
 // Runs one step; true when it succeeded. `source` is the file that the work began with, `output` the file
 // that the step writes; both may be "".
 bool run_step(const COMMAND& command, const WORDS& words, const std::string& source,
               const std::string& output) {
     if (command.show || command.verbose) print_step(words);
     if (command.show) return true;
+    if (!can_write(command, output)) return false;
     double seconds = 0;
     int status = run_program(words, "", &seconds);
     if (!command.time_report.empty()) report_time(command, words, seconds, source, output);
@@ -118,6 +139,25 @@ bool compile(CHAIN& chain) {
     return run_step(chain.command, words, chain.input.text, output);
 }
 
+// The trace and the information file that the optimizer may write beside its temporary input are wanted beside
+// the output.
+void keep_listings(const CHAIN& chain) {
+    const COMMAND& command = chain.command;
+    const bool named = command.stop != STOP::LINKED && !command.output.empty();
+    const std::string name = command.output.substr(0, command.output.rfind('/') + 1) +
+                             base_name(named ? command.output : chain.input.text);
+    for (const std::string extension : {".odb", ".nfo"}) {
+        std::error_code error;
+        const std::string made = with_extension(chain.file, extension);
+        if (!std::filesystem::exists(made, error) || !can_write(command, name + extension)) continue;
+        std::filesystem::copy_file(made, name + extension, std::filesystem::copy_options::overwrite_existing,
+                                   error);
+        if (error)
+            fprintf(stderr, "pelorus-cc: warning: cannot write '%s%s': %s\n", name.c_str(), extension.c_str(),
+                    error.message().c_str());
+    }
+}
+
 bool optimize(CHAIN& chain) {
     const COMMAND& command = chain.command;
     std::string output =
@@ -126,8 +166,11 @@ bool optimize(CHAIN& chain) {
     if (!command.code_size.empty()) words.push_back(command.code_size);
     append(words, command.optimizer);
     append(words, {chain.file, output});
+    const bool done = run_step(command, words, chain.input.text, output);
+    if (!command.show && command.stop != STOP::ICODE && chain.input.kind != INPUT_KIND::ICODE)
+        keep_listings(chain);
     chain.file = output;
-    return run_step(command, words, chain.input.text, output);
+    return done;
 }
 
 bool translate(CHAIN& chain) {

@@ -2,7 +2,8 @@
 # pelorus-cc as makefiles and configure scripts use it.
 # Usage: driver.sh BIN-DIRECTORY
 set -eu
-cc=$(cd "$1" && pwd)/pelorus-cc
+bin=$(cd "$1" && pwd)
+cc=$bin/pelorus-cc
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -83,6 +84,30 @@ for words in "-c bad.c -o bad.o" "-V" "-qversion" "nowhere.c" "-c main.c sub/twi
     [ "$status" = 1 ] && [ -s messages ] && [ ! -e bad.o ] || fail "$words: status $status"
 done
 [ -z "$(ls tmp)" ] || fail "temporary files are left after failures"
+
+# Nothing writes over an input, whatever links lead to it, and what cannot be written is named.
+cp sub/twice.c source.c
+ln -s source.c link.o
+ln source.c hard.o
+for output in source.c ./source.c link.o hard.o; do
+    "$cc" -c source.c -o $output 2>messages && fail "-c source.c -o $output"
+    grep -q "$output" messages || fail "-o $output is not named: $(cat messages)"
+    "$bin/icode-cc" source.c -o $output 2>messages && fail "icode-cc source.c -o $output"
+    "$bin/icode-cc" -E source.c -o $output 2>messages && fail "icode-cc -E source.c -o $output"
+    "$bin/icode-cc" -MD -MF $output source.c -o x.if 2>messages && fail "icode-cc -MF $output source.c"
+done
+"$cc" -E source.c -o source.c 2>messages && fail "-E source.c -o source.c"
+cmp -s sub/twice.c source.c || fail "a source was written over"
+for words in "source.c" "-c source.c" "-S source.c" "--icode source.c"; do
+    "$cc" $words -o nowhere/x 2>messages && fail "$words -o nowhere/x"
+    grep -q nowhere/x messages || fail "$words: nowhere/x is not named: $(cat messages)"
+done
+"$bin/icode-cc" nowhere.c -o x.if 2>messages && fail "icode-cc nowhere.c"
+grep -q nowhere.c messages || fail "icode-cc does not name nowhere.c"
+
+# The trace and the information file lie beside the output.
+"$cc" -O3 -Xpelorus --trace -c source.c -o sub/traced.o >messages && [ -s sub/traced.odb ] && [ -s sub/traced.nfo ] || fail "-Xpelorus --trace -c"
+"$cc" -Iinc '-DNAME="x"' -Xpelorus --trace main.c sub/twice.c -DONE=1 plus.S -o sub/all >messages && [ -s sub/main.odb ] && [ -s sub/twice.odb ] || fail "-Xpelorus --trace"
 
 # An unmodified makefile with built-in rules.
 cat >Makefile <<'M'
