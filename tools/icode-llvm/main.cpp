@@ -1,6 +1,6 @@
 // icode-llvm: translates an icode file to LLVM IR text for llc 19.
 //
-//     icode-llvm input.if [-o output.ll] [--pic]
+//     icode-llvm input.if [-o output.ll] [options for the code]
 //
 // The translation is plain: a variable is a stack slot, arithmetic wraps around, and nothing is promised to
 // the code generator that icode does not promise. So what a program costs is what the optimizer before made
@@ -29,18 +29,47 @@ constexpr size_t STACK_BYTES = size_t(1) << 29;
 struct OPTIONS {
     const char* input = nullptr;
     const char* output = "-"; // the standard output
-    bool pic = false;         // code for a shared library
+    CODE code{};
 };
 
 const char usage[] =
-    "Usage: icode-llvm INPUT [-o OUTPUT] [--pic]\n"
+    "Usage: icode-llvm INPUT [-o OUTPUT] [options]\n"
     "Translates an icode file to LLVM IR text.\n"
     "  -o OUTPUT   the file to write; the standard output without it\n"
-    "  --pic       for a shared library: exported symbols may be replaced by other modules\n";
+    "  --pic       for a shared library: exported symbols may be replaced by other modules\n"
+    "  --thumb     code in the Thumb state\n"
+    "  --no-builtins, --null-pointer-valid, --unwind-tables, --frame-pointer, --strict-alignment\n"
+    "  --stack-protector=ssp, sspstrong or sspreq: LLVM's guards on the stack\n";
 
 [[noreturn]] void wrong_usage(const char* problem, const char* word) {
     fprintf(stderr, "icode-llvm: %s%s\n%s", problem, word, usage);
     exit(1);
+}
+
+struct CODE_OPTION {
+    const char* word;
+    bool CODE::* member;
+};
+constexpr CODE_OPTION CODE_OPTIONS[] = {
+    {"--pic", &CODE::interposable},
+    {"--thumb", &CODE::thumb},
+    {"--no-builtins", &CODE::no_builtins},
+    {"--null-pointer-valid", &CODE::null_is_valid},
+    {"--unwind-tables", &CODE::unwind_tables},
+    {"--frame-pointer", &CODE::frame_pointer},
+    {"--strict-alignment", &CODE::strict_alignment},
+};
+
+// False for a word that is no option for the code.
+bool read_code_option(const char* word, CODE& code) {
+    for (const char* protector : {"ssp", "sspstrong", "sspreq"})
+        if (!strncmp(word, "--stack-protector=", 18) && !strcmp(word + 18, protector)) {
+            code.protector = protector;
+            return true;
+        }
+    for (const CODE_OPTION& option : CODE_OPTIONS)
+        if (!strcmp(word, option.word)) return code.*option.member = true;
+    return false;
 }
 
 OPTIONS read_options(int argc, char** argv) {
@@ -55,9 +84,8 @@ OPTIONS read_options(int argc, char** argv) {
             puts("icode-llvm " PELORUS_VERSION);
             exit(0);
         }
-        if (!strcmp(word, "--pic"))
-            options.pic = true;
-        else if (!strcmp(word, "-o") && i + 1 < argc)
+        if (read_code_option(word, options.code)) continue;
+        if (!strcmp(word, "-o") && i + 1 < argc)
             options.output = argv[++i];
         else if (word[0] == '-')
             wrong_usage("unknown option ", word);
@@ -80,7 +108,7 @@ void translate(const OPTIONS& options) {
         fprintf(stderr, "icode-llvm: %s is the input\n", options.output);
         exit(1);
     }
-    const std::string text = translate_unit(stream, options.input, options.pic);
+    const std::string text = translate_unit(stream, options.input, options.code);
     if (!write_file_bytes("icode-llvm", options.output, text)) exit(1);
 }
 

@@ -13,12 +13,23 @@ namespace {
 
 // What clang's compilations for the triple ask of the code generator, so that both get the same instructions.
 constexpr const char* DATA_LAYOUT = "e-m:e-p:32:32-Fi8-i64:64-v128:64:128-a:0:32-n32-S64";
-constexpr const char* TRIPLE = "armv7-unknown-linux-gnueabihf";
-constexpr const char* FUNCTION_ATTRIBUTES =
-    "nounwind \"frame-pointer\"=\"none\" \"no-trapping-math\"=\"true\" \"stack-protector-buffer-size\"=\"8\" "
-    "\"target-cpu\"=\"generic\" \"target-features\"=\"+armv7-a,+dsp,+fp64,+vfp2,+vfp2sp,+vfp3d16,+vfp3d16sp,"
-    "-aes,-d32,-fp-armv8,-fp-armv8d16,-fp-armv8d16sp,-fp-armv8sp,-fp16,-fp16fml,-fullfp16,-neon,-sha2,"
-    "-thumb-mode,-vfp3,-vfp3sp,-vfp4,-vfp4d16,-vfp4d16sp,-vfp4sp\"";
+constexpr const char* TRIPLE = "v7-unknown-linux-gnueabihf"; // behind "arm" or "thumb"
+constexpr const char* FEATURES =
+    "+armv7-a,+dsp,+fp64,+vfp2,+vfp2sp,+vfp3d16,+vfp3d16sp,-aes,-d32,-fp-armv8,-fp-armv8d16,-fp-armv8d16sp,"
+    "-fp-armv8sp,-fp16,-fp16fml,-fullfp16,-neon,-sha2,-vfp3,-vfp3sp,-vfp4,-vfp4d16,-vfp4d16sp,-vfp4sp";
+
+std::string function_attributes(const CODE& code) {
+    std::string text = code.unwind_tables ? "uwtable" : "nounwind";
+    put(text, " \"frame-pointer\"=\"", code.frame_pointer ? "all" : "none",
+        "\" \"no-trapping-math\"=\"true\"");
+    put(text, " \"stack-protector-buffer-size\"=\"8\" \"target-cpu\"=\"generic\" \"target-features\"=\"");
+    put(text, FEATURES, code.strict_alignment ? ",+strict-align" : "", code.thumb ? ",+" : ",-",
+        "thumb-mode\"");
+    if (code.no_builtins) put(text, " \"no-builtins\"");
+    if (code.null_is_valid) put(text, " null_pointer_is_valid");
+    if (code.protector) put(text, " ", code.protector);
+    return text;
+}
 
 bool is_name_character(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
@@ -150,7 +161,7 @@ std::string section_text(const SYMBOL* symbol, const char* separator) {
 std::string linkage_text(const MODULE& module, const SYMBOL* symbol) {
     if (is_internal(symbol)) return "internal ";
     std::string text = symbol->flags & (SF_WEAK | SF_COMMON) ? "weak " : "";
-    return module.interposable ? text : text.append("dso_local ");
+    return module.code.interposable ? text : text.append("dso_local ");
 }
 
 void write_file_assembly(MODULE& module, const char* text) {
@@ -167,11 +178,12 @@ void write_file_assembly(MODULE& module, const char* text) {
 std::string module_text(const MODULE& module) {
     std::string text = "source_filename = \"";
     put_escaped(text, module.source_name);
-    put(text, "\"\ntarget datalayout = \"", DATA_LAYOUT, "\"\ntarget triple = \"", TRIPLE, "\"\n\n");
+    put(text, "\"\ntarget datalayout = \"", DATA_LAYOUT, "\"\ntarget triple = \"");
+    put(text, module.code.thumb ? "thumb" : "arm", TRIPLE, "\"\n\n");
     put(text, module.assembly, module.strings, module.globals, "\n", module.functions, module.declarations);
-    put(text, "\nattributes #0 = { ", FUNCTION_ATTRIBUTES, " }\n");
+    put(text, "\nattributes #0 = { ", function_attributes(module.code), " }\n");
     put(text, "attributes #1 = { returns_twice }\nattributes #2 = { noreturn }\n\n");
-    put(text, "!llvm.module.flags = !{!0, !1, !2", module.interposable ? "" : ", !3", "}\n");
+    put(text, "!llvm.module.flags = !{!0, !1, !2", module.code.interposable ? "" : ", !3", "}\n");
     put(text, "!0 = !{i32 1, !\"wchar_size\", i32 4}\n!1 = !{i32 1, !\"min_enum_size\", i32 4}\n");
     put(text, "!2 = !{i32 8, !\"PIC Level\", i32 2}\n!3 = !{i32 7, !\"PIE Level\", i32 2}\n");
     return text;

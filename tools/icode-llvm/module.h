@@ -16,16 +16,28 @@
 
 namespace pelorus {
 
+// What the code is made for.
+struct CODE {
+    bool interposable = false;       // for a shared library: another module may replace what this one exports
+    bool thumb = false;              // in the Thumb state
+    bool no_builtins = false;        // the library's names mean nothing special
+    bool null_is_valid = false;      // there may be an object at address 0
+    bool unwind_tables = false;      // exceptions of other languages may pass through
+    bool frame_pointer = false;      // in every function
+    bool strict_alignment = false;   // the processor traps accesses that are not aligned
+    const char* protector = nullptr; // LLVM's attribute for guards on the stack
+};
+
 struct MODULE {
     std::string input_name;    // the icode file
     std::string source_name;   // the C file
     std::string function_name; // being translated; empty between functions
-    bool interposable = false; // for a shared library: another module may replace what this one exports
-    std::string assembly;      // module asm lines
-    std::string functions;     // definitions
-    std::string strings;       // string literals
-    std::string globals;       // variables, aliases, lists of constructors
-    std::string declarations;  // functions and intrinsics of other modules
+    CODE code{};
+    std::string assembly;     // module asm lines
+    std::string functions;    // definitions
+    std::string strings;      // string literals
+    std::string globals;      // variables, aliases, lists of constructors
+    std::string declarations; // functions and intrinsics of other modules
 
     const std::vector<SYMBOL*>* symbols = nullptr; // the file's global symbols; set before the first function
     std::unordered_map<const SYMBOL*, std::string> names;     // "@name", once named

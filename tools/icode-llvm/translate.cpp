@@ -40,11 +40,11 @@ void file_assembly(void* context, int kind, const char* text, const POSITION&) {
 
 } // namespace
 
-std::string translate_unit(FILE* stream, const char* name, bool interposable) {
+std::string translate_unit(FILE* stream, const char* name, const CODE& code) {
     TRANSLATION translation;
     MODULE& module = translation.module;
     module.input_name = name;
-    module.interposable = interposable;
+    module.code = code;
     UNIT_CLIENT unit = {function_read, file_assembly, nullptr, &translation};
     translation.reader = open_icode(stream, name, unit_icode_client(unit));
     if (!translation.reader) refuse(module, "not an icode file");

@@ -2,6 +2,7 @@
 #include "command.h"
 
 #include <cstring>
+#include <map>
 #include <string_view>
 
 namespace pelorus {
@@ -43,16 +44,26 @@ enum class USE {
     NO_PIC,
     CODE_GENERATOR,
     ASSEMBLER,
+    CODE,
+};
+
+// What an option for the code does; see options.def.
+struct CODE_ROW {
+    CODE_GROUP group;
+    std::string_view tools, optimizer, translator;
 };
 
 struct OPTION_ROW {
     std::string_view text;
     FORM form;
     USE use;
+    CODE_ROW code{};
 };
 
 constexpr OPTION_ROW option_rows[] = {
 #define CC_OPTION(text, form, use) {text, FORM::form, USE::use},
+#define CC_CODE(text, form, group, tools, optimizer, translator)                                             \
+    {text, FORM::form, USE::CODE, {CODE_GROUP::group, tools, optimizer, translator}},
 #include "options.def"
 };
 
@@ -83,6 +94,7 @@ struct READER {
     COMMAND command;
     const LANGUAGE_ROW* language = nullptr; // of -x; null: each file's extension tells
     bool guesses_language = false;          // the standard input is read and nothing says what it is
+    std::map<CODE_GROUP, CODE_ROW> code{};  // the last of each group
 };
 
 // The option that a word is or begins with; null for none.
@@ -122,6 +134,13 @@ void read_language(READER& reader, const std::string& name) {
     if (!reader.language) reader.command.errors.push_back("language '" + name + "' is not known");
 }
 
+// An option for the code, written as `word`.
+void read_code(READER& reader, const CODE_ROW& row, const std::string& word) {
+    reader.code[row.group] = row;
+    if (row.tools.find('f') != std::string_view::npos) reader.command.front.push_back(word);
+    if (row.tools.find('a') != std::string_view::npos) reader.command.assembler.push_back(word);
+}
+
 void read_level(READER& reader, const std::string& text) {
     COMMAND& command = reader.command;
     command.code_size.clear();
@@ -130,9 +149,10 @@ void read_level(READER& reader, const std::string& text) {
         command.code_size = text == "s" ? "-Z1" : "-Z3";
     } else if (text.empty() || text == "g")
         command.level = "1";
-    else if (text == "fast")
+    else if (text == "fast") {
         command.level = "3";
-    else if (text.find_first_not_of("0123456789") == std::string::npos)
+        read_code(reader, find_option("-ffast-math")->code, "-ffast-math");
+    } else if (text.find_first_not_of("0123456789") == std::string::npos)
         command.level = text.size() == 1 && text[0] <= '4' ? text : "4";
     else
         command.errors.push_back("optimization level '-O" + text + "' is not known");
@@ -217,6 +237,7 @@ void apply(READER& reader, USE use, const std::string& word, bool separate, cons
         return;
     case USE::CODE_GENERATOR: command.code_generator.push_back("-" + word.substr(1 + strlen("f"))); return;
     case USE::ASSEMBLER: return pass_on(command.assembler, word, separate, argument);
+    case USE::CODE: return; // by read_code
     }
 }
 
@@ -235,6 +256,7 @@ void read_option(READER& reader, const std::string& word) {
         }
         argument = reader.words[reader.next++];
     }
+    if (row->use == USE::CODE) return read_code(reader, row->code, word);
     apply(reader, row->use, word, separate, argument);
 }
 
@@ -263,6 +285,12 @@ COMMAND read_command(const WORDS& words) {
             read_file(reader, word);
     }
     check_whole(reader);
+    // In front of the words that the user gives the optimizer, which count more.
+    for (const auto& [group, row] : reader.code) {
+        WORDS& optimizer = reader.command.optimizer;
+        if (!row.optimizer.empty()) optimizer.emplace(optimizer.begin(), row.optimizer);
+        if (!row.translator.empty()) reader.command.translator.emplace_back(row.translator);
+    }
     return std::move(reader.command);
 }
 

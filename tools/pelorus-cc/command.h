@@ -28,6 +28,20 @@ struct INPUT {
     std::string text; // file name, "-" for the standard input, or the word
 };
 
+// Groups of options of which the last one given counts.
+enum class CODE_GROUP {
+    TAIL_CALLS,
+    INLINING,
+    FAST_MATH,
+    BUILTINS,
+    NULL_CHECKS,
+    PROTECTOR,
+    UNWINDING,
+    FRAME,
+    STATE,
+    ALIGNMENT
+};
+
 struct COMMAND {
     STOP stop = STOP::LINKED;
     std::string output;                // "" when not given
@@ -43,6 +57,7 @@ struct COMMAND {
     std::vector<INPUT> inputs;          // files and linker words in order
     WORDS front;                        // for icode-cc
     WORDS optimizer;                    // for pelorus
+    WORDS translator;                   // for icode-llvm
     WORDS code_generator;               // for llc
     WORDS assembler;                    // for the assembler, in the form of the linker's driver
     std::string dependencies;           // "-MD", "-MMD" or ""

@@ -139,8 +139,8 @@ bool compile(CHAIN& chain) {
     return run_step(chain.command, words, chain.input.text, output);
 }
 
-// The trace and the information file that the optimizer may write beside its temporary input are wanted beside
-// the output.
+// The trace and the information file that the optimizer may write beside its temporary input are wanted
+// beside the output.
 void keep_listings(const CHAIN& chain) {
     const COMMAND& command = chain.command;
     const bool named = command.stop != STOP::LINKED && !command.output.empty();
@@ -177,6 +177,7 @@ bool translate(CHAIN& chain) {
     std::string output = temporary_file(chain, ".ll");
     WORDS words = {sibling("icode-llvm"), chain.file, "-o", output};
     if (chain.command.position_independent) words.push_back("--pic");
+    append(words, chain.command.translator);
     chain.file = output;
     return run_step(chain.command, words, chain.input.text, output);
 }

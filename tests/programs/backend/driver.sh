@@ -109,6 +109,39 @@ grep -q nowhere.c messages || fail "icode-cc does not name nowhere.c"
 "$cc" -O3 -Xpelorus --trace -c source.c -o sub/traced.o >messages && [ -s sub/traced.odb ] && [ -s sub/traced.nfo ] || fail "-Xpelorus --trace -c"
 "$cc" -Iinc '-DNAME="x"' -Xpelorus --trace main.c sub/twice.c -DONE=1 plus.S -o sub/all >messages && [ -s sub/main.odb ] && [ -s sub/twice.odb ] || fail "-Xpelorus --trace"
 
+# Options that change the code are honoured.
+cat >code.c <<'C'
+#include <string.h>
+int sum(int n, int s) { if (n) return sum(n - 1, s + n); return s; }
+void copy(int *to, int *from) { memcpy(to, from, 8); }
+int guarded(int n) { char text[40]; memset(text, n, 40); return text[n]; }
+int is_thumb =
+#ifdef __thumb__
+    1;
+#else
+    0;
+#endif
+C
+# honoured <options> <what the assembly then has>
+honoured() {
+    # shellcheck disable=SC2086
+    "$cc" -O2 $1 -S code.c -o code.s && grep -q -- "$2" code.s || fail "$1"
+}
+honoured -fno-optimize-sibling-calls 'bl	sum'
+honoured -fno-builtin 'bl	memcpy'
+honoured -fno-builtin-memcpy 'bl	memcpy'
+honoured -ffreestanding 'bl	memcpy'
+honoured -fstack-protector-strong __stack_chk_fail
+honoured -fno-omit-frame-pointer '	r11, sp'
+honoured -fexceptions '\.save'
+honoured '-marm -mthumb' '\.thumb_func'
+honoured -mthumb 'asciz	"\\001\\000'
+for words in "" "-fno-optimize-sibling-calls -foptimize-sibling-calls" "-fno-builtin -fbuiltin" "-fstack-protector -fno-stack-protector" "-mthumb -marm -march=armv7-a -mfpu=neon -mfloat-abi=hard"; do
+    # shellcheck disable=SC2086
+    "$cc" -O2 $words -S code.c -o code.s && ! grep -q '\sbl	memcpy\|\sbl	sum\|__stack_chk\|thumb_func' code.s || fail "$words is not as nothing"
+done
+"$cc" -### -ffast-math -fno-inline -Xpelorus -i3 -c code.c 2>steps && grep -q -- ' -i0 --float_reassociate -i3 \| --float_reassociate -i0 -i3 ' steps || fail "the optimizer's own options"
+
 # An unmodified makefile with built-in rules.
 cat >Makefile <<'M'
 CFLAGS = -O2 -Wall -g -pipe -Iinc -DNAME='"make"' -MMD

@@ -97,7 +97,7 @@ public:
         clear_file_symbols();
         std::string text;
         try {
-            text = translate_unit(fopen(path_, "rb"), "unit", false);
+            text = translate_unit(fopen(path_, "rb"), "unit", {});
         } catch (FatalExit) {
         }
         unlink(path_);

@@ -52,6 +52,27 @@ TEST(PelorusCc, levels) {
     EXPECT_EQ(read_command({"a.c"}).level, "1");
 }
 
+TEST(PelorusCc, the_last_option_of_a_group_wins) {
+    COMMAND command =
+        read_command({"-mthumb", "-fno-builtin-puts", "-fhosted", "-fno-inline", "-marm", "-fstack-protector",
+                      "-fstack-protector-strong", "-Xpelorus", "-i9", "a.c"});
+    EXPECT_THAT(command.errors, IsEmpty());
+    EXPECT_THAT(command.optimizer, ElementsAre("-i0", "-i9"));
+    EXPECT_THAT(command.translator, ElementsAre("--stack-protector=sspstrong"));
+    EXPECT_THAT(command.assembler, ElementsAre("-mthumb", "-marm"));
+}
+
+// What changes the code and what is refused stands in the manual.
+TEST(PelorusCc, options_of_the_manual) {
+    std::ifstream file(PELORUS_MANUAL);
+    const std::string manual(std::istreambuf_iterator<char>(file), {});
+    constexpr const char* honoured[] = {
+#define CC_CODE(text, form, group, tools, optimizer, translator) text,
+#include "options.def"
+    };
+    for (const std::string text : honoured) EXPECT_THAT(manual, testing::HasSubstr("`" + text + "`"));
+}
+
 TEST(PelorusCc, the_earliest_stop_wins) {
     EXPECT_EQ(read_command({"-E", "-c", "a.c"}).stop, STOP::PREPROCESSED);
     EXPECT_EQ(read_command({"-c", "-S", "a.c"}).stop, STOP::ASSEMBLY);
@@ -61,7 +82,8 @@ TEST(PelorusCc, the_earliest_stop_wins) {
 
 TEST(PelorusCc, what_configure_scripts_expect_to_fail) {
     for (const char* word :
-         {"-V", "-qversion", "-nonsense", "-fsanitize=address", "-mfloat-abi=soft", "x.cpp", "-o"})
+         {"-V", "-qversion", "-nonsense", "-fsanitize=address", "-mfloat-abi=soft", "x.cpp", "-o", "-ftrapv",
+          "-fsplit-stack", "-march=armv6", "-mfpu=vfp", "-mlong-calls", "-fpack-struct=1", "-fshort-enums"})
         EXPECT_EQ(read_command({word}).errors.size(), 1u) << word;
     EXPECT_EQ(read_command({"-c", "a.c", "b.c", "-o", "x"}).errors.size(), 1u);
 }
