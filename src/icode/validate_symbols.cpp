@@ -1,6 +1,7 @@
 // The validator's symbols and pragmas; see validate_state.h.
 #include <charconv>
 #include <cstring>
+#include <span>
 
 #include "icode/validate_state.h"
 #include "memory/zone.h"
@@ -20,7 +21,7 @@ struct PRAGMA_FORM {
 };
 
 constexpr PRAGMA_FORM PRAGMA_FORMS[] = {
-    {PK_ATTRIBUTE, 1, 2, ARGUMENT::TEXT},      {PK_UNROLL, 1, 1, ARGUMENT::NUMBER},
+    {PK_ATTRIBUTE, 1, 64, ARGUMENT::TEXT},     {PK_UNROLL, 1, 1, ARGUMENT::NUMBER},
     {PK_MUST_ITERATE, 1, 3, ARGUMENT::NUMBER}, {PK_PROB_ITERATE, 1, 2, ARGUMENT::NUMBER},
     {PK_OTHER, 1, 1, ARGUMENT::TEXT},          {PK_OPTIONS, 1, 1, ARGUMENT::TEXT},
 };
@@ -38,6 +39,7 @@ constexpr ATTRIBUTE_FORM ATTRIBUTE_FORMS[] = {
     {"constructor", 0, 1, ARGUMENT::NUMBER}, {"destructor", 0, 1, ARGUMENT::NUMBER},
     {"used", 0, 0, ARGUMENT::TEXT},          {"asm", 1, 1, ARGUMENT::TEXT},
     {"noinline", 0, 0, ARGUMENT::TEXT},      {"returns_twice", 0, 0, ARGUMENT::TEXT},
+    {"assembly", 1, 63, ARGUMENT::TEXT},
 };
 
 bool is_number(std::string_view text) {
@@ -207,6 +209,36 @@ void check_symbol(VALIDATOR& v, const SYMBOL* symbol, uint64_t start) {
     if (symbol->declared_type) check_symbol_type(v, symbol, start);
 }
 
+// What is wrong with the operands of a function that stands for assembly; null: nothing. The result is its
+// first output in a register, and every other operand takes an argument, the address of an object where it
+// says so.
+const char* assembly_problem(const SYMBOL* symbol, const std::vector<std::string_view>& strings) {
+    const TYPE* type = symbol->declared_type ? type_strip(symbol->declared_type) : nullptr;
+    if (!type || type->kind != TK_FUNCTION || !type->prototyped || type->variadic ||
+        symbol->storage_class != SC_EXTERN)
+        return "assembly belongs to an external function with a prototype";
+    const TYPE_PART* parameter = type->parts;
+    bool has_result = false;
+    for (std::string_view operand : std::span(strings).subspan(2)) {
+        if (operand.starts_with('~')) continue;
+        const bool in_memory = operand.find('*') < 3, is_output = operand.starts_with('=');
+        if (is_output && !in_memory && !has_result) {
+            has_result = true;
+            continue;
+        }
+        while (parameter && parameter->record_kind != TR_PARAMETER) parameter = parameter->next;
+        if (!parameter) return "an operand of the assembly has no parameter";
+        if ((is_output || in_memory) && (!parameter->type || !type_is_pointer(parameter->type)))
+            return "an operand of the assembly is no address";
+        parameter = parameter->next;
+    }
+    while (parameter && parameter->record_kind != TR_PARAMETER) parameter = parameter->next;
+    if (parameter) return "a parameter is no operand of the assembly";
+    return has_result == (!type->base || type_is_void(type->base))
+               ? "the result is no operand of the assembly"
+               : nullptr;
+}
+
 // The pragmas behind a symbol. True when one makes it an alias.
 bool validate_attached_pragmas(VALIDATOR& v, const SYMBOL* symbol, uint64_t start, int64_t count) {
     bool is_alias = false;
@@ -216,6 +248,9 @@ bool validate_attached_pragmas(VALIDATOR& v, const SYMBOL* symbol, uint64_t star
         if (!open_record(v, frame)) break;
         validate_pragma(v, frame, PLACE_OF_PRAGMA::SYMBOL);
         is_alias |= v.good && !v.strings.empty() && v.strings[0] == "alias";
+        if (v.good && v.strings.size() > 1 && v.strings[0] == "assembly")
+            if (const char* problem = assembly_problem(symbol, v.strings))
+                file_fault(v, RULE_P4, frame.start, "\"%.80s\": %s", symbol->name, problem);
         close_record(v, frame);
     }
     if (count < 0 || found != count)

@@ -80,6 +80,9 @@ type h FUNCTION return=int
     part PARAMETER type=int
     part PARAMETER type=struct.pair
 type h* POINTER target=h
+type g FUNCTION return=int
+    part PARAMETER type=int
+    part PARAMETER type=int*
 type triple ARRAY element=int count=3
 type uchar CHAR unsigned
 end
@@ -91,6 +94,8 @@ end
 section symbols
 symbol "_f" class=extdef flags=defined type=f align=4
 symbol "_h" class=extern type=h align=4
+symbol "_g" class=extern type=g align=4
+    pragma 1 "assembly" "ldr %0, %2; add %0, %0, %1" "=&r" "r" "*m" "~cc"
 symbol "_count" class=extern type=int
 symbol "_table" class=static flags=defined+internal type=int[4]
     pragma 1 "aligned" "4"
@@ -145,7 +150,7 @@ const BREAKING_CASE CASES[] = {
     {"S10", "\"spare\" class=register type=int", "\"spare\" class=register type=int order=4"},
     {"S11", "MULT:double(d,", "MULT:double(NAME:double local 77,",
      "local symbol 77 does not exist; there are 12"},
-    {"S11", "initializer @_table", "initializer global 77", "global symbol 77 does not exist; there are 5"},
+    {"S11", "initializer @_table", "initializer global 77", "global symbol 77 does not exist; there are 6"},
 
     {"T1", "type triple ARRAY element=int count=3", "record 116 (80 80 40 01 01 01 01 00)",
      "the index 1048576 is not"},
@@ -224,6 +229,10 @@ const BREAKING_CASE CASES[] = {
     {"P2", "pragma 2 \"4\"", "pragma 2 \"four\""},
     {"P2", "pragma 1 \"aligned\"", "pragma 1 \"shapely\"", "the attribute is not known"},
     {"P3", "pragma 6 \"-o2\"", "pragma 2 \"4\""},
+    {"P4", "\"*m\"", "\"~r4\"", "a parameter is no operand"},
+    {"P4", "\"=&r\"", "\"=*m\"", "is no address"},
+    {"P4", "\"=&r\" \"r\"", "\"r\"", "is no operand of the assembly"},
+    {"P4", "\"~cc\"", "\"i\"", "has no parameter"},
 };
 
 // The rules that a file breaks, and all that is said of it.

@@ -5,9 +5,8 @@
 
 namespace pelorus {
 
-// A statement of assembly text. The format has no operands, so only a text that takes none can be kept; an
-// empty text with operands, which programs use to hide values from the compiler, moves the values through
-// volatile memory.
+// A statement of assembly text: a record of its own, or with operands the call of a function with the
+// attribute `assembly`. Labels are refused.
 void convert_assembly(BODY& body, const clang::AsmStmt* statement);
 
 // Assembly text outside functions.

@@ -42,18 +42,22 @@ constexpr LINKAGE EXTERNAL_REFERENCE{SC_EXTERN, 0};
 constexpr LINKAGE EXTERNAL_DEFINITION{SC_EXTERN_DEF, SF_DEFINED};
 constexpr LINKAGE INTERNAL_DEFINITION{SC_STATIC, SF_DEFINED | SF_INTERNAL};
 
-void add_attribute(UNIT& unit, SYMBOL* symbol, const char* name, const std::string& given = {},
-                   bool has_argument = true) {
-    const std::string argument = fitting_text(unit, given, "the text of an attribute");
+void attach_pragma(SYMBOL* symbol, const std::vector<std::string>& strings) {
     auto* pragma = zone_new<PRAGMA>(false);
     pragma->kind = PK_ATTRIBUTE;
-    pragma->count = has_argument ? 2 : 1;
-    pragma->strings = zone_array<const char*>(false, pragma->count);
-    pragma->strings[0] = name;
-    if (has_argument) pragma->strings[1] = zone_string(false, argument);
+    pragma->count = static_cast<decltype(pragma->count)>(strings.size());
+    pragma->strings = zone_array<const char*>(false, strings.size());
+    for (size_t i = 0; i < strings.size(); ++i) pragma->strings[i] = zone_string(false, strings[i]);
     PRAGMA** place = &symbol->pragmas;
     while (*place) place = &(*place)->next;
     *place = pragma;
+}
+
+void add_attribute(UNIT& unit, SYMBOL* symbol, const char* name, const std::string& given = {},
+                   bool has_argument = true) {
+    const std::string argument = fitting_text(unit, given, "the text of an attribute");
+    attach_pragma(symbol,
+                  has_argument ? std::vector<std::string>{name, argument} : std::vector<std::string>{name});
 }
 
 void add_flag_attribute(UNIT& unit, SYMBOL* symbol, const char* name) {
@@ -332,6 +336,18 @@ SYMBOL* library_function(UNIT& unit, const std::string& name, TYPE* result,
     TYPE* type = unit.types.make_function(result, true, false, 0);
     for (TYPE* parameter : parameters) unit.types.add_parameter(type, parameter);
     return library_function(unit, name, type);
+}
+
+SYMBOL* attributed_function(UNIT& unit, const char* what, TYPE* type,
+                            const std::vector<std::string>& attribute) {
+    SYMBOL_FIELDS fields{};
+    fields.storage_class = SC_EXTERN;
+    fields.type = type;
+    fields.align = 4;
+    fields.order = unit.next_order++;
+    SYMBOL* symbol = make_global(unit, fields, underscored(what) + "$" + std::to_string(unit.next_static++));
+    attach_pragma(symbol, attribute);
+    return symbol;
 }
 
 SYMBOL* unnamed_object(UNIT& unit, const char* what, TYPE* type, uint32_t size, uint32_t align,

@@ -36,6 +36,10 @@ SYMBOL* library_function(UNIT& unit, const std::string& name, TYPE* type);
 SYMBOL* library_function(UNIT& unit, const std::string& name, TYPE* result,
                          const std::vector<TYPE*>& parameters);
 
+// An external function `_<what>$<n>` that stands for something without an opcode, which its attribute tells.
+SYMBOL* attributed_function(UNIT& unit, const char* what, TYPE* type,
+                            const std::vector<std::string>& attribute);
+
 // A static object of the file that has no name in the source, called `_<what>$<n>`.
 SYMBOL* unnamed_object(UNIT& unit, const char* what, TYPE* type, uint32_t size, uint32_t align,
                        clang::SourceLocation place);

@@ -156,6 +156,11 @@ VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from,
 // function.
 bool emit_known_call(EMITTER& emitter, const NODE* tree, const SYMBOL* callee, VALUE& value);
 
+// --- Assembly with operands (assembly.cpp) ---
+
+// The call of a function with the attribute `assembly`.
+VALUE emit_assembly_call(EMITTER& emitter, const NODE* tree, const SYMBOL* callee, const PRAGMA& assembly);
+
 // --- Statements (statements.cpp) ---
 
 void emit_statement(EMITTER& emitter, const NODE* tree);

@@ -131,6 +131,8 @@ constexpr KNOWN_FUNCTION KNOWN_FUNCTIONS[] = {
 
 bool emit_known_call(EMITTER& emitter, const NODE* tree, const SYMBOL* callee, VALUE& value) {
     if (!callee || callee->level || callee->storage_class != SC_EXTERN) return false;
+    if (const PRAGMA* assembly = find_attribute(callee, "assembly"))
+        return value = emit_assembly_call(emitter, tree, callee, *assembly), true;
     const bool is_library_function = !std::string_view(callee->name).starts_with("___");
     if (is_library_function && emitter.module.code.no_builtins) return false;
     for (const KNOWN_FUNCTION& known : KNOWN_FUNCTIONS) {
