@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "ir/call.h"
 #include "ir/node_storage.h"
 #include "ir/stmt.h"
 #include "ir/symbol.h"
@@ -82,8 +83,22 @@ bool same_type(const NODE* a, const NODE* b) {
            type_same_representation(a->type, b->type);
 }
 
+// Calls that take memory of the caller's frame, or give it back: two of them are two places in that.
+bool changes_frame(const SYMBOL* callee) {
+    for (const char* name : {"__builtin_alloca", "__builtin_stack_save", "__builtin_stack_restore"})
+        if (!strcmp(plain_name(callee->name), name)) return true;
+    return false;
+}
+
+// Assembly may say what stands in a program once, such as a label.
+bool differs_from_all(const NODE* node) {
+    if (node->op == OP_ASM) return !is_comment(node);
+    const SYMBOL* callee = direct_callee(node);
+    return callee && callee->storage_class == SC_EXTERN && changes_frame(callee);
+}
+
 bool equal_nodes(const NODE* a, const NODE* b) {
-    return a->op == b->op && same_type(a, b) && same_payload(a, b);
+    return a->op == b->op && same_type(a, b) && same_payload(a, b) && !differs_from_all(a);
 }
 
 } // namespace

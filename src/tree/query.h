@@ -10,8 +10,9 @@ struct STMT;
 
 // The two trees compute the same value from the same objects, or name the same object: the same operators on
 // the same operands, with types of the same representation. Numbers of calls do not count. Whether they may
-// stand for each other is up to their effects, which this does not look at. Looks at `most_nodes` nodes at
-// the most, and takes larger trees to differ.
+// stand for each other is up to their effects, which this does not look at. Assembly and calls of alloca,
+// stack_save and stack_restore are equal to nothing, so that code that holds them is never merged. Looks at
+// `most_nodes` nodes at the most, and takes larger trees to differ.
 bool equal_trees(const NODE* a, const NODE* b, int32_t most_nodes = INT32_MAX);
 
 // Equal trees in the same order. Positions do not count.
