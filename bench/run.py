@@ -5,6 +5,8 @@
                 source without a pass; on the examples and on a generated file of 2,000 functions
   growth        the same for generated files of 500 to 8,000 functions, as ratios to the half size
   shapes        one function of many blocks: chains, a switch, nested tests; time and memory at level 1, as ratios to half the size
+  decisions     instructions that pelorus itself executes at level 2 (exact, counted by valgrind): when nobody asks for decisions, with
+                statistics, with a limit, with a trace; and against another build of it, with --against
   levels        ARM instructions that each example executes at level 1 against level 0, counted as below, without mem2reg on our side
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
@@ -14,6 +16,7 @@ Times are user plus system time, the median of --runs runs that alternate betwee
 """
 import argparse
 import pathlib
+import re
 import statistics
 import subprocess
 import sys
@@ -183,6 +186,27 @@ class Bench:
                 print(f"| {name} | {size} | {time * 1e3:.1f} | {ratios[0]} | {memory / 1e6:.1f} | {ratios[1]} |", flush=True)
                 before = (time, memory)
 
+    def own_instructions(self, tools, icode, *options):
+        """Instructions that the optimizer executes on the host."""
+        result = subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={self.folder / 'callgrind'}", tools / "pelorus", "-o2",
+                                 *options, icode, self.folder / "own.opt"], capture_output=True, text=True)
+        return int(re.search(r"Collected : (\d+)", result.stderr)[1])
+
+    def decisions(self, examples, against):
+        asked = {"statistics": "--debug=stats", "limit": "--debug=stop_after=1000000", "trace": "--trace"}
+        print("\nInstructions of pelorus -o2 when decisions are asked for; ratio to nobody asking\n")
+        print("| input | nobody asks (millions) | " + " | ".join(asked) + (" | other build |" if against else " |"))
+        print("|---" * (len(asked) + 2 + bool(against)) + "|")
+        generated = self.folder / "generated.c"
+        generated.write_text(generated_source(2000))
+        for source in [generated, *sorted(examples, key=lambda path: -path.stat().st_size)[:3]]:
+            icode, _ = self.both_forms(source)
+            base = self.own_instructions(self.tools, icode)
+            ratios = [self.own_instructions(self.tools, icode, option) / base for option in asked.values()]
+            if against:
+                ratios.append(self.own_instructions(against, icode) / base)
+            print(f"| {source.stem} | {base / 1e6:.1f} | " + " | ".join(f"{ratio:.3f}" for ratio in ratios) + " |", flush=True)
+
     def levels(self, examples):
         base = self.start_counting()
         print("\nInstructions executed, level 1 against level 0\n")
@@ -253,10 +277,11 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, levels, instructions; all when none is named")
+    parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, decisions, levels, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "levels", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "decisions", "levels", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -265,6 +290,8 @@ def main():
             bench.growth()
         if "shapes" in wanted:
             bench.shapes()
+        if "decisions" in wanted:
+            bench.decisions(examples, arguments.against)
         if "levels" in wanted:
             bench.levels(examples)
         if "instructions" in wanted:
