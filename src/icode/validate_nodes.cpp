@@ -148,21 +148,6 @@ void take_payload(TREE_BUILDER& builder, NODE* node) {
 
 // --- Nodes ---
 
-bool is_own_opcode(int32_t op) {
-    switch (op) {
-    case OP_CBRANCH:
-    case OP_LOOP:
-    case OP_ENDLOOP:
-    case OP_INITLOOP: return true;
-    case OP_IF:
-    case OP_NONALIGN:
-    case OP_IDENTITY:
-    case OP_ISP2CHAR:
-    case OP_BGNBLOCK: return false;
-    default: return op >= OP_OUIALIGN;
-    }
-}
-
 // Opcode, type and payload of the record whose frame is open. Null when the opcode cannot be an opcode at
 // all.
 NODE* take_node(TREE_BUILDER& builder, const RECORD_FRAME& frame) {
@@ -177,7 +162,7 @@ NODE* take_node(TREE_BUILDER& builder, const RECORD_FRAME& frame) {
     builder.whole &= known;
     NODE* node = new_node(op, type ? type : v.types.void_type());
     node->scratch[0] = static_cast<uint32_t>(frame.start);
-    if (is_own_opcode(op))
+    if (opcode_is_own(op))
         builder.fault(RULE_U8, frame.start, "%s is an opcode of the optimizer's own", opcode_name(op));
     take_payload(builder, node);
     count_call(builder, node, frame.start);

@@ -1,10 +1,9 @@
 // See effects.h.
 #include "ir/effects.h"
 
-#include <vector>
-
 #include "ir/symbol.h"
 #include "support/settings.h"
+#include "support/small_stack.h"
 
 namespace pelorus {
 
@@ -43,17 +42,16 @@ const NODE* behind_address(const NODE* address) {
 bool node_has_effect(const NODE* node) { return opcode_has_side_effect(node->op) || touches_volatile(node); }
 
 bool tree_has_effects(const NODE* tree) {
-    std::vector<const NODE*> waiting{tree};
-    while (!waiting.empty()) {
-        const NODE* node = waiting.back();
-        waiting.pop_back();
+    SMALL_STACK<const NODE*> waiting;
+    for (const NODE* node = tree;;) {
         while (node) {
             if (node_has_effect(node)) return true;
-            if (node->right) waiting.push_back(node->right);
+            if (node->right) waiting.push(node->right);
             node = takes_address(node) ? behind_address(node) : node->left;
         }
+        if (waiting.empty()) return false;
+        node = waiting.pop();
     }
-    return false;
 }
 
 } // namespace pelorus

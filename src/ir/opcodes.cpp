@@ -138,18 +138,18 @@ const char* opcode_name(int32_t number) {
     return name ? name : "?";
 }
 
-bool opcode_is_leaf_record(int32_t number) {
+bool opcode_is_own(int32_t number) {
     switch (number) {
-    case OP_LABEL:
-    case OP_NAME:
-    case OP_SCON:
-    case OP_ICON:
-    case OP_FCON:
-    case OP_LCON:
-    case OP_FIELD:
-    case OP_SKIP:
-    case OP_BGNBLOCK: return true;
-    default: return false;
+    case OP_CBRANCH:
+    case OP_LOOP:
+    case OP_ENDLOOP:
+    case OP_INITLOOP: return true;
+    case OP_IF:
+    case OP_NONALIGN:
+    case OP_IDENTITY:
+    case OP_ISP2CHAR:
+    case OP_BGNBLOCK: return false;
+    default: return number >= FIRST_OWN_OPCODE && number <= LAST_OWN_OPCODE;
     }
 }
 

@@ -95,7 +95,23 @@ inline int opcode_arity(int32_t number) {
 constexpr bool opcode_is_relation(int32_t number) { return number >= OP_EQ && number <= OP_UGT; }
 
 // True for opcodes that are leaves of a tree record whatever their arity.
-bool opcode_is_leaf_record(int32_t number);
+constexpr bool opcode_is_leaf_record(int32_t number) {
+    switch (number) {
+    case OP_LABEL:
+    case OP_NAME:
+    case OP_SCON:
+    case OP_ICON:
+    case OP_FCON:
+    case OP_LCON:
+    case OP_FIELD:
+    case OP_SKIP:
+    case OP_BGNBLOCK: return true;
+    default: return false;
+    }
+}
+
+// True for the optimizer's own opcodes: those that it makes while it works and that do not stand in files.
+bool opcode_is_own(int32_t number);
 
 // True for opcodes that change a variable or memory, call code or direct control, so that a statement may be
 // one; the numbers without a name may do anything.

@@ -5,6 +5,8 @@
 // makes one message, but what hangs on it is.
 #include "ir/validate_tree.h"
 
+#include <array>
+
 #include "ir/effects.h"
 #include "ir/parameters.h"
 #include "ir/symbol.h"
@@ -16,20 +18,37 @@ namespace pelorus {
 
 namespace {
 
-bool expect_type(bool (*category)(const TYPE*), const char* message, const NODE* node,
-                 const TREE_PLACE& place) {
-    if (!expect_operator(node, 0, place)) return false;
-    return (node->type && category(node->type)) || report_invalid_node(RULE_N4, message, node, place);
+// What an operator may ask of a type; the values index the table below.
+enum CATEGORY : uint8_t { ANY, CSU, SCALAR, POINTER, ARITHMETIC, INTEGER };
+
+struct CATEGORY_ROW {
+    uint32_t kinds; // bit n: types of kind n are of the category
+    const char* message;
+};
+
+constexpr uint32_t INTEGERS = 1U << TK_INTEGER | 1U << TK_ENUM | 1U << TK_BITFIELD;
+constexpr uint32_t NUMBERS = INTEGERS | 1U << TK_FLOATING | 1U << TK_COMPLEX;
+constexpr uint32_t POINTERS = 1U << TK_POINTER | 1U << TK_REFERENCE;
+constexpr CATEGORY_ROW categories[] = {
+    {~0U, ""},
+    {1U << TK_STRUCT | 1U << TK_UNION | 1U << TK_CLASS, "Tree must have CSU type"},
+    {NUMBERS | POINTERS | 1U << TK_MEMBER_POINTER | 1U << TK_METHOD_POINTER, "Tree must have scalar type"},
+    {POINTERS, "Tree must have pointer type"},
+    {NUMBERS, "Tree must have arithmetic type"},
+    {INTEGERS, "Tree must have integer type"}};
+
+// Every node that is read and every statement after every verified pass comes here, so what is good is told
+// without a call.
+inline bool expect_category(CATEGORY category, const NODE* node, const TREE_PLACE& place) {
+    if (!node) return expect_operator(node, 0, place);
+    const TYPE* type = node->type;
+    while (type && (type->kind == TK_QUALIFIED || type->kind == TK_TYPEDEF || type->kind == TK_ATOMIC))
+        type = type->base;
+    return (type && (categories[category].kinds >> type->kind & 1)) ||
+           report_invalid_node(RULE_N4, categories[category].message, node, place);
 }
 
 } // namespace
-
-const NODE* without_versions(const NODE* node) {
-    while (node && (node->op == OP_SSA_DEF || node->op == OP_SSA_CHI || node->op == OP_SSA_USE ||
-                    node->op == OP_SSA_MU))
-        node = node->left;
-    return node;
-}
 
 bool report_invalid_node(RULE rule, const char* message, const NODE* node, const TREE_PLACE& place) {
     if (place.sink) place.sink->take(place.sink->context, {rule, message, node, place.stmt, place.bb});
@@ -69,89 +88,92 @@ bool expect_operator(const NODE* node, int32_t op, const TREE_PLACE& place, RULE
     return false;
 }
 
-bool expect_csu_type(const NODE* node, const TREE_PLACE& place) {
-    return expect_type(type_is_csu, "Tree must have CSU type", node, place);
-}
+bool expect_csu_type(const NODE* node, const TREE_PLACE& place) { return expect_category(CSU, node, place); }
 bool expect_scalar_type(const NODE* node, const TREE_PLACE& place) {
-    return expect_type(type_is_scalar, "Tree must have scalar type", node, place);
+    return expect_category(SCALAR, node, place);
 }
 bool expect_pointer_type(const NODE* node, const TREE_PLACE& place) {
-    return expect_type(type_is_pointer, "Tree must have pointer type", node, place);
+    return expect_category(POINTER, node, place);
 }
 bool expect_arithmetic_type(const NODE* node, const TREE_PLACE& place) {
-    return expect_type(type_is_arithmetic, "Tree must have arithmetic type", node, place);
+    return expect_category(ARITHMETIC, node, place);
 }
 bool expect_integer_type(const NODE* node, const TREE_PLACE& place) {
-    return expect_type(type_is_integer, "Tree must have integer type", node, place);
+    return expect_category(INTEGER, node, place);
 }
 
 // --- Operands ---
 
 namespace {
 
-using EXPECT_TYPE = bool (*)(const NODE* node, const TREE_PLACE& place);
-
-// What an operator asks of its own type and of its operands' types; null for nothing.
+// What an operator asks of its own type and of its operands' types.
 struct OPERAND_TYPES {
-    EXPECT_TYPE own;
-    EXPECT_TYPE left;
-    EXPECT_TYPE right;
+    CATEGORY own;
+    CATEGORY left;
+    CATEGORY right;
 };
 
-OPERAND_TYPES operand_types(int32_t op) {
-    if (opcode_is_relation(op)) return {expect_integer_type, expect_scalar_type, expect_scalar_type};
+constexpr OPERAND_TYPES operand_types(int32_t op) {
+    if (opcode_is_relation(op)) return {INTEGER, SCALAR, SCALAR};
     switch (op) {
     case OP_PLUS:
-    case OP_MINUS: return {expect_scalar_type, expect_scalar_type, expect_scalar_type};
+    case OP_MINUS: return {SCALAR, SCALAR, SCALAR};
     case OP_MULT:
-    case OP_DIV: return {expect_arithmetic_type, expect_arithmetic_type, expect_arithmetic_type};
+    case OP_DIV: return {ARITHMETIC, ARITHMETIC, ARITHMETIC};
     case OP_MOD:
     case OP_ANDB:
     case OP_ORB:
     case OP_XORB:
     case OP_SLL:
-    case OP_SRL: return {expect_integer_type, expect_integer_type, expect_integer_type};
-    case OP_NOTB: return {expect_integer_type, expect_integer_type, nullptr};
+    case OP_SRL: return {INTEGER, INTEGER, INTEGER};
+    case OP_NOTB: return {INTEGER, INTEGER, ANY};
     case OP_UMINUS:
     case OP_ABS:
     case OP_SQRT:
     case OP_SQR:
-    case OP_RECIP: return {expect_arithmetic_type, expect_arithmetic_type, nullptr};
+    case OP_RECIP: return {ARITHMETIC, ARITHMETIC, ANY};
     case OP_ANDAND:
-    case OP_OROR: return {expect_integer_type, expect_scalar_type, expect_scalar_type};
-    case OP_EXCLAIM: return {expect_integer_type, expect_scalar_type, nullptr};
+    case OP_OROR: return {INTEGER, SCALAR, SCALAR};
+    case OP_EXCLAIM: return {INTEGER, SCALAR, ANY};
     case OP_ASG:
     case OP_PLUSASG:
     case OP_MINUSASG:
     case OP_PLUSPLUS:
-    case OP_MINMIN: return {nullptr, expect_scalar_type, expect_scalar_type};
+    case OP_MINMIN: return {ANY, SCALAR, SCALAR};
     case OP_MULTASG:
-    case OP_DIVASG: return {nullptr, expect_arithmetic_type, expect_arithmetic_type};
+    case OP_DIVASG: return {ANY, ARITHMETIC, ARITHMETIC};
     case OP_MODASG:
     case OP_ANDBASG:
     case OP_ORBASG:
     case OP_XORBASG:
     case OP_SLLASG:
-    case OP_SRLASG: return {nullptr, expect_integer_type, expect_integer_type};
-    case OP_STASG: return {nullptr, expect_csu_type, expect_csu_type};
-    case OP_STARG: return {nullptr, expect_csu_type, nullptr};
+    case OP_SRLASG: return {ANY, INTEGER, INTEGER};
+    case OP_STASG: return {ANY, CSU, CSU};
+    case OP_STARG: return {ANY, CSU, ANY};
     case OP_UMULT:
     case OP_STREF:
     case OP_CALL:
-    case OP_UCALL: return {nullptr, expect_pointer_type, nullptr};
-    case OP_STDOT: return {nullptr, expect_csu_type, nullptr};
+    case OP_UCALL: return {ANY, POINTER, ANY};
+    case OP_STDOT: return {ANY, CSU, ANY};
     case OP_UAND:
-    case OP_ACONV: return {expect_pointer_type, nullptr, nullptr};
+    case OP_ACONV: return {POINTER, ANY, ANY};
     case OP_PCONV:
-    case OP_ISP2CHAR: return {expect_scalar_type, expect_scalar_type, nullptr};
+    case OP_ISP2CHAR: return {SCALAR, SCALAR, ANY};
     case OP_QUEST:
     case OP_IF:
     case OP_ASSERT:
-    case OP_NASSERT: return {nullptr, expect_scalar_type, nullptr};
-    case OP_SWITCH: return {nullptr, expect_integer_type, nullptr};
-    default: return {nullptr, nullptr, nullptr};
+    case OP_NASSERT: return {ANY, SCALAR, ANY};
+    case OP_SWITCH: return {ANY, INTEGER, ANY};
+    default: return {ANY, ANY, ANY};
     }
 }
+
+constexpr std::array<OPERAND_TYPES, OPCODE_COUNT> build_operand_types() {
+    std::array<OPERAND_TYPES, OPCODE_COUNT> table{};
+    for (int32_t op = 0; op < OPCODE_COUNT; ++op) table[static_cast<size_t>(op)] = operand_types(op);
+    return table;
+}
+constexpr auto operand_type_table = build_operand_types();
 
 // A conversion to void drops a value of any type.
 bool check_conversion(const NODE* node, const TREE_PLACE& place) {
@@ -161,10 +183,10 @@ bool check_conversion(const NODE* node, const TREE_PLACE& place) {
 
 bool check_operand_types(const NODE* node, const TREE_PLACE& place) {
     if (node->op == OP_SCONV) return check_conversion(node, place);
-    const OPERAND_TYPES types = operand_types(node->op);
-    return (!types.own || types.own(node, place)) &&
-           (!types.left || types.left(without_versions(node->left), place)) &&
-           (!types.right || types.right(without_versions(node->right), place));
+    const OPERAND_TYPES& types = operand_type_table[static_cast<size_t>(node->op)];
+    return (!types.own || expect_category(types.own, node, place)) &&
+           (!types.left || expect_category(types.left, without_versions(node->left), place)) &&
+           (!types.right || expect_category(types.right, without_versions(node->right), place));
 }
 
 bool check_targets(const NODE* targets, const TREE_PLACE& place) {
@@ -188,7 +210,20 @@ bool check_operand_operators(const NODE* node, const TREE_PLACE& place) {
     }
 }
 
+// More than half of all nodes are names and small constants, and of most a look tells that they are good.
+bool is_plainly_good(const NODE* node) {
+    if (node->left || !node->type) return false;
+    if (node->op == OP_NAME) {
+        const SYMBOL* symbol = node->symbol();
+        return symbol && symbol->declared_type == node->type;
+    }
+    if (node->op != OP_ICON || node->type->kind != TK_INTEGER || node->type->size != 4) return false;
+    const int32_t upper = node->type->is_unsigned ? 0 : node->value_lo >> 31;
+    return node->value_mid == upper && node->value_hi == upper;
+}
+
 bool check_node(const NODE* node, const TREE_PLACE& place) {
+    if (is_plainly_good(node)) return true;
     return check_arity(node, place) && check_operand_types(node, place) &&
            check_operand_operators(node, place) && check_values(node, place);
 }

@@ -56,7 +56,11 @@ bool check_values(const NODE* node, const TREE_PLACE& place);
 // --- Questions that more than one check asks ---
 
 // The wrappers of SSA form say nothing about the tree in them.
-const NODE* without_versions(const NODE* node);
+inline const NODE* without_versions(const NODE* node) {
+    while (node && node->op >= OP_SSA_USE && node->op <= OP_SSA_CHI) node = node->left;
+    return node;
+}
+static_assert(OP_SSA_USE + 3 == OP_SSA_CHI, "uses, definitions and both forms of possible ones in a row");
 // Equal in memory and registers, whatever the signs: integers, enumerations, pointers of one size; equal
 // structures.
 bool same_representation(const TYPE* a, const TYPE* b);

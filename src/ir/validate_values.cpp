@@ -4,10 +4,11 @@
 // for: signedness is the operator's affair or its result type's. The checks stand in one table of functions
 // by opcode, in order of: leaves, arithmetic, lvalues and assignments, structures and addresses, conversions,
 // calls.
-#include <vector>
+#include <array>
 
 #include "ir/symbol.h"
 #include "ir/validate_tree.h"
+#include "support/small_stack.h"
 
 namespace pelorus {
 
@@ -57,6 +58,7 @@ bool has_result_int(const NODE* node, const TREE_PLACE& place) {
 } // namespace
 
 bool same_representation(const TYPE* a, const TYPE* b) {
+    if (a == b) return true;
     a = value_type(a), b = value_type(b);
     if (a == b) return true;
     if (is_word_kind(a) && is_word_kind(b)) return a->size == b->size;
@@ -89,7 +91,7 @@ bool check_name(const NODE* node, const TREE_PLACE& place) {
     const SYMBOL* symbol = node->symbol();
     if (!symbol)
         return require(is_void(node), RULE_N10, "A NAME without a symbol has type void", node, place);
-    if (!node->type || !symbol->declared_type) return true;
+    if (!node->type || !symbol->declared_type || node->type == symbol->declared_type) return true;
     return require(same_representation(node->type, symbol->declared_type) ||
                        type_compatible(node->type, symbol->declared_type),
                    RULE_N10, "The NAME has another type than its symbol", node, place);
@@ -323,9 +325,9 @@ bool check_arguments(const NODE* node, const TYPE* function, const TREE_PLACE& p
                                    place);
     const NODE* list = node->right;
     for (; count > wanted; --count) list = list->op == OP_COMMA ? list->left : nullptr;
-    std::vector<const TYPE*> parameters;
+    SMALL_STACK<const TYPE*, 16> parameters;
     for (const TYPE_PART* part = function->parts; part; part = part->next)
-        if (part->record_kind == TR_PARAMETER) parameters.push_back(part->type);
+        if (part->record_kind == TR_PARAMETER) parameters.push(part->type);
     for (; count; --count) {
         const NODE* argument = without_versions(count > 1 ? list->right : list);
         if (!is_argument_of(argument, parameters[count - 1]))
@@ -371,9 +373,16 @@ bool may_hold(int32_t parent, int32_t part) {
     }
 }
 
+// What stands under few operators only; everything else may stand under any.
+bool is_part(int32_t op) {
+    const OPCODE_CLASS kind = opcode_fact(op).kind;
+    return kind == OPCODE_CLASS::PARTS || kind == OPCODE_CLASS::CONTROL || op == OP_STARG;
+}
+
 bool check_child(const NODE* node, const NODE* child, const TREE_PLACE& place) {
     child = without_versions(child);
-    if (!child || opcode_arity(child->op) < 0) return true; // told by the arity check
+    // The arity check tells what is no opcode.
+    if (!child || opcode_arity(child->op) < 0 || !is_part(child->op)) return true;
     return require(may_hold(node->op, child->op), RULE_N5, "The operand stands where it cannot", child,
                    place);
 }
@@ -413,7 +422,7 @@ bool check_has_type(const NODE* node, const TREE_PLACE& place) {
 
 using CHECK = bool (*)(const NODE* node, const TREE_PLACE& place);
 
-CHECK check_of(int32_t op) {
+constexpr CHECK check_of(int32_t op) {
     if (opcode_is_relation(op)) return check_relation;
     switch (op) {
     case OP_NAME: return check_name;
@@ -473,11 +482,18 @@ CHECK check_of(int32_t op) {
     }
 }
 
+constexpr std::array<CHECK, OPCODE_COUNT> build_checks() {
+    std::array<CHECK, OPCODE_COUNT> table{};
+    for (int32_t op = 0; op < OPCODE_COUNT; ++op) table[static_cast<size_t>(op)] = check_of(op);
+    return table;
+}
+constexpr auto check_table = build_checks();
+
 } // namespace
 
 bool check_values(const NODE* node, const TREE_PLACE& place) {
     if (!check_has_type(node, place) || !check_children(node, place)) return false;
-    const CHECK check = check_of(node->op);
+    const CHECK check = check_table[static_cast<size_t>(node->op)];
     return !check || check(node, place);
 }
 

@@ -6,9 +6,9 @@
 
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 #include "ir/node.h"
+#include "support/small_stack.h"
 
 namespace pelorus {
 
@@ -17,15 +17,14 @@ namespace pelorus {
 template <class T, class F>
     requires std::is_same_v<std::remove_const_t<T>, NODE>
 void for_each_node(T* tree, F visit) {
-    std::vector<T*> waiting;
+    SMALL_STACK<T*> waiting;
     for (T* node = tree;;) {
         for (; node; node = node->left) {
             visit(node);
-            if (node->right) waiting.push_back(node->right);
+            if (node->right) waiting.push(node->right);
         }
         if (waiting.empty()) return;
-        node = waiting.back();
-        waiting.pop_back();
+        node = waiting.pop();
     }
 }
 
@@ -34,31 +33,34 @@ void for_each_node(T* tree, F visit) {
 template <class T, class V, class F>
     requires std::is_same_v<std::remove_const_t<T>, NODE>
 void for_each_node_down(T* tree, V start, F visit) {
-    std::vector<std::pair<T*, V>> waiting;
+    struct OPERAND {
+        T* node;
+        V value;
+    };
+    SMALL_STACK<OPERAND> waiting;
     for (T* node = tree;;) {
         for (; node; node = node->left) {
             start = visit(node, start);
-            if (node->right) waiting.emplace_back(node->right, start);
+            if (node->right) waiting.push({node->right, start});
         }
         if (waiting.empty()) return;
-        node = waiting.back().first;
-        start = waiting.back().second;
-        waiting.pop_back();
+        const OPERAND next = waiting.pop();
+        node = next.node;
+        start = next.value;
     }
 }
 
 // Whether holds(node) is true of some node of the tree. Stops at the first.
 template <class F>
 bool any_node(const NODE* tree, F holds) {
-    std::vector<const NODE*> waiting;
+    SMALL_STACK<const NODE*> waiting;
     for (const NODE* node = tree;;) {
         for (; node; node = node->left) {
             if (holds(node)) return true;
-            if (node->right) waiting.push_back(node->right);
+            if (node->right) waiting.push(node->right);
         }
         if (waiting.empty()) return false;
-        node = waiting.back();
-        waiting.pop_back();
+        node = waiting.pop();
     }
 }
 
