@@ -234,6 +234,7 @@ void begin_function(ICODE_READER& reader) {
     reader.local_symbols.clear();
     reader.open_symbols.clear();
     reader.scopes.assign(1, 0);
+    begin_checks(reader, symbol);
     trace("<> %s FUNCTION \"%s\" **********\n", "BEGIN", symbol->name);
     if (reader.client.begin_function)
         reader.client.begin_function(reader.client.context, symbol, position, reader.record_start);
@@ -253,6 +254,8 @@ void end_function(ICODE_READER& reader) {
     const POSITION position = read_position(reader);
     while (!reader.scopes.empty()) close_scope(reader, position);
     reader.in_function = 0;
+    reader.function = nullptr;
+    reader.local_symbols.clear(); // they end with the function; nothing behind it can name them
     reader.function_ended = true;
     if (reader.client.end_function) reader.client.end_function(reader.client.context, position);
 }
@@ -287,9 +290,11 @@ void begin_body(ICODE_READER& reader) {
 void read_statement(ICODE_READER& reader) {
     require_function(reader, 2, "a statement");
     const POSITION position = read_position(reader);
+    const uint64_t start = reader.in.offset();
     reader.in_statement = true;
     NODE* tree = read_tree(reader, true);
     reader.in_statement = false;
+    check_statement(reader, tree, start);
     if (reader.client.statement) reader.client.statement(reader.client.context, tree, position);
 }
 
@@ -327,7 +332,9 @@ void read_initializer(ICODE_READER& reader, uint64_t start) {
     INIT_ITEM** place = &symbol->init_trees;
     for (bool more = true; more;) {
         auto* item = zone_new<INIT_ITEM>(false);
+        const uint64_t item_start = reader.in.offset();
         item->tree = read_tree(reader, true);
+        check_item(reader, item->tree, item_start);
         *place = item;
         place = &item->next;
         more = item->tree->op != OP_ENDINIT;
@@ -370,11 +377,13 @@ void other_begin(ICODE_READER& reader) {
     reader.local_symbols.clear();
     reader.open_symbols.clear();
     reader.scopes.assign(1, 0);
+    begin_checks(reader, nullptr);
 }
 
 void other_end(ICODE_READER& reader) {
     skip_fields(reader, *record_layout(RK_OTHER_END));
     reader.in_function = 0;
+    reader.local_symbols.clear();
 }
 
 void add_file_name(ICODE_READER& reader) {
@@ -486,6 +495,7 @@ void read_whole_file(ICODE_READER& reader) {
     type_package()->set_number_limit(reader.in.size() / 3 + 1);
     type_reader = &reader;
     type_error_place = print_type_place;
+    reader.checks_trees = reader.client.wants_good_trees;
     read_section(reader, SECTION_FILE_NAMES, RK_FILE_NAME,
                  [&](uint64_t start) { read_framed(reader, RK_FILE_NAME, start); });
     read_section(reader, SECTION_TYPES, RK_TYPE, [&](uint64_t start) { read_type(reader, start); });
@@ -496,6 +506,7 @@ void read_whole_file(ICODE_READER& reader) {
     reader.in.seek(stream);
     while (read_record(reader) != RK_END) {
     }
+    reader.checks_trees = false;
     type_error_place = nullptr;
     if (reader.in_function) icode_fault(reader, reader.record_start, "the file ends inside a function");
 }

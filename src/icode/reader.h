@@ -20,6 +20,9 @@ class ICODE_READER;
 // What the reader hands on. Any operation may be null: then nothing is done. `context` is passed as it is.
 struct ICODE_CLIENT {
     void* context = nullptr;
+    // Every tree is checked by the rules of statements and initializers before it is handed on; one that
+    // breaks a rule ends the run. Without it only the form of the records is looked at.
+    bool wants_good_trees = false;
     // A function begins: record kind 1 at `offset`. The local symbols and statements that follow belong to
     // it.
     void (*begin_function)(void* context, SYMBOL* symbol, const POSITION& position,

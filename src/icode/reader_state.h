@@ -7,6 +7,7 @@
 
 #include "icode/byte_source.h"
 #include "icode/reader.h"
+#include "ir/validate_function.h"
 
 namespace pelorus {
 
@@ -38,6 +39,10 @@ public:
     int in_function = 0;                 // 0 outside; 1 after begin; 2 and up in the body
     bool function_ended = false;         // a kind-2 record was handled
     bool in_statement = false;           // a statement's tree is being read: its calls are numbered
+    const SYMBOL* function = nullptr;    // whose records are being read; null outside
+    FUNCTION_CHECK check;                // of the statements read so far
+    bool checks_trees = false;           // during the first reading
+    int32_t own_opcode = -1;             // one of the optimizer's own in the tree that was read last; -1 none
     uint64_t record_start = 0;           // of the top-level record being read
     uint32_t unknown_records = 0;
 };
@@ -58,5 +63,14 @@ void close_frame(ICODE_READER& reader, const FRAME& frame);
 POSITION read_position(ICODE_READER& reader);
 // The type of an index; void for 0. A fault when it is not known.
 TYPE* read_type_index(ICODE_READER& reader);
+
+// --- tree_check.cpp: what is read is looked at once, before anyone else uses it ---
+
+// A function begins.
+void begin_checks(ICODE_READER& reader, const SYMBOL* symbol);
+// The next statement of the function, whose record begins at the offset; a fault when it breaks a rule.
+void check_statement(ICODE_READER& reader, const NODE* stmt, uint64_t start);
+// An item of an initializer; a fault when it is none of those that can stand there.
+void check_item(ICODE_READER& reader, const NODE* item, uint64_t start);
 
 } // namespace pelorus

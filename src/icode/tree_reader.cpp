@@ -104,6 +104,7 @@ NODE* read_node_fields(ICODE_READER& reader) {
     const uint64_t at = reader.in.offset();
     const int op = reader.in.byte();
     if (op > LAST_OPCODE) icode_fault(reader, at, "opcode %d is greater than %d", op, LAST_OPCODE);
+    if (opcode_is_own(op)) reader.own_opcode = op;
     NODE* node = new_node(op, read_type_index(reader));
     read_payload(reader, node);
     if (reader.in_statement && (op == OP_CALL || op == OP_UCALL))
@@ -154,6 +155,7 @@ NODE* read_tree(ICODE_READER& reader, bool check_header) {
     if (check_header) open_tree_record(reader, start, end);
     reader.in.set_limit(end);
     reader.open_nodes.clear();
+    reader.own_opcode = -1;
     push_node(reader, start, end, 0);
     for (;;) {
         OPEN_NODE& open = reader.open_nodes.back();

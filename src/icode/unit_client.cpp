@@ -88,6 +88,7 @@ void add_pragma(void* context, PRAGMA* pragma, bool in_function) {
 ICODE_CLIENT unit_icode_client(UNIT_CLIENT& unit) {
     ICODE_CLIENT client;
     client.context = &unit;
+    client.wants_good_trees = true;
     client.begin_function = begin_function;
     client.begin_body = begin_body;
     client.function_place = function_place;

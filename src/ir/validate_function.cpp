@@ -104,10 +104,9 @@ int check_in_function(FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE&
     const bool first = check.first;
     check.first = false;
     int failures = check_form(stmt, first, place);
-    if (first && (check.has_parameters || stmt->op == OP_PCOMMA))
-        failures += check_first(check, stmt, place);
-    else
-        failures += check_parameters(stmt, place);
+    if (check.minds_parameters)
+        failures += first && (check.has_parameters || stmt->op == OP_PCOMMA) ? check_first(check, stmt, place)
+                                                                             : check_parameters(stmt, place);
     if (stmt->op == OP_SWITCH) failures += check_cases(stmt, place);
     if (stmt->op == OP_RETURN || stmt->op == OP_URETURN) failures += check_return(check, stmt, place);
     return failures;

@@ -19,6 +19,7 @@ struct FUNCTION_CHECK {
     const SYMBOL* return_symbol = nullptr; // that the first return named; null before
     bool has_parameters = false;           // symbols of level 1 that are kept
     bool first = true;                     // no statement has passed yet
+    bool minds_parameters = true;          // the rules of parameters, U5 and U6, are looked at
 };
 
 // Checks the next statement, in the order of the function; reports as validate_tree does and returns the

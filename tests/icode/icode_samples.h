@@ -72,6 +72,7 @@ inline BYTES global() { return name(0, VARIABLE_G); }
 inline BYTES assigned(const BYTES& value, uint32_t type = INT) {
     return statement(tree(OP_ASG, type, {}, {name(0, VARIABLE_G, type), value}));
 }
+inline BYTES as_int(const BYTES& value) { return tree(OP_SCONV, INT, {}, {value}); }
 inline BYTES label(uint32_t index) { return tree(OP_LABEL, VOID, BYTES().u(index)); }
 inline BYTES call(const BYTES& argument) {
     return tree(OP_CALL, INT, BYTES().u(99),
@@ -103,8 +104,8 @@ inline ICODE_FILE full_file() {
         .add(record(36, BYTES().s(" nop").p(0)))
         .add(record(47, BYTES().s("note")));
     body.add(record(94, BYTES().u(PK_UNROLL).u(1).s("4"))).add(record(64, BYTES().y('L')));
-    body.add(assigned(tree(OP_LCON, LONG_LONG, BYTES().s("-9223372036854775808")), LONG_LONG));
-    body.add(assigned(tree(OP_FCON, DOUBLE, BYTES().s("2.5")), DOUBLE));
+    body.add(assigned(as_int(tree(OP_LCON, LONG_LONG, BYTES().s("-9223372036854775808")))));
+    body.add(assigned(as_int(tree(OP_FCON, DOUBLE, BYTES().s("2.5")))));
     body.add(
         statement(call(tree(OP_UAND, POINTER, {}, {tree(OP_SCON, TEXT, BYTES().u(3).y('h').y('i').y(0))}))));
     body.add(statement(tree(OP_SWITCH, VOID, BYTES().u(2),

@@ -106,7 +106,9 @@ protected:
         unit.context = &outcome.functions;
         testing::internal::CaptureStderr();
         try {
-            outcome.opened = open(bytes, unit_icode_client(unit), skip);
+            ICODE_CLIENT client = unit_icode_client(unit);
+            client.wants_good_trees = wants_good_trees;
+            outcome.opened = open(bytes, client, skip);
             if (outcome.opened) {
                 read_whole_file(*reader);
                 unit.context = &outcome.again;
@@ -142,6 +144,7 @@ protected:
     std::string content;
     FILE* stream = nullptr;
     ICODE_READER* reader = nullptr;
+    bool wants_good_trees = false;
     TYPE_PKG types;
 };
 
@@ -153,8 +156,9 @@ TEST_F(Reader, OneOfEverything) {
     ASSERT_EQ(outcome.functions.size(), 1U);
     EXPECT_THAT(outcome.functions[0].statements,
                 ElementsAre("i = i", "s.first = _puts(-5)", "g1:", "asm(\" nop\")", "comment(\"note\")",
-                            "#pragma UNROLL(4)", "_g = -9223372036854775808ll", "_g = 2.5", "_puts(\"hi\")",
-                            "switch (i) { case 1: goto g1; default: goto g2; }", "g2:", "return i = 0"));
+                            "#pragma UNROLL(4)", "_g = (int)-9223372036854775808ll", "_g = (int)2.5",
+                            "_puts(\"hi\")", "switch (i) { case 1: goto g1; default: goto g2; }",
+                            "g2:", "return i = 0"));
     ASSERT_EQ(outcome.again.size(), 1U);
     EXPECT_EQ(outcome.again[0].statements, outcome.functions[0].statements);
     EXPECT_EQ(outcome.again[0].units, outcome.functions[0].units);

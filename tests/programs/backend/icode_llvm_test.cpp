@@ -240,7 +240,8 @@ TEST(IcodeLlvm, functions_known_by_name) {
     const auto translate = [](const char* name, uint8_t storage, bool has_argument) {
         UNIT unit;
         TYPE* pointer = unit.types.make_pointer(unit.nothing);
-        TYPE* type = unit.function_type(pointer, {unit.integer});
+        TYPE* type =
+            has_argument ? unit.function_type(pointer, {unit.integer}) : unit.function_type(pointer, {});
         SYMBOL* callee = unit.global(name, type, storage, 1);
         if (storage == SC_EXTERN_DEF) {
             write_function_begin(unit.writer(), callee, {});
