@@ -68,16 +68,11 @@ void write_collected_comments(ICODE_WRITER& writer) {
 
 // A comment that begins with ";" has no effect on whoever reads the file.
 void write_statement_text(ICODE_WRITER& writer, const NODE* tree) {
-    std::string text = ";\t";
-    if (tree->op == OP_LOOP) {
-        text += tree_text(tree->left);
-        if (tree->right)
-            write_comment(writer,
-                          (";\ttrip count: " + tree_text(tree->right)).substr(0, LONGEST_COMMENT).c_str());
-    } else {
-        text += tree_text(tree);
-    }
-    write_comment(writer, text.substr(0, LONGEST_COMMENT).c_str());
+    const NODE* shown = tree->op == OP_LOOP ? tree->left : tree;
+    write_comment(writer, (";\t" + tree_text(shown)).substr(0, LONGEST_COMMENT).c_str());
+    if (tree->op == OP_LOOP && tree->right)
+        write_comment(writer,
+                      (";\ttrip count: " + tree_text(tree->right)).substr(0, LONGEST_COMMENT).c_str());
 }
 
 static_assert(int{TEXT_ASSEMBLY} == int{RK_ASSEMBLY} && int{TEXT_COMMENT} == int{RK_COMMENT});
