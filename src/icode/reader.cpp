@@ -424,6 +424,8 @@ bool is_top_level(uint8_t kind) { return record_layout(kind) && kind != RK_HEADE
 void report_unknown_record(ICODE_READER& reader, uint8_t kind, uint64_t start) {
     reader.in.uleb(); // its body is read as records
     fprintf(stderr, "\n///ERROR @0x%lx\n\n", static_cast<unsigned long>(start));
+    if (start <= reader.last_unknown) return; // a body that is read again
+    reader.last_unknown = start;
     if (++reader.unknown_records > icode_limits.unknown_records)
         icode_fault(reader, start, "kind %d is the last straw: more than %u unknown records", kind,
                     icode_limits.unknown_records);

@@ -45,6 +45,7 @@ public:
     int32_t own_opcode = -1;             // one of the optimizer's own in the tree that was read last; -1 none
     uint64_t record_start = 0;           // of the top-level record being read
     uint32_t unknown_records = 0;
+    uint64_t last_unknown = 0; // offset of the one that was counted last
 };
 
 // A record's frame: where its body ends, and what to restore when it is done.
