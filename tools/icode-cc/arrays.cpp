@@ -73,6 +73,7 @@ void for_each_length(const ASTContext& ast, QualType type, VISIT visit) {
 
 NODE* generator_call(BODY& body, const char* name, TYPE* result, const std::vector<NODE*>& arguments) {
     std::vector<TYPE*> parameters;
+    parameters.reserve(arguments.size());
     for (const NODE* argument : arguments) parameters.push_back(type_strip(argument->type));
     return direct_call(body.unit, result, library_function(body.unit, name, result, parameters), arguments);
 }

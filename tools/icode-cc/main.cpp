@@ -120,7 +120,8 @@ public:
         unit.ast = &context;
         unit.merges_tentative = merges_tentative_;
         set_type_package(&unit.types);
-        FILE* stream = fdopen(dup(fileno(result_.file)), "w+b");
+        const int descriptor = dup(fileno(result_.file));
+        FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, "w+b");
         if (!stream) return;
         unit.writer = create_icode(stream, name_.c_str(), name_.c_str(), unit.types);
         number_declarations(unit);
@@ -183,7 +184,8 @@ COMMAND read_command(int count, char** words) {
 
 bool copy_file(FILE* from, FILE* to) {
     char buffer[65536];
-    rewind(from);
+    if (fseek(from, 0, SEEK_SET) != 0) return false;
+    errno = 0;
     while (const size_t count = fread(buffer, 1, sizeof buffer, from))
         if (fwrite(buffer, 1, count, to) != count) return false;
     return !ferror(from);

@@ -45,7 +45,7 @@ void flush_bits(LAYING& laying) {
     while (at < laying.bits.size()) {
         const uint64_t offset = laying.bits_start + at;
         uint64_t size = 4;
-        while (offset % size || at + size > laying.bits.size()) size /= 2;
+        while (size > 1 && (offset % size || at + size > laying.bits.size())) size /= 2;
         uint32_t value = 0;
         for (uint64_t i = 0; i < size; ++i) value |= static_cast<uint32_t>(laying.bits[at + i]) << (8 * i);
         if (value) lay_tree(laying, integer_constant(bytes_type(laying.unit, size), value), offset, size);
@@ -179,7 +179,7 @@ void lay_member(LAYING& laying, const APValue& value, const FieldDecl* field, ui
 }
 
 void lay_structure(LAYING& laying, const APValue& value, QualType type, uint64_t offset) {
-    const RecordDecl* record = type->getAs<RecordType>()->getDecl()->getDefinition();
+    const RecordDecl* record = type->castAs<RecordType>()->getDecl()->getDefinition();
     for (const FieldDecl* field : record->fields())
         if (!field->isUnnamedBitField())
             lay_member(laying, value.getStructField(field->getFieldIndex()), field, offset);

@@ -111,7 +111,7 @@ struct CONTAINER {
 
 CONTAINER find_container(uint64_t first_bit, uint32_t width, uint64_t structure_size) {
     for (uint32_t size = 1; size <= 8; size *= 2) {
-        const uint64_t start = first_bit / (8 * size) * size;
+        const uint64_t start = first_bit / 8 / size * size;
         if (first_bit + width <= (start + size) * 8 && start + size <= structure_size)
             return {static_cast<uint32_t>(start), size};
     }
