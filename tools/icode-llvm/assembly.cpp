@@ -85,8 +85,10 @@ void add_operand(ASSEMBLY_CALL& call, std::string_view operand, const NODE* argu
     const bool is_named = operand.find('{') != std::string_view::npos;
     put(call.constraints, call.constraints.empty() ? "" : ",",
         is_named ? std::string(operand) : llvm_letters(operand));
+    const bool takes_argument = in_memory || operand[0] != '=';
+    if (takes_argument && !argument) refuse(call.emitter.module, "an operand of assembly is missing");
     if (in_memory) return add_object(call, argument);
-    if (operand[0] != '=') {
+    if (takes_argument) {
         const VALUE value = emit_value(call.emitter, argument);
         const LTYPE type = value.type == LTYPE::MEMORY ? LTYPE::PTR : value.type;
         return put_argument(call, joined(ltype_text(type), " ", value.text));

@@ -2,10 +2,27 @@
 #include "emitter.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "icode/format.h"
 
 namespace pelorus {
+
+namespace {
+
+// The number of the parameter whose home a variable is, from 1; 0 for others. Homes come first in the body.
+uint32_t argument_number(const SYMBOL* variable) {
+    const SYMBOL* home = function_symbols.variables.first;
+    uint32_t number = 1;
+    for (const SYMBOL* symbol = function_symbols.parameters.first; symbol && home; symbol = symbol->next) {
+        if (home == variable && !strcmp(home->name, symbol->name)) return number;
+        home = home->next;
+        number++;
+    }
+    return 0;
+}
+
+} // namespace
 
 std::string new_block(EMITTER& emitter) { return joined("b", emitter.blocks++); }
 
@@ -58,6 +75,8 @@ const LOCAL& local_slot(EMITTER& emitter, const SYMBOL* symbol) {
         new_slot(emitter, memory ? ltype_bytes(std::max(symbol->size, type->size)) : ltype_text(scalar),
                  local.align, name);
     local.is_value = false;
+    const uint32_t argument = symbol->level == BODY_LEVEL ? argument_number(symbol) : 0;
+    put(emitter.slots, debug_local(emitter.module.debug, symbol, argument, local.text));
     return local;
 }
 

@@ -47,7 +47,8 @@ struct EMITTER {
     std::string body;
     std::string block; // name of the open block without "%"; valid while `open`
     bool open = true;
-    bool variadic = false; // the function takes unnamed arguments
+    bool variadic = false;  // the function takes unnamed arguments
+    std::string location{}; // of the statement, for debuggers: behind each instruction
     PASSING result{};
     uint32_t values = 0; // numbers given to values
     uint32_t blocks = 0; // numbers given to blocks
@@ -61,7 +62,7 @@ enum : uint8_t { LABEL_NAMED = 1, LABEL_DEFINED = 2 };
 // Appends a line to the open block.
 template <class... PARTS>
 void line(EMITTER& emitter, const PARTS&... parts) {
-    if (emitter.open) put(emitter.body, "  ", parts..., "\n");
+    if (emitter.open) put(emitter.body, "  ", parts..., emitter.location, "\n");
 }
 
 // Appends an instruction that gives a value.

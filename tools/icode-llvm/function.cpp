@@ -13,12 +13,14 @@ namespace pelorus {
 
 namespace {
 
-TREE_LIST statements_in_order() {
-    TREE_LIST trees;
+using STATEMENT_LIST = std::vector<const STMT*>;
+
+STATEMENT_LIST statements_in_order() {
+    STATEMENT_LIST statements;
     for (const STMT* statement = function.statements; statement; statement = statement->next)
-        trees.push_back(statement->tree);
-    std::reverse(trees.begin(), trees.end());
-    return trees;
+        statements.push_back(statement);
+    std::reverse(statements.begin(), statements.end());
+    return statements;
 }
 
 // The object that an operator changes or takes the address of, when it is a parameter.
@@ -31,9 +33,10 @@ const SYMBOL* parameter_as_object(const NODE* node) {
     return left->op == OP_NAME && left->ref && left->symbol()->level == 1 ? left->symbol() : nullptr;
 }
 
-std::unordered_set<const SYMBOL*> parameters_as_objects(const TREE_LIST& statements) {
+std::unordered_set<const SYMBOL*> parameters_as_objects(const STATEMENT_LIST& statements) {
     std::unordered_set<const SYMBOL*> found;
-    TREE_LIST rest = statements;
+    TREE_LIST rest;
+    for (const STMT* statement : statements) rest.push_back(statement->tree);
     while (!rest.empty()) {
         const NODE* node = rest.back();
         rest.pop_back();
@@ -77,7 +80,7 @@ std::string receive(EMITTER& emitter, const SYMBOL* symbol, bool as_object, size
     return joined(passing.type, " ", passing.extension, argument);
 }
 
-std::string parameter_list(EMITTER& emitter, const TREE_LIST& statements) {
+std::string parameter_list(EMITTER& emitter, const STATEMENT_LIST& statements) {
     std::unordered_set<const SYMBOL*> objects = parameters_as_objects(statements);
     std::string text;
     auto add = [&](std::string_view part) { put(text, text.empty() ? "" : ", ", part); };
@@ -120,13 +123,19 @@ void write_function(MODULE& module) {
     EMITTER emitter = {.module = module, .slots = {}, .body = {}, .block = "entry"};
     emitter.variadic = type->variadic;
     emitter.result = pass_result(type->base, type->variadic);
-    TREE_LIST statements = statements_in_order();
+    const std::string debug =
+        debug_function(module.debug, function.symbol, global_name(module, function.symbol).substr(1));
+    STATEMENT_LIST statements = statements_in_order();
     std::string parameters = parameter_list(emitter, statements);
-    for (const NODE* tree : statements) emit_statement(emitter, tree);
+    for (const STMT* statement : statements) {
+        emitter.location = debug_location(module.debug, statement->position);
+        emit_statement(emitter, statement->tree);
+    }
+    emitter.location = debug_location(module.debug, function.end);
     if (emitter.open) emit_return_of(emitter, function.return_symbol);
     check_labels(emitter);
     put_head(emitter, parameters);
-    put(module.functions, " {\nentry:\n", emitter.slots, emitter.body, "}\n\n");
+    put(module.functions, debug, " {\nentry:\n", emitter.slots, emitter.body, "}\n\n");
     module.function_name.clear();
 }
 

@@ -211,7 +211,8 @@ void write_variable(MODULE& module, const SYMBOL* symbol, const std::string& nam
     if (common) linkage.replace(0, 4, "common");
     put(module.globals, name, " = ", linkage, visibility_text(symbol), storage_text(symbol),
         is_constant(symbol) && !common ? "constant " : "global ", variable_value(module, symbol),
-        section_text(symbol, ","), ", align ", std::max(symbol->align, 1u), "\n");
+        section_text(symbol, ","), ", align ", std::max(symbol->align, 1u),
+        debug_global(module.debug, symbol, name.substr(1)), "\n");
 }
 
 void declare_function(MODULE& module, const SYMBOL* symbol, const std::string& name) {

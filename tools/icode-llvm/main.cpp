@@ -6,8 +6,7 @@
 // the code generator that icode does not promise. So what a program costs is what the optimizer before made
 // of it.
 //
-// It works function by function while the file is read. It does not optimize, and it does not carry source
-// positions.
+// It works function by function while the file is read. It does not optimize.
 #include <pthread.h>
 
 #include <cstdio>
@@ -39,6 +38,7 @@ const char usage[] =
     "  --pic       for a shared library: exported symbols may be replaced by other modules\n"
     "  --thumb     code in the Thumb state\n"
     "  --no-builtins, --null-pointer-valid, --unwind-tables, --frame-pointer, --strict-alignment\n"
+    "  --dwarf=N   debug information of version N, 2 to 5\n"
     "  --stack-protector=ssp, sspstrong or sspreq: LLVM's guards on the stack\n";
 
 [[noreturn]] void wrong_usage(const char* problem, const char* word) {
@@ -67,6 +67,8 @@ bool read_code_option(const char* word, CODE& code) {
             code.protector = protector;
             return true;
         }
+    for (uint32_t version : {2u, 3u, 4u, 5u})
+        if (word == "--dwarf=" + std::to_string(version)) return code.dwarf = version, true;
     for (const CODE_OPTION& option : CODE_OPTIONS)
         if (!strcmp(word, option.word)) return code.*option.member = true;
     return false;

@@ -183,9 +183,14 @@ std::string module_text(const MODULE& module) {
     put(text, module.assembly, module.strings, module.globals, "\n", module.functions, module.declarations);
     put(text, "\nattributes #0 = { ", function_attributes(module.code), " }\n");
     put(text, "attributes #1 = { returns_twice }\nattributes #2 = { noreturn }\n\n");
-    put(text, "!llvm.module.flags = !{!0, !1, !2", module.code.interposable ? "" : ", !3", "}\n");
+    put(text, "!llvm.module.flags = !{!0, !1, !2", module.code.interposable ? "" : ", !3",
+        module.debug.wanted ? ", !4, !5" : "", "}\n");
     put(text, "!0 = !{i32 1, !\"wchar_size\", i32 4}\n!1 = !{i32 1, !\"min_enum_size\", i32 4}\n");
     put(text, "!2 = !{i32 8, !\"PIC Level\", i32 2}\n!3 = !{i32 7, !\"PIE Level\", i32 2}\n");
+    if (!module.debug.wanted) return text;
+    put(text, "!4 = !{i32 2, !\"Debug Info Version\", i32 3}\n!5 = !{i32 7, !\"Dwarf Version\", i32 ",
+        module.code.dwarf, "}\n!llvm.dbg.cu = !{!", module.debug.unit, "}\n");
+    put(text, debug_nodes(module.debug), "declare void @llvm.dbg.declare(metadata, metadata, metadata)\n");
     return text;
 }
 

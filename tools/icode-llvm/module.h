@@ -11,6 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "debug.h"
 #include "ir/node.h"
 #include "ir/symbol.h"
 
@@ -26,6 +27,7 @@ struct CODE {
     bool frame_pointer = false;      // in every function
     bool strict_alignment = false;   // the processor traps accesses that are not aligned
     const char* protector = nullptr; // LLVM's attribute for guards on the stack
+    uint32_t dwarf = 0;              // version of the debug information; 0: none
 };
 
 struct MODULE {
@@ -33,6 +35,7 @@ struct MODULE {
     std::string source_name;   // the C file
     std::string function_name; // being translated; empty between functions
     CODE code{};
+    DEBUG debug{};
     std::string assembly;     // module asm lines
     std::string functions;    // definitions
     std::string strings;      // string literals

@@ -44,7 +44,7 @@ void emit_switch(EMITTER& emitter, const NODE* tree) {
     for (const NODE* arm : list_items(tree->right)) add_case(emitter, cases, arm, selector.type);
     std::string behind = cases.otherwise.empty() ? new_block(emitter) : "";
     put(emitter.body, "  switch ", ltype_text(selector.type), " ", selector.text, ", label %",
-        behind.empty() ? cases.otherwise : behind, " [\n", cases.text, "  ]\n");
+        behind.empty() ? cases.otherwise : behind, " [\n", cases.text, "  ]", emitter.location, "\n");
     emitter.open = false;
     if (!behind.empty()) open_block(emitter, behind);
 }

@@ -103,7 +103,9 @@ const OPTION_ROW* find_option(std::string_view word) {
     for (const OPTION_ROW& row : option_rows) {
         bool whole = row.form == FORM::WHOLE || row.form == FORM::SEPARATE;
         bool matches = whole ? word == row.text : word.starts_with(row.text);
-        if (matches && (!best || row.text.size() >= best->text.size())) best = &row;
+        if (!matches) continue;
+        const size_t before = best ? best->text.size() : 0;
+        if (row.text.size() > before || (row.text.size() == before && whole)) best = &row;
     }
     return best;
 }

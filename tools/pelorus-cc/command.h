@@ -39,7 +39,8 @@ enum class CODE_GROUP {
     UNWINDING,
     FRAME,
     STATE,
-    ALIGNMENT
+    ALIGNMENT,
+    DEBUG
 };
 
 struct COMMAND {

@@ -20,6 +20,7 @@ const char usage[] =
     "  -o FILE            the output\n"
     "  -O0 to -O4         the optimizer's level; -O1 when nothing is said, -Os and -Oz for size\n"
     "  -c, -S, -E         stop after the object file, the assembly, the preprocessor\n"
+    "  -g                 debug information; the code stays the same\n"
     "  --icode            stop after the optimizer and keep its input NAME.if and its output NAME.opt\n"
     "  -Xpelorus OPTION   an option for the optimizer\n"
     "  -v                 show the steps that are run\n"
