@@ -288,6 +288,8 @@ void validate_symbol_record(VALIDATOR& v, const RECORD_FRAME& frame) {
 }
 
 void validate_pragma_record(VALIDATOR& v, const RECORD_FRAME& frame) {
+    if (v.function.depth == 1)
+        file_fault(v, RULE_U1, frame.start, "a pragma before the body of its function");
     validate_pragma(v, frame, v.function.depth ? PLACE_OF_PRAGMA::FUNCTION : PLACE_OF_PRAGMA::FILE);
 }
 

@@ -215,7 +215,7 @@ bool is_plainly_good(const NODE* node) {
     if (node->left || !node->type) return false;
     if (node->op == OP_NAME) {
         const SYMBOL* symbol = node->symbol();
-        return symbol && symbol->declared_type == node->type;
+        return symbol && symbol->declared_type == node->type && names_object(symbol);
     }
     if (node->op != OP_ICON || node->type->kind != TK_INTEGER || node->type->size != 4) return false;
     const int32_t upper = node->type->is_unsigned ? 0 : node->value_lo >> 31;

@@ -65,6 +65,8 @@ static_assert(OP_SSA_USE + 3 == OP_SSA_CHI, "uses, definitions and both forms of
 // structures.
 bool same_representation(const TYPE* a, const TYPE* b);
 bool is_lvalue(const NODE* node);
+// Whether a NAME can have the symbol: labels of the source and names of types have no object and no address.
+bool names_object(const SYMBOL* symbol);
 
 // The report of every failure. Answers false, so that a check can end with it.
 bool report_invalid_node(RULE rule, const char* message, const NODE* node, const TREE_PLACE& place);

@@ -67,6 +67,10 @@ bool same_representation(const TYPE* a, const TYPE* b) {
     return a->kind == b->kind && a->size == b->size;
 }
 
+bool names_object(const SYMBOL* symbol) {
+    return symbol->file_class != SC_LABEL && symbol->file_class != SC_TYPEDEF;
+}
+
 bool is_lvalue(const NODE* node) {
     for (node = without_versions(node); node; node = without_versions(node)) {
         switch (node->op) {
@@ -74,7 +78,6 @@ bool is_lvalue(const NODE* node) {
         case OP_UMULT:
         case OP_STREF: return true;
         case OP_STDOT: node = node->left; break;
-        case OP_IDENTITY: node = node->left; break;
         case OP_COMMAOP: node = node->right; break;
         default: return false;
         }
@@ -91,6 +94,8 @@ bool check_name(const NODE* node, const TREE_PLACE& place) {
     const SYMBOL* symbol = node->symbol();
     if (!symbol)
         return require(is_void(node), RULE_N10, "A NAME without a symbol has type void", node, place);
+    if (!require(names_object(symbol), RULE_N10, "The NAME is of a label or of a type", node, place))
+        return false;
     if (!node->type || !symbol->declared_type || node->type == symbol->declared_type) return true;
     return require(same_representation(node->type, symbol->declared_type) ||
                        type_compatible(node->type, symbol->declared_type),
@@ -98,6 +103,8 @@ bool check_name(const NODE* node, const TREE_PLACE& place) {
 }
 
 bool fits_integer(INT96 value, const TYPE* type) {
+    if (type_is_bool(type)) // a test of a bool may look at one bit alone
+        return int96_fits_unsigned64(value) && int96_to_int64(value) >> 1 == 0;
     const uint32_t spare = 64 - 8 * type->size; // bits of a 64-bit integer that the type does not have
     if (type->is_unsigned)
         return int96_fits_unsigned64(value) &&
@@ -218,11 +225,11 @@ bool check_structure_argument(const NODE* node, const TREE_PLACE& place) {
 // --- Members and addresses ---
 
 // A member that is an array of a structure that a call returned decays to a pointer into the temporary
-// result.
+// result; the result itself has no address.
 bool has_address(const NODE* node) {
     if (is_lvalue(node)) return true;
     const NODE* place = without_versions(node);
-    return place->op == OP_SCON || place->op == OP_STDOT || place->op == OP_CALL || place->op == OP_UCALL;
+    return place->op == OP_SCON || place->op == OP_STDOT;
 }
 
 bool check_address(const NODE* node, const TREE_PLACE& place) {
