@@ -24,10 +24,13 @@ namespace pelorus {
 
 struct bitvec;
 
-// A cell of a list of blocks.
+// A cell of a set of successors or predecessors. The two cells of an edge know each other, so that neither end
+// has to be looked for in a long set.
 struct BB_LIST {
     BB* block;
     BB_LIST* next;
+    BB_LIST* previous; // null for the first
+    BB_LIST* twin;     // the edge's cell in the set of the other end; null while that has none
 };
 
 // A variable that controls a loop.
@@ -51,7 +54,7 @@ struct BB {
     STMT* stmts;                // null only while the block is being deleted
     BB_LIST* preds;             // set
     BB_LIST* succs;             // set
-    BB_LIST* dfs_cursor;        // scratch of the depth-first search
+    BB_LIST* dfs_cursor;        // scratch of the depth-first search, and of a set being made anew
     LABEL_RECORD* labels;       // the first one is the one that leaves are pointed to
     LOOPREC* loop;              // innermost loop; null without loop information
     LOOP_CONTROL* loop_control; // heads of loops: what controls the loop; null when not known

@@ -54,36 +54,37 @@ bool invert_if(NODE* tree) {
 
 namespace {
 
-void push_front(BB_LIST*& set, BB* block) {
+BB_LIST* push_front(BB_LIST*& set, BB* block) {
     auto* cell = new_recycled<BB_LIST>();
-    *cell = {block, set};
-    set = cell;
+    *cell = {block, set, nullptr, nullptr};
+    if (set) set->previous = cell;
+    return set = cell;
 }
 
-void add_to_set(BB_LIST*& set, BB* block) {
-    if (!in_set(set, block)) push_front(set, block);
+void join(BB_LIST* a, BB_LIST* b) {
+    a->twin = b;
+    b->twin = a;
 }
 
-void remove_from_set(BB_LIST*& set, const BB* block) {
-    for (BB_LIST** place = &set; *place; place = &(*place)->next) {
-        if ((*place)->block != block) continue;
-        BB_LIST* cell = *place;
-        *place = cell->next;
-        recycle(cell);
-        return;
-    }
+BB_LIST* find_in(BB_LIST* set, const BB* block) {
+    while (set && set->block != block) set = set->next;
+    return set;
+}
+
+void remove_cell(BB_LIST*& set, BB_LIST* cell) {
+    (cell->previous ? cell->previous->next : set) = cell->next;
+    if (cell->next) cell->next->previous = cell->previous;
+    if (cell->twin) cell->twin->twin = nullptr;
+    recycle(cell);
+}
+
+// The other side of an edge; looked for where one side was made without it.
+BB_LIST* other_side(const BB_LIST* edge, BB_LIST* set, const BB* block) {
+    return edge && edge->twin ? edge->twin : find_in(set, block);
 }
 
 void free_set(BB_LIST*& set) {
-    while (BB_LIST* cell = set) {
-        set = cell->next;
-        recycle(cell);
-    }
-}
-
-void replace_in_set(BB_LIST* set, const BB* old, BB* block) {
-    for (; set; set = set->next)
-        if (set->block == old) set->block = block;
+    while (set) remove_cell(set, set);
 }
 
 bool same_sequence(const BB_LIST* a, const BB_LIST* b) {
@@ -106,7 +107,7 @@ BB_LIST* targets_of(const BB* block) {
         BB* target = target_of(leaf);
         if (marked(target)) return;
         target->mark = flow_graph.stamp;
-        push_front(targets, target);
+        target->dfs_cursor = push_front(targets, target);
     });
     return targets;
 }
@@ -119,16 +120,32 @@ void blocks_changed() { lose_facts(EDIT_EDGES | EDIT_BLOCKS); }
 // --- Edges ---
 
 void add_edge(BB* from, BB* to) {
-    add_to_set(from->succs, to);
-    add_to_set(to->preds, from);
+    BB_LIST* forth = find_in(from->succs, to);
+    BB_LIST* back = other_side(forth, to->preds, from);
+    if (!forth) forth = push_front(from->succs, to);
+    if (!back) back = push_front(to->preds, from);
+    join(forth, back);
     edges_changed();
 }
 
 void remove_edge(BB* from, BB* to) {
-    remove_from_set(from->succs, to);
-    remove_from_set(to->preds, from);
+    BB_LIST* forth = find_in(from->succs, to);
+    if (BB_LIST* back = other_side(forth, to->preds, from)) remove_cell(to->preds, back);
+    if (forth) remove_cell(from->succs, forth);
     edges_changed();
 }
+
+namespace {
+
+// The edges of the set go on living in another one.
+void drop_kept_set(BB_LIST*& set) {
+    for (BB_LIST* cell = set; cell; cell = cell->next) cell->twin = nullptr;
+    free_set(set);
+}
+
+} // namespace
+
+void add_predecessor(BB* from, BB_LIST* edge) { join(edge, push_front(edge->block->preds, from)); }
 
 bool recompute_successors(BB* block) {
     const SCRATCH_CLAIM claim(SCRATCH::BB_MARK, "recompute_successors");
@@ -137,12 +154,18 @@ bool recompute_successors(BB* block) {
         free_set(targets);
         return false;
     }
-    for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
-        if (!marked(cell->block)) remove_from_set(cell->block->preds, block);
+    for (const BB_LIST* cell = block->succs; cell; cell = cell->next) {
+        BB_LIST* back = other_side(cell, cell->block->preds, block);
+        if (!back) continue;
+        if (marked(cell->block))
+            join(cell->block->dfs_cursor, back);
+        else
+            remove_cell(cell->block->preds, back);
+    }
     mark_all(block->succs);
-    for (const BB_LIST* cell = targets; cell; cell = cell->next)
-        if (!marked(cell->block)) push_front(cell->block->preds, block);
-    free_set(block->succs);
+    for (BB_LIST* cell = targets; cell; cell = cell->next)
+        if (!marked(cell->block)) add_predecessor(block, cell);
+    drop_kept_set(block->succs);
     block->succs = targets;
     edges_changed();
     return true;
@@ -151,8 +174,7 @@ bool recompute_successors(BB* block) {
 void rebuild_predecessors() {
     for (BB* block = flow_graph.bb_list; block; block = block->dflink) free_set(block->preds);
     for (BB* block = flow_graph.bb_list; block; block = block->dflink)
-        for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
-            push_front(cell->block->preds, block);
+        for (BB_LIST* cell = block->succs; cell; cell = cell->next) add_predecessor(block, cell);
     edges_changed();
 }
 
@@ -192,7 +214,7 @@ void absorb_successor(BB* block) {
     block->succs = next->succs;
     next->succs = nullptr;
     for (const BB_LIST* cell = block->succs; cell; cell = cell->next)
-        replace_in_set(cell->block->preds, next, block);
+        if (BB_LIST* back = other_side(cell, cell->block->preds, next)) back->block = block;
     next->stmts = next->last_stmt = nullptr;
     if (flow_graph.exit_bb == next) flow_graph.exit_bb = block;
     blocks_changed();
@@ -294,6 +316,8 @@ void order_successors(BB* block) {
     *more.end = none;
     *one.end = more.first;
     block->succs = one.first;
+    BB_LIST* before = nullptr;
+    for (BB_LIST* cell = block->succs; cell; before = cell, cell = cell->next) cell->previous = before;
 }
 
 } // namespace pelorus

@@ -71,6 +71,8 @@ void drop_empty_blocks();
 
 // The block becomes the head of all blocks.
 void push_block(BB* block);
+// The predecessor's side of an edge that a successor set holds already.
+void add_predecessor(BB* from, BB_LIST* edge);
 // One more successor, at the head; it is not in the set yet. One side only, like the two below.
 void push_successor(BB* from, BB* to);
 void drop_successors(BB* block);

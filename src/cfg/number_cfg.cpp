@@ -99,11 +99,7 @@ void find_predecessors() {
     number_chain([](BB* block) {
         if (block->labels) block->labels->index = block->dfn;
         // Successors are a set, so a block cannot come into a predecessor set twice.
-        for (const BB_LIST* cell = block->succs; cell; cell = cell->next) {
-            auto* back = new_recycled<BB_LIST>();
-            *back = {block, cell->block->preds};
-            cell->block->preds = back;
-        }
+        for (BB_LIST* cell = block->succs; cell; cell = cell->next) add_predecessor(block, cell);
     });
     drop_unreachable_blocks();
     fact_was_built(FACT_dfn);
