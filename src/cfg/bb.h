@@ -24,8 +24,8 @@ namespace pelorus {
 
 struct bitvec;
 
-// A cell of a set of successors or predecessors. The two cells of an edge know each other, so that neither end
-// has to be looked for in a long set.
+// A cell of a set of successors or predecessors. The two cells of an edge know each other, so that neither
+// end has to be looked for in a long set.
 struct BB_LIST {
     BB* block;
     BB_LIST* next;

@@ -138,7 +138,7 @@ bool simpcfg(int aggressive) {
     bool changed = false;
     for (int sweeps = 0; sweeps < MOST_SWEEPS && sweep(aggressive); ++sweeps) changed = true;
     if (changed) renumber_cfg();
-    return mark.any();
+    return changed || mark.any(); // an edge may have changed by itself, with a label that was dropped
 }
 
 } // namespace pelorus
