@@ -218,7 +218,7 @@ void take_enumerator_value(VALIDATOR& v, FIELD_VALUE& field, const TYPE* owner) 
 void take_field(VALIDATOR& v, char code, FIELD_VALUE& field, const TYPE* owner) {
     switch (code) {
     case 'y': field.number = take_byte(v); break;
-    case 'b': field.number = static_cast<uint64_t>(static_cast<int8_t>(take_byte(v))); break;
+    case 'b': field.number = static_cast<uint64_t>(int64_t{static_cast<int8_t>(take_byte(v))}); break;
     case 'f': take_flag(v, field); break;
     case 'h': field.number = take_word(v, 2); break;
     case 'w': field.number = take_word(v, 4); break;

@@ -286,6 +286,7 @@ void refuse() { throw NOT_BUILT(); }
 TYPE* build(TYPE_CHECK& check) {
     std::vector<TYPE_FIELD> fields;
     const std::vector<FIELD_LAYOUT>& layout = *type_layout(check.kind);
+    fields.reserve(layout.size());
     for (size_t i = 0; i < layout.size(); ++i) fields.push_back(built_field(layout[i].code, check.field(i)));
     type_error_place = refuse;
     TYPE* type = nullptr;

@@ -158,6 +158,7 @@ T* zone_array(bool local, size_t n) {
     static_assert(std::is_trivially_destructible_v<T>, "a release runs no destructor");
     static_assert(alignof(T) <= ZONE_LIMIT.alignment);
     size_t bytes;
+    // An array of pointers is meant where T is one. NOLINTNEXTLINE(bugprone-sizeof-expression)
     if (__builtin_mul_overflow(n, sizeof(T), &bytes) || zone_rounded(bytes) < bytes)
         out_of_memory(local ? "ZALLOC" : "ZALLOC0", SIZE_MAX);
     T* array = static_cast<T*>(ZALLOC0(local, zone_rounded(bytes)));
