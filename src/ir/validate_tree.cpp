@@ -156,7 +156,9 @@ constexpr OPERAND_TYPES operand_types(int32_t op) {
     case OP_UCALL: return {ANY, POINTER, ANY};
     case OP_STDOT: return {ANY, CSU, ANY};
     case OP_UAND:
-    case OP_ACONV: return {POINTER, ANY, ANY};
+    case OP_ACONV:
+    case OP_ARGREF: return {POINTER, ANY, ANY};
+    case OP_NONALIGN: return {POINTER, POINTER, ANY};
     case OP_PCONV:
     case OP_ISP2CHAR: return {SCALAR, SCALAR, ANY};
     case OP_QUEST:

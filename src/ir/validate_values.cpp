@@ -146,6 +146,8 @@ bool check_arithmetic(const NODE* node, const TREE_PLACE& place) {
     return check_two(node, place) && has_result_of(node, left_of(node), place);
 }
 bool check_relation(const NODE* node, const TREE_PLACE& place) {
+    if (node->op >= OP_ULE && node->op <= OP_UGT && type_is_floating(left_of(node)->type))
+        return report_invalid_node(RULE_N4, "Floating operands are not compared as unsigned", node, place);
     return check_two(node, place) && has_result_int(node, place);
 }
 bool check_unary(const NODE* node, const TREE_PLACE& place) {
