@@ -52,7 +52,7 @@ void read_float(ICODE_READER& reader, NODE* node) {
     const uint64_t at = reader.in.offset();
     const std::string& decimal = reader.in.string();
     TARGET_FLOAT value;
-    if (!target_float_parse(decimal, value))
+    if (!target_float_parse(decimal, value, 8))
         icode_fault(reader, at, "\"%.40s\" is no floating-point number", decimal.c_str());
     node->set_float(decimal.c_str());
 }

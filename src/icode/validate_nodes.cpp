@@ -88,7 +88,7 @@ void take_float(TREE_BUILDER& builder, NODE* node) {
     const std::string decimal(take_string(builder.v));
     TARGET_FLOAT value;
     if (!builder.v.good) return;
-    if (!target_float_parse(decimal, value))
+    if (!target_float_parse(decimal, value, 8))
         return builder.fault(RULE_N12, start, "\"%.40s\" is no floating-point number", decimal.c_str());
     node->set_float(decimal.c_str());
 }

@@ -152,8 +152,7 @@ void NODE::set_decimal(const char* digits) {
 
 void NODE::set_float(const char* decimal) {
     auto* number = zone_new<TARGET_FLOAT>(local);
-    target_float_parse(decimal, *number);
-    target_float_round(*number, type->size);
+    target_float_parse(decimal, *number, type->size);
     ref = number;
     text = nullptr;
 }

@@ -10,6 +10,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 namespace pelorus {
 
@@ -40,19 +41,27 @@ double out_of_range_value(std::string_view digits) {
     return place + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
 }
 
+// Text without a sign. Read as a double first, a float would be rounded twice.
+template <class FORMAT>
+std::optional<double> parsed_in_format(std::string_view text) {
+    FORMAT value = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc::invalid_argument || stop != text.data() + text.size()) return std::nullopt;
+    return error == std::errc::result_out_of_range ? out_of_range_value(text) : double{value};
+}
+
 } // namespace
 
-bool target_float_parse(std::string_view text, TARGET_FLOAT& result) {
-    result = {};
+bool target_float_parse(std::string_view text, TARGET_FLOAT& result, uint32_t bytes) {
+    result = {0, bytes == 4 ? 4U : 8U, 0};
     while (text.starts_with(" ")) text.remove_prefix(1);
     const bool negative = text.starts_with("-");
     if (negative || text.starts_with("+")) text.remove_prefix(1);
     if (text.empty() || text.front() == '-') return false;
-    double value = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error == std::errc::invalid_argument || stop != text.data() + text.size()) return false;
-    if (error == std::errc::result_out_of_range) value = out_of_range_value(text);
-    result.value = negative ? -value : value;
+    const std::optional<double> value =
+        bytes == 4 ? parsed_in_format<float>(text) : parsed_in_format<double>(text);
+    if (!value) return false;
+    result.value = negative ? -*value : *value;
     return true;
 }
 

@@ -20,10 +20,10 @@ struct TARGET_FLOAT {
 };
 static_assert(sizeof(TARGET_FLOAT) == 16);
 
-// Reads decimal text ("1.5e-3", "inf", "nan", a leading "-"), rounding to nearest. Text that is no number or
-// goes on behind it returns false and leaves 0. Out of range gives an infinity or a zero. Does not depend on
-// the locale.
-bool target_float_parse(std::string_view text, TARGET_FLOAT& value);
+// Reads decimal text ("1.5e-3", "inf", "nan", a leading "-") with one rounding to the nearest value of the
+// format of `bytes` (4: IEEE single; any other: IEEE double). Text that is no number or goes on behind it
+// returns false and leaves 0. Out of range gives an infinity or a zero. Does not depend on the locale.
+bool target_float_parse(std::string_view text, TARGET_FLOAT& value, uint32_t bytes);
 
 // Rounds to the format of `bytes` (4: IEEE single; any other: IEEE double).
 void target_float_round(TARGET_FLOAT& value, uint32_t bytes);

@@ -178,7 +178,7 @@ void print_conversions(const TARGET_FLOAT& a) {
 void print_float_text(const TARGET_FLOAT& a) {
     if (std::isnan(a.value)) return;
     TARGET_FLOAT again{};
-    if (target_float_parse(target_float_text(a), again)) target_float_round(again, a.bytes);
+    target_float_parse(target_float_text(a), again, a.bytes);
     printf("text %u %" PRIx64 " %s %" PRIx64 "\n", a.bytes, bits_of(a), target_float_text(a).c_str(),
            bits_of(again));
 }
