@@ -465,9 +465,11 @@ TEST_F(Reader, UnknownKindsAreReadOn) {
     EXPECT_EQ(outcome.errors.substr(0, strlen(expected)), expected);
     ASSERT_EQ(outcome.functions.size(), 1U);
     EXPECT_THAT(outcome.functions[0].statements, ElementsAre("_g = 1", "_g = 2"));
+    // The body of a function is read more than once; each of its records counts once.
     BYTES many;
-    for (int i = 0; i < 1100; ++i) many.add(record(200, {}));
-    EXPECT_THAT(run_body(many).errors, HasSubstr("more than 1000 unknown records"));
+    for (int i = 0; i < 1000; ++i) many.add(record(200, {}));
+    EXPECT_EQ(run_body(many).status, 0);
+    EXPECT_THAT(run_body(many.add(record(200, {}))).errors, HasSubstr("more than 1000 unknown records"));
 }
 
 TEST_F(Reader, RecordsOutOfPlace) {
