@@ -15,6 +15,7 @@
 #include "ir/funinfo.h"
 #include "memory/zone.h"
 #include "support/fresh_state.h"
+#include "support/settings.h"
 #include "support/test_support.h"
 
 namespace pelorus {
@@ -329,6 +330,26 @@ protected:
     }
     SYMBOL* f = nullptr;
 };
+
+// Only the optimizer makes LOOPs, in a graph that stands.
+TEST_F(FunctionOutput, ALoopIsShownAsItsControlAndThenItsTripCount) {
+    TYPE* number = types.int_type();
+    NODE* control = new_name(local("i", number), number);
+    begin();
+    add(constant(number, 1));
+    build_cfg();
+    flow_graph.bb_list->stmts->tree = new_binary(OP_LOOP, types.void_type(), control, constant(number, 8));
+    settings.interleave_text = 1;
+    begin_function_output(*writer);
+    write_function_blocks(*writer);
+    settings.interleave_text = 0;
+    close();
+    const std::string all = bytes();
+    const size_t shown = all.find(";\ti");
+    const size_t trips = all.find(";\ttrip count: 8");
+    ASSERT_TRUE(shown != std::string::npos && trips != std::string::npos);
+    EXPECT_LT(shown, trips);
+}
 
 TEST_F(FunctionOutput, LeafFunctionsAreNoted) {
     begin();
