@@ -14,6 +14,18 @@ namespace {
 
 int number_of(const BB* block) { return block ? block->dfn : 0; }
 
+// Labels may be named from outside the blocks that are listed.
+void count_label_uses() {
+    for (BB* block = flow_graph.bb_list; block; block = block->dflink)
+        for (LABEL_RECORD* label = block->labels; label; label = label->next) label->refcount = 0;
+    for (BB* block = flow_graph.bb_list; block; block = block->dflink)
+        for (const STMT* cell = block->stmts; cell; cell = cell->next)
+            for_each_label(cell->tree, [](const NODE* leaf) {
+                LABEL_RECORD* label = leaf->label();
+                if (label && label->refcount < INT16_MAX) ++label->refcount;
+            });
+}
+
 void dump_labels(const BB* block) {
     for (const LABEL_RECORD* label = block->labels; label; label = label->next)
         trace("\tLABEL, INDEX=%d, REFCOUNT=%d, NAME=<NONE>\n", label->index, label->refcount);
@@ -68,6 +80,7 @@ void dump_stmt_list(const STMT* cells) {
 void dump_bb(const BB* first, const BB* last) {
     if (!debug_on() || !first) return;
     last = last_of(first, last);
+    count_label_uses();
     for (const BB* block = first; block; block = block == last ? nullptr : block->dflink) {
         trace("\n\n:::: BASIC BLOCK DUMP, UON=%d, DFN=%d\n", block->uon, block->dfn);
         trace("\tDFLINK=BB%d, RDFLINK=BB%d\n", number_of(block->dflink), number_of(block->rdflink));

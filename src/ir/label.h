@@ -13,7 +13,7 @@ struct LABEL_RECORD {
     BB* block;          // owner
     int16_t
         index; // what LABEL leaves name it by: from the file (positive), fresh (negative), or the block's dfn
-    int16_t refcount; // uses, where a pass counts them
+    int16_t refcount; // LABEL leaves that name it, as dump_bb counted them last
 };
 static_assert(std::is_trivially_destructible_v<LABEL_RECORD>);
 

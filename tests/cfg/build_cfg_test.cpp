@@ -312,8 +312,10 @@ TEST_F(ValidateCfg, ListingLeavesOutBranchesToTheNextBlock) {
     const std::string text = capture.text();
     EXPECT_EQ(text.find("\t    BB 1:  g1\t\t// f\n\t    BB 1:   \tx = 4\n\t    BB 2:  g2\n"), 0U) << text;
     dump_bb(flow_graph.bb_list, nullptr);
-    EXPECT_NE(capture.text().find(":::: BASIC BLOCK DUMP, UON=2, DFN=2\n\tDFLINK=BB3, RDFLINK=BB1\n"),
-              std::string::npos);
+    EXPECT_NE(capture.text().find(":::: BASIC BLOCK DUMP, UON=2, DFN=2\n\tDFLINK=BB3, RDFLINK=BB1\n"
+                                  "\tLABEL, INDEX=2, REFCOUNT=2, NAME=<NONE>\n"),
+              std::string::npos)
+        << capture.text();
 }
 
 } // namespace
