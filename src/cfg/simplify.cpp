@@ -135,6 +135,7 @@ bool simpcfg(int aggressive) {
     trace_entering("simpcfg");
     const CHANGE_MARK mark;
     relink_blocks();
+    forget_comparisons();
     bool changed = false;
     for (int sweeps = 0; sweeps < MOST_SWEEPS && sweep(aggressive); ++sweeps) changed = true;
     if (changed) renumber_cfg();

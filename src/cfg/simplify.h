@@ -32,6 +32,8 @@ extern SIMPLIFICATION simplification;
 bool thread_labels();
 // Simplifies the ending IF or SWITCH of a block with two or more successors. True when the block changed.
 bool simplify_ending(BB* block, int aggressive);
+// Forgets what is known about equal arms. Before the first sweep, since other passes change any statement.
+void forget_comparisons();
 
 // --- simplify_edge.cpp ---
 

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "cfg/simplify.h"
@@ -20,6 +22,7 @@
 #include "ir/node_storage.h"
 #include "ir/tree_text.h"
 #include "support/decision.h"
+#include "support/hash.h"
 #include "tree/query.h"
 #include "tree/simplify.h"
 
@@ -133,10 +136,50 @@ bool decide_constant(BB* block, NODE* tree) {
     return true;
 }
 
+// How far the statements of two blocks were found to be equal. The simplifier changes the ending of a block
+// and what it puts in front of that; the statements before stay as they are, and a block that is emptied
+// begins with another cell. So a comparison goes on where the one before it stopped, and any number of tests
+// of the same two arms compares them once.
+struct COMPARISON {
+    const STMT* a; // the statements before these are equal
+    const STMT* b;
+    bool differ; // at these, of which neither is an ending
+};
+
+using CELL_PAIR = std::pair<const STMT*, const STMT*>;
+
+struct CELL_PAIR_HASH {
+    size_t operator()(const CELL_PAIR& pair) const {
+        return mix_hash(reinterpret_cast<uintptr_t>(pair.first), reinterpret_cast<uintptr_t>(pair.second));
+    }
+};
+
+// By the first cells of both blocks.
+std::unordered_map<CELL_PAIR, COMPARISON, CELL_PAIR_HASH> comparisons;
+
+void compare_on(COMPARISON& found) {
+    while (found.a->next && found.b->next) {
+        found.differ = !equal_trees(found.a->tree, found.b->tree);
+        if (found.differ) return;
+        found.a = found.a->next;
+        found.b = found.b->next;
+    }
+}
+
+// The endings, which may change, are compared each time, and first, since they tell many arms apart.
+bool equal_blocks(const BB* a, const BB* b) {
+    if (!equal_trees(a->last_stmt->tree, b->last_stmt->tree)) return false;
+    const auto [place, is_new] =
+        comparisons.try_emplace({a->stmts, b->stmts}, COMPARISON{a->stmts, b->stmts, false});
+    COMPARISON& found = place->second;
+    if (!found.differ) compare_on(found);
+    return !found.differ && !found.a->next && !found.b->next;
+}
+
 bool join_equal_targets(BB* block, NODE* tree) {
     BB* yes = target_of(true_leaf(tree));
     BB* no = target_of(false_leaf(tree));
-    if (yes == no || yes == block || no == block || !equal_statements(yes->stmts, no->stmts)) return false;
+    if (yes == no || yes == block || no == block || !equal_blocks(yes, no)) return false;
     if (yes->loop != no->loop) return refuse(SITE_equal_arms, "the blocks are in different loops");
     if (!change(SITE_equal_arms, "{} and {} are equal: {}", yes, no, tree)) return false;
     set_target(false_leaf(tree), label_of(yes));
@@ -414,6 +457,8 @@ bool thread_labels() {
         if (block == entry) return changed;
     }
 }
+
+void forget_comparisons() { comparisons.clear(); }
 
 bool simplify_ending(BB* block, int aggressive) {
     bool changed = false;
