@@ -427,7 +427,7 @@ void report_unknown_record(ICODE_READER& reader, uint8_t kind, uint64_t start) {
     if (start <= reader.last_unknown) return; // a body that is read again
     reader.last_unknown = start;
     if (++reader.unknown_records > icode_limits.unknown_records)
-        icode_fault(reader, start, "kind %d is the last straw: more than %u unknown records", kind,
+        icode_fault(reader, start, "kind %d: more than %u unknown records", kind,
                     icode_limits.unknown_records);
 }
 

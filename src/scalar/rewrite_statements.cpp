@@ -1,4 +1,4 @@
-// Rewriting the statements of a block with an eye on the one before; see statements.h.
+// Rewriting the statements of a block together with the one before; see statements.h.
 //
 //          v = x; v = y      the first assignment is dead when y does not read v:   (x's effects); v = y
 //          v = w; w = v      the second one says what is so already:                v = w

@@ -9,7 +9,7 @@ namespace pelorus {
 // Needs: function.statements, last first.
 bool prepare_statements();
 
-// Rewrites the statements of each block in their order, each with an eye on the one before it.
+// Rewrites the statements of each block in their order, each together with the one before it.
 // Needs: cfg. Keeps: cfg, dfn.
 bool rewrite_statements();
 
