@@ -197,6 +197,17 @@ bool check_targets(const NODE* targets, const TREE_PLACE& place) {
 }
 
 // Operands of which the operator itself matters.
+// Nothing is known of an operator without a name but that it takes values.
+bool holds_values(const NODE* node, const TREE_PLACE& place) {
+    for (const NODE* operand : {node->left, node->right}) {
+        if (!operand) continue;
+        const OPCODE_CLASS kind = opcode_fact(operand->op).kind;
+        if (kind == OPCODE_CLASS::CONTROL || kind == OPCODE_CLASS::PARTS)
+            return report_invalid_node(RULE_N5, "The operand is no value", operand, place);
+    }
+    return true;
+}
+
 bool check_operand_operators(const NODE* node, const TREE_PLACE& place) {
     switch (node->op) {
     case OP_STDOT:
@@ -208,7 +219,7 @@ bool check_operand_operators(const NODE* node, const TREE_PLACE& place) {
     case OP_RETURN:
     case OP_URETURN:
     case OP_ARGREF: return expect_operator(without_versions(node->left), OP_NAME, place);
-    default: return true;
+    default: return opcode_fact(node->op).name || holds_values(node, place);
     }
 }
 

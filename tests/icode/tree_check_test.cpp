@@ -145,6 +145,7 @@ TEST_F(TreeCheck, StatementsThatNobodyCanWorkOnAreRefused) {
         {"RETURN(n, n)", "U12"},
         {"RETURN(5:int, n)", "N5"},
         {"UCALL:int(n)", "N4"},
+        {"OP116(IF(n, COMMA(LABEL 1, LABEL 1)))", "N5"},
         {"CALL:int(UAND:f*(@_f), COMMA(n, n))", "N16"},
     };
     for (const auto& [tree, rule] : CASES)
