@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "cfg/candidate_fact.h"
 #include "cfg/graph_edit.h"
 #include "support/fatal.h"
 
@@ -55,6 +56,7 @@ constexpr std::array<FACTS, EDIT_SETS> LOSSES = losses();
 std::array<FACT_BUILDER, FACT_COUNT> builders = [] {
     std::array<FACT_BUILDER, FACT_COUNT> own{};
     own[FACT_dfn] = {renumber_cfg, stored_block_numbers, computed_block_numbers};
+    own[FACT_candidates] = {collect_candidates, stored_candidates, computed_candidates};
     return own;
 }();
 

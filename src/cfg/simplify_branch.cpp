@@ -264,6 +264,7 @@ bool merge_nested_test(BB* block, NODE* tree) {
         tree->left = new_binary(over_true ? OP_ANDAND : OP_OROR, type_package()->int_type(), tree->left,
                                 copy_tree(test->left));
         set_target(over_true ? true_leaf(tree) : false_leaf(tree), label_of(target_of(onward)));
+        trees_changed();
         recompute_successors(block);
         return true;
     }
@@ -467,6 +468,7 @@ bool simplify_ending(BB* block, int aggressive) {
         changed |= simplify_condition(block);
     } else if (ending_tree(block)->op == OP_SWITCH) {
         ending_tree(block)->left = simplify_tree(ending_tree(block)->left);
+        trees_changed();
     } else {
         return false;
     }

@@ -19,6 +19,7 @@ namespace pelorus {
 namespace {
 
 constexpr FACTS DFN = facts_of(FACT_dfn);
+constexpr FACTS CANDIDATES_FACT = facts_of(FACT_candidates);
 
 bool build_whole_graph() {
     build_cfg();
@@ -34,7 +35,7 @@ constexpr PASS PASSES[] = {
     {.name = "rename_symbols",              .key = "rename_symbols",     .why = "gives each independent use of a variable a variable of its own"},
     {.name = "fast_CP (4, 1)",              .key = "fast_CP",            .why = "copies and constants"},
     {.name = "symbol marking",              .key = "mark_symbols",       .why = "which symbols are used and how"},
-    {.name = "statement rewrite",           .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN, .keeps = DFN, .why = "rewrites every statement of every block"},
+    {.name = "statement rewrite",           .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN | CANDIDATES_FACT, .keeps = DFN, .why = "rewrites every statement of every block"},
     {.name = "build_loop_hierarchy",        .key = "build_loop_hierarchy", .why = "dominators and loops"},
     {.name = "Value Propagation",           .key = "value_propagation",  .why = "the ranges of values"},
     {.name = "specialize_current_function", .key = "specialize_current_function", .why = "versions of the function for known parameter values"},

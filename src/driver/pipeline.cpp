@@ -52,6 +52,7 @@ bool end_own_options() {
 }
 
 constexpr FACTS DFN = facts_of(FACT_dfn);
+constexpr FACTS CANDIDATES_FACT = facts_of(FACT_candidates);
 
 // clang-format off
 constexpr PASS BUILDING[] = {
@@ -115,7 +116,7 @@ constexpr PASS STEPS[] = {
     {.name = "build_cfg",                .key = "build_cfg", .need = NEED::NEEDED, .keeps = DFN, .why = "makes basic blocks of the statements, numbers them depth-first, drops unreachable ones", .members = BUILDING},
     {.name = "beta_convert",             .key = "beta_convert", .why = "specializes calls with known parameter values"},
     {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph, so that the passes see long blocks"},
-    {.name = "statement rewrite",        .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN, .keeps = DFN, .why = "rewrites each statement together with the one before it, now that blocks are long"},
+    {.name = "statement rewrite",        .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN | CANDIDATES_FACT, .keeps = DFN, .why = "rewrites each statement together with the one before it, now that blocks are long"},
     {.name = "rename_symbols",           .key = "rename_symbols", .why = "gives each independent use of a variable a variable of its own"},
     {.name = "fast_CP (4, 1)",           .key = "fast_CP", .why = "propagates copies and constants, removes dead assignments"},
     {.name = "explode_auto_struct_vars", .key = "explode_auto_struct_vars", .why = "makes variables of the members of local structures"},

@@ -53,7 +53,7 @@ SYMBOL* make_symbol(const SYMBOL_FIELDS& fields, bool local) {
     symbol->order = fields.order;
     symbol->fifth = fields.fifth;
     symbol->keep = 1;
-    symbol->candidate = -1;
+    symbol->candidate = NO_CANDIDATE;
     symbol->addressable = !is_register_class(symbol->storage_class);
     return symbol;
 }

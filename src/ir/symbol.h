@@ -77,6 +77,10 @@ struct INIT_ITEM {
 
 enum SYMBOL_LEVEL : uint8_t { FILE_SCOPE = 0, PARAMETER_LEVEL = 1, BODY_LEVEL = 2 };
 
+// The number of a variable that data-flow passes track, from 0. A type of its own, so that nobody takes a
+// block's number for it.
+enum CANDIDATE_NUMBER : int16_t { NO_CANDIDATE = -1 };
+
 struct SYMBOL {
     const char* name;      // in the zone of the symbol; file-scope names are interned
     uint32_t size;         // bytes (first number from the file); a temporary: of its type
@@ -87,18 +91,18 @@ struct SYMBOL {
     TYPE* declared_type;   //
     uint32_t align;        // bytes (third number)
     POSITION position;     // of the declaration
-    uint32_t order;     // fourth number: place of the declaration in the source, from 1; the functions' order
-                        //   key below level 3
-    uint32_t fifth;     // fifth number; carried through
-    uint8_t keep;       // 1 at creation; a symbol that is no longer kept is not written
-    uint8_t replaced;   // the NAMEs of this variable are written as `replacement`
-    SYMBOL* next;       // on its list
-    uint8_t level;      // 0 file, 1 parameters, 2 body and nested blocks
-    int32_t serial;     // per function, from 0
-    int16_t candidate;  // number in a data-flow problem; -1: not tracked
-    bool addressable;   // false for the register classes 4, 17 and 22
-    uint8_t file_class; // the storage class as the file had it
-    uint8_t promoted;   // a global that lives in a register for the whole program
+    uint32_t order;   // fourth number: place of the declaration in the source, from 1; the functions' order
+                      //   key below level 3
+    uint32_t fifth;   // fifth number; carried through
+    uint8_t keep;     // 1 at creation; a symbol that is no longer kept is not written
+    uint8_t replaced; // the NAMEs of this variable are written as `replacement`
+    SYMBOL* next;     // on its list
+    uint8_t level;    // 0 file, 1 parameters, 2 body and nested blocks
+    int32_t serial;   // per function, from 0
+    CANDIDATE_NUMBER candidate; // number in a data-flow problem
+    bool addressable;           // false for the register classes 4, 17 and 22
+    uint8_t file_class;         // the storage class as the file had it
+    uint8_t promoted;           // a global that lives in a register for the whole program
     // Working values of the data-flow passes; each pass resets them before use.
     int32_t reference_count;  //
     int32_t assignment_count; //

@@ -7,8 +7,6 @@
 //
 // Only variables are looked at whose addresses the function does not take, so that nothing else can read or
 // change them. Comments in between are looked over; assembly and pragmas are not.
-#include <vector>
-
 #include "cfg/statement_edit.h"
 #include "ir/node_storage.h"
 #include "ir/parameters.h"
@@ -17,7 +15,6 @@
 #include "scalar/statements.h"
 #include "support/decision.h"
 #include "support/trace.h"
-#include "tree/candidates.h"
 #include "tree/query.h"
 #include "tree/simplify.h"
 
@@ -43,6 +40,7 @@ bool overwrite(STMT* before, const NODE* tree) {
     before->tree->right = nullptr;
     erase_tree(before->tree);
     before->tree = reduce_to_effects(value);
+    trees_changed();
     return true;
 }
 
@@ -118,18 +116,11 @@ void rewrite_block(BB* block) {
     }
 }
 
-std::vector<const STMT*> statement_lists() {
-    std::vector<const STMT*> lists;
-    for (const BB* block = flow_graph.bb_list; block; block = block->dflink) lists.push_back(block->stmts);
-    return lists;
-}
-
 } // namespace
 
 bool rewrite_statements() {
     trace_entering("rewrite_statements");
     const CHANGE_MARK mark;
-    build_candidate_list(statement_lists());
     for (BB* block = flow_graph.bb_list; block; block = block->dflink) rewrite_block(block);
     return mark.any();
 }

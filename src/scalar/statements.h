@@ -10,7 +10,7 @@ namespace pelorus {
 bool prepare_statements();
 
 // Rewrites the statements of each block in their order, each together with the one before it.
-// Needs: cfg. Keeps: cfg, dfn.
+// Needs: cfg, candidates. Keeps: cfg, dfn.
 bool rewrite_statements();
 
 } // namespace pelorus

@@ -41,11 +41,11 @@ CANDIDATES build_candidate_list(std::span<const STMT* const> lists) {
                             [&](const TREE_ACCESS& access) { note_access(hard_to_see, access); });
     CANDIDATES candidates{zone_array<SYMBOL*>(true, static_cast<size_t>(function_symbols.serial)), 0};
     for_each_function_symbol([&](SYMBOL* symbol) {
-        symbol->candidate = -1;
+        symbol->candidate = NO_CANDIDATE;
         const bool is_candidate =
             may_be_candidate(*symbol) && !hard_to_see[static_cast<size_t>(symbol->serial)];
         if (is_candidate && candidates.count < MOST_CANDIDATES) {
-            symbol->candidate = static_cast<int16_t>(candidates.count);
+            symbol->candidate = static_cast<CANDIDATE_NUMBER>(candidates.count);
             candidates.symbols[candidates.count++] = symbol;
         }
     });
@@ -55,7 +55,7 @@ CANDIDATES build_candidate_list(std::span<const STMT* const> lists) {
 void drop_candidate(CANDIDATES& candidates, SYMBOL* symbol) {
     if (symbol->candidate < 0) return;
     candidates.symbols[symbol->candidate] = nullptr;
-    symbol->candidate = -1;
+    symbol->candidate = NO_CANDIDATE;
 }
 
 void number_candidates(CANDIDATES& candidates) {
@@ -63,7 +63,7 @@ void number_candidates(CANDIDATES& candidates) {
     for (int32_t i = 0; i < candidates.count; ++i) {
         SYMBOL* symbol = candidates.symbols[i];
         if (!symbol) continue;
-        symbol->candidate = static_cast<int16_t>(count);
+        symbol->candidate = static_cast<CANDIDATE_NUMBER>(count);
         candidates.symbols[count++] = symbol;
     }
     candidates.count = count;

@@ -1,7 +1,9 @@
 // What edits lose, what the runner builds, and that a stale fact is seen.
 #include "cfg/facts.h"
 
+#include "cfg/candidate_fact.h"
 #include "cfg/flow_fixture.h"
+#include "cfg/statement_edit.h"
 
 namespace pelorus {
 namespace {
@@ -70,6 +72,24 @@ TEST_F(Facts, AnEditThatWasNotReportedIsSeen) {
     flow_graph.bb_list->succs = nullptr; // nothing but the entry is left in reach
     EXPECT_EQ(find_stale_fact(), FACT_dfn);
     flow_graph.bb_list->succs = kept;
+}
+
+TEST_F(Facts, ACandidateWhoseAddressIsTakenUnseenIsStale) {
+    build_facts(facts_of(FACT_candidates));
+    ASSERT_EQ(function_candidates.count, 1);
+    SYMBOL* x = function_candidates.symbols[0];
+    EXPECT_EQ(find_stale_fact(), FACT_COUNT);
+    NODE* assignment = block_number(2)->stmts->tree;
+    NODE* const value = assignment->right;
+    TYPE* pointer = types.make_pointer(types.int_type());
+    assignment->right = new_unary(OP_PCONV, types.int_type(), new_unary(OP_UAND, pointer, use(x)));
+    EXPECT_EQ(find_stale_fact(), FACT_candidates);
+    EXPECT_EQ(x->candidate, 0) << "looking changes nothing";
+    drop_candidate(function_candidates, x);
+    EXPECT_EQ(find_stale_fact(), FACT_COUNT) << "who drops it knows";
+    assignment->right = value;
+    trees_changed();
+    EXPECT_FALSE(fact_is_valid(FACT_candidates));
 }
 
 } // namespace
