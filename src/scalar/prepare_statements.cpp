@@ -258,8 +258,15 @@ void narrow_tree(NARROWER& narrower, NODE* tree) {
     for (NODE* node : nodes) narrow_node(narrower, node);
 }
 
+// Most functions have none, and need not be walked.
+bool has_wide_integers() {
+    bool found = false;
+    for_each_function_symbol([&](const SYMBOL* symbol) { found |= is_wide_integer(symbol); });
+    return found;
+}
+
 void narrow_variables() {
-    if (settings.symbolic_debug) return;
+    if (settings.symbolic_debug || !has_wide_integers()) return;
     NARROWER narrower;
     const STMT* lists[] = {function.statements};
     narrower.candidates = build_candidate_list(lists);
