@@ -12,8 +12,8 @@ extern CANDIDATES function_candidates;
 // Collects and numbers the candidates of all blocks. Linear in the statements.
 void collect_candidates();
 
-// The candidates that are stored, and those of them that would be candidates still if they were collected now:
-// a pass may have dropped others, which does no harm.
+// The candidates that are stored, and those of them that would be candidates still if they were collected
+// now: a pass may have dropped others, which does no harm.
 FACT_RECORD stored_candidates();
 FACT_RECORD computed_candidates();
 
