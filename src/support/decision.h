@@ -99,27 +99,27 @@ std::string watched_text(const char* format, const T&... arguments) {
 
 // --- The calls ---
 
-// May this change be made? It is counted and traced as made when the answer is yes. The text says what
-// becomes of what; trees in it are as they are before the change.
 template <class... T>
-[[nodiscard]] bool change(SITE site, const char* text, const T&... arguments) {
+bool ask(SITE site, LINE line, const char* text, const T&... arguments) {
     if (decisions.watched) {
         if (!is_within_limit(site)) return false;
-        note_change(site, LINE::USUAL, watched_text(text, arguments...), false);
+        note_change(site, line, watched_text(text, arguments...), false);
     }
     ++decisions.changes;
     return true;
 }
 
+// May this change be made? It is counted and traced as made when the answer is yes. The text says what
+// becomes of what; trees in it are as they are before the change.
+template <class... T>
+[[nodiscard]] bool change(SITE site, const char* text, const T&... arguments) {
+    return ask(site, LINE::USUAL, text, arguments...);
+}
+
 // The same; the text is the whole line as it is to stand on the trace.
 template <class... T>
 [[nodiscard]] bool change_exactly(SITE site, const char* text, const T&... arguments) {
-    if (decisions.watched) {
-        if (!is_within_limit(site)) return false;
-        note_change(site, LINE::EXACT, watched_text(text, arguments...), false);
-    }
-    ++decisions.changes;
-    return true;
+    return ask(site, LINE::EXACT, text, arguments...);
 }
 
 // For work that knows only afterwards whether it changed something: `may_change` is asked before, and `made`
