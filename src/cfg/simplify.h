@@ -8,7 +8,7 @@ namespace pelorus {
 // Simplifies the graph of the current function until nothing changes, in at most 20 sweeps. `aggressive` 0:
 // early, when other passes follow: short blocks are copied behind their predecessors. 1: late, for the code
 // as it will be: equal code is merged (cross_jump), and nested tests become one condition. Does nothing while
-// `simplification.suppressed` is set.
+// `simplification.suppressed` is set. True when the function changed.
 // Needs: cfg. Keeps: cfg, dfn, label leaves. Breaks: dom, loops, live, ssa.
 bool simpcfg(int aggressive);
 // The two as passes of the pipeline.
