@@ -51,7 +51,7 @@ struct COMMAND {
 
 struct SAMPLE {
     std::string name;
-    MUTANT_FILE file;
+    PARTS_FILE file;
 };
 
 // Where one job puts its files.
@@ -165,7 +165,7 @@ std::string words_of(const std::vector<std::string>& options) {
 // Makes the mutant of a seed and runs the programs on it. What is wrong, or nothing.
 std::string try_seed(const std::vector<SAMPLE>& samples, const PLACE& place, uint32_t seed) {
     DICE dice(seed);
-    MUTANT_FILE mutant = samples[dice() % samples.size()].file;
+    PARTS_FILE mutant = samples[dice() % samples.size()].file;
     mutate(mutant, dice);
     write_bytes(place.input, put_together(mutant));
     const bool obeys = run_apart(place, [&] { return count_faults(place); }) == 0;

@@ -16,7 +16,7 @@ namespace pelorus {
 namespace {
 
 struct MUTATION {
-    MUTANT_FILE& file;
+    PARTS_FILE& file;
     DICE& dice;
     bool careful;
 
@@ -28,20 +28,20 @@ struct MUTATION {
     }
 };
 
-void collect(MUTANT_TREE& tree, std::vector<MUTANT_TREE*>& all) {
+void collect(PARTS_TREE& tree, std::vector<PARTS_TREE*>& all) {
     all.push_back(&tree);
-    for (MUTANT_TREE& child : tree.children) collect(child, all);
+    for (PARTS_TREE& child : tree.children) collect(child, all);
 }
 
 // All nodes of a function's statements, or of the initializers for -1.
-std::vector<MUTANT_TREE*> nodes_of(MUTANT_FILE& file, int function) {
-    std::vector<MUTANT_TREE*> all;
-    for (MUTANT_RECORD& record : file.records)
+std::vector<PARTS_TREE*> nodes_of(PARTS_FILE& file, int function) {
+    std::vector<PARTS_TREE*> all;
+    for (PARTS_RECORD& record : file.records)
         if (record.function == function)
-            for (MUTANT_TREE& tree : record.trees) collect(tree, all);
-    for (MUTANT_RECORD& record : file.parts[SECTION_INITIALIZERS])
+            for (PARTS_TREE& tree : record.trees) collect(tree, all);
+    for (PARTS_RECORD& record : file.parts[SECTION_INITIALIZERS])
         if (function < 0)
-            for (MUTANT_TREE& tree : record.trees) collect(tree, all);
+            for (PARTS_TREE& tree : record.trees) collect(tree, all);
     return all;
 }
 
@@ -130,26 +130,26 @@ uint8_t similar_opcode(MUTATION& m, uint8_t op) {
 
 // --- Changes of a tree ---
 
-using TREE_CHANGE = void (*)(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors);
+using TREE_CHANGE = void (*)(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors);
 
-const MUTANT_TREE& some_donor(MUTATION& m, const MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors) {
+const PARTS_TREE& some_donor(MUTATION& m, const PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors) {
     for (int tries = 0; tries < 200; ++tries) {
-        const MUTANT_TREE& donor = *donors[m.below(donors.size())];
+        const PARTS_TREE& donor = *donors[m.below(donors.size())];
         if (!m.careful || donor.type == tree.type) return donor;
     }
     return tree;
 }
 
-void fit_children(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors) {
+void fit_children(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors) {
     const int arity = opcode_is_leaf_record(tree.op) ? 0 : std::max(0, opcode_arity(tree.op));
     while (tree.children.size() > static_cast<size_t>(arity)) tree.children.pop_back();
     while (tree.children.size() < static_cast<size_t>(arity)) {
-        MUTANT_TREE donor = some_donor(m, tree, donors);
+        PARTS_TREE donor = some_donor(m, tree, donors);
         tree.children.push_back(std::move(donor));
     }
 }
 
-void change_opcode(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors) {
+void change_opcode(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors) {
     const uint8_t old = tree.op;
     tree.op = m.careful || m.chance(50) ? similar_opcode(m, old) : some_opcode(m);
     const auto payload = [](uint8_t op) {
@@ -159,13 +159,13 @@ void change_opcode(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE
     if (m.careful || m.chance(80)) fit_children(m, tree, donors);
 }
 
-void change_type(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors) {
+void change_type(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors) {
     tree.type = m.chance(60) ? donors[m.below(donors.size())]->type : some_type(m);
 }
 
-void change_payload(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors) {
+void change_payload(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors) {
     for (int tries = 0; m.chance(60) && tries < 20; ++tries) {
-        const MUTANT_TREE& donor = *donors[m.below(donors.size())];
+        const PARTS_TREE& donor = *donors[m.below(donors.size())];
         if (donor.op != tree.op || donor.payload == tree.payload) continue;
         tree.payload = donor.payload;
         if (m.careful) tree.type = donor.type;
@@ -174,34 +174,34 @@ void change_payload(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TRE
     tree.payload = some_payload(m, tree.op);
 }
 
-void replace(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors) {
-    MUTANT_TREE donor = some_donor(m, tree, donors);
+void replace(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors) {
+    PARTS_TREE donor = some_donor(m, tree, donors);
     tree = std::move(donor);
 }
 
-void exchange_children(MUTATION&, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>&) {
+void exchange_children(MUTATION&, PARTS_TREE& tree, const std::vector<PARTS_TREE*>&) {
     if (tree.children.size() == 2) std::swap(tree.children[0], tree.children[1]);
 }
 
-void drop_child(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>&) {
+void drop_child(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>&) {
     if (!tree.children.empty()) tree.children.erase(tree.children.begin() + m.below(tree.children.size()));
 }
 
-void double_child(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>&) {
+void double_child(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>&) {
     if (tree.children.empty()) return;
-    MUTANT_TREE child = m.one_of(tree.children);
+    PARTS_TREE child = m.one_of(tree.children);
     tree.children.push_back(std::move(child));
 }
 
-void become_child(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>&) {
+void become_child(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>&) {
     if (tree.children.empty()) return;
-    MUTANT_TREE child = std::move(m.one_of(tree.children));
+    PARTS_TREE child = std::move(m.one_of(tree.children));
     tree = std::move(child);
 }
 
 // The tree becomes an operand of a new operator, with its own type.
-void wrap(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors) {
-    MUTANT_TREE inner = tree;
+void wrap(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors) {
+    PARTS_TREE inner = tree;
     tree.op = m.careful ? similar_opcode(m, m.chance(50) ? OP_PLUS : OP_UMINUS) : some_opcode(m);
     if (!m.careful) tree.type = some_type(m);
     tree.payload = some_payload(m, tree.op);
@@ -210,16 +210,16 @@ void wrap(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donor
 }
 
 // A choice or a comma around the tree: they may stand nearly everywhere.
-void wrap_in_choice(MUTATION& m, MUTANT_TREE& tree, const std::vector<MUTANT_TREE*>& donors) {
-    MUTANT_TREE inner = tree;
-    MUTANT_TREE condition = *donors[m.below(donors.size())];
+void wrap_in_choice(MUTATION& m, PARTS_TREE& tree, const std::vector<PARTS_TREE*>& donors) {
+    PARTS_TREE inner = tree;
+    PARTS_TREE condition = *donors[m.below(donors.size())];
     if (m.chance(50)) {
         tree.op = OP_COMMAOP;
         tree.children = {std::move(condition), std::move(inner)};
     } else {
-        MUTANT_TREE other = some_donor(m, tree, donors);
+        PARTS_TREE other = some_donor(m, tree, donors);
         uint32_t void_type = 0;
-        for (const MUTANT_TREE* donor : donors)
+        for (const PARTS_TREE* donor : donors)
             if (donor->op == OP_LABEL || donor->op == OP_COLON) void_type = donor->type;
         tree.op = OP_QUEST;
         tree.children = {std::move(condition),
@@ -236,14 +236,14 @@ bool is_part(uint8_t op) { return op <= LAST_OPCODE && opcode_fact(op).kind == O
 
 void change_tree(MUTATION& m) {
     const int function = static_cast<int>(m.below(static_cast<size_t>(m.file.functions) + 1)) - 1;
-    std::vector<MUTANT_TREE*> nodes = nodes_of(m.file, function);
+    std::vector<PARTS_TREE*> nodes = nodes_of(m.file, function);
     if (nodes.empty()) return;
     uint32_t at = m.below(nodes.size());
     for (int tries = 0; m.careful && is_part(nodes[at]->op) && tries < 10; ++tries)
         at = m.below(nodes.size());
-    MUTANT_TREE& tree = *nodes[at];
+    PARTS_TREE& tree = *nodes[at];
     // What hangs on the tree may be gone before a donor is taken; it stands right behind it in the list.
-    std::vector<MUTANT_TREE*> own;
+    std::vector<PARTS_TREE*> own;
     collect(tree, own);
     const auto first = nodes.begin() + at;
     if (own.size() < nodes.size())
@@ -276,25 +276,25 @@ void drop_record(MUTATION& m) {
 void double_record(MUTATION& m) {
     const size_t at = some_record(m);
     if (m.careful && m.file.records[at].kind != RK_STATEMENT) return;
-    MUTANT_RECORD copy = m.file.records[at];
+    PARTS_RECORD copy = m.file.records[at];
     m.file.records.insert(m.file.records.begin() + static_cast<std::ptrdiff_t>(at), std::move(copy));
 }
 
 // A field of a record of any section: a type, a symbol, a label, a pragma.
 void change_field(MUTATION& m) {
-    std::vector<MUTANT_RECORD*> records;
+    std::vector<PARTS_RECORD*> records;
     if (m.chance(40)) {
-        for (MUTANT_RECORD& record : m.file.records)
+        for (PARTS_RECORD& record : m.file.records)
             if (record.kind != RK_STATEMENT) records.push_back(&record);
     } else {
-        for (MUTANT_RECORD& record : m.file.parts[m.chance(60) ? SECTION_TYPES : SECTION_SYMBOLS])
+        for (PARTS_RECORD& record : m.file.parts[m.chance(60) ? SECTION_TYPES : SECTION_SYMBOLS])
             records.push_back(&record);
     }
     if (records.empty()) return;
-    MUTANT_RECORD& record = *m.one_of(records);
-    std::vector<MUTANT_FIELD> fields = split_fields(record);
+    PARTS_RECORD& record = *m.one_of(records);
+    std::vector<PARTS_FIELD> fields = split_fields(record);
     if (fields.empty()) return;
-    MUTANT_FIELD& field = m.one_of(fields);
+    PARTS_FIELD& field = m.one_of(fields);
     switch (field.code) {
     case 't': field.bytes = uleb_bytes(some_type(m)); break;
     case 'g':
@@ -318,7 +318,7 @@ constexpr RECORD_CHANGE RECORD_CHANGES[] = {move_record, drop_record, double_rec
 
 } // namespace
 
-void mutate(MUTANT_FILE& file, DICE& dice) {
+void mutate(PARTS_FILE& file, DICE& dice) {
     MUTATION m{file, dice, dice() % 2 == 0};
     uint32_t changes = 1 + m.below(m.careful ? 12 : 4);
     for (; changes && !file.records.empty(); --changes) {

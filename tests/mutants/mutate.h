@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "mutants/mutant_file.h"
+#include "common/icode_parts.h"
 
 namespace pelorus {
 
@@ -12,6 +12,6 @@ using DICE = std::mt19937;
 // Changes the file in one to a handful of ways that the dice decide. Half of the mutants are made with care:
 // subtrees give way to others of their type, operators to ones of their kind, so that many of them are good
 // icode that no producer has thought of. The others get whatever comes.
-void mutate(MUTANT_FILE& file, DICE& dice);
+void mutate(PARTS_FILE& file, DICE& dice);
 
 } // namespace pelorus

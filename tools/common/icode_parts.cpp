@@ -1,5 +1,5 @@
-// See mutant_file.h.
-#include "mutants/mutant_file.h"
+// See icode_parts.h.
+#include "common/icode_parts.h"
 
 #include "icode/format.h"
 #include "ir/opcodes.h"
@@ -82,7 +82,7 @@ std::string_view record_body(CURSOR& in, uint8_t kind) {
     return in.run(in.uleb());
 }
 
-bool take_tree(CURSOR& in, MUTANT_TREE& tree) {
+bool take_tree(CURSOR& in, PARTS_TREE& tree) {
     tree.op = in.byte();
     tree.type = static_cast<uint32_t>(in.uleb());
     const size_t start = in.at;
@@ -95,7 +95,7 @@ bool take_tree(CURSOR& in, MUTANT_TREE& tree) {
     return in.good;
 }
 
-bool take_record(CURSOR& in, MUTANT_RECORD& record) {
+bool take_record(CURSOR& in, PARTS_RECORD& record) {
     record.kind = static_cast<uint8_t>(in.bytes[in.at]);
     CURSOR body{record_body(in, record.kind)};
     const RECORD_LAYOUT* layout = record_layout(record.kind);
@@ -110,15 +110,15 @@ bool take_record(CURSOR& in, MUTANT_RECORD& record) {
     return body.good;
 }
 
-bool take_records(CURSOR in, std::vector<MUTANT_RECORD>& records) {
+bool take_records(CURSOR in, std::vector<PARTS_RECORD>& records) {
     while (in.at < in.bytes.size() && static_cast<uint8_t>(in.bytes[in.at]) != RK_END)
         if (!take_record(in, records.emplace_back())) return false;
     return true;
 }
 
-void number_functions(MUTANT_FILE& file) {
+void number_functions(PARTS_FILE& file) {
     bool inside = false;
-    for (MUTANT_RECORD& record : file.records) {
+    for (PARTS_RECORD& record : file.records) {
         if (record.kind == RK_FUNCTION_BEGIN) inside = true, file.functions++;
         record.function = inside ? file.functions - 1 : -1;
         if (record.kind == RK_FUNCTION_END) inside = false;
@@ -127,7 +127,7 @@ void number_functions(MUTANT_FILE& file) {
 
 } // namespace
 
-bool take_apart(std::string_view bytes, MUTANT_FILE& file) {
+bool take_apart(std::string_view bytes, PARTS_FILE& file) {
     CURSOR in{bytes};
     CURSOR header{record_body(in, RK_HEADER)};
     if (!in.good) return false;
@@ -169,23 +169,23 @@ std::string record_bytes(uint8_t kind, std::string_view body) {
     return static_cast<char>(kind) + uleb_bytes(body.size()).append(body);
 }
 
-std::string tree_bytes(const MUTANT_TREE& tree) {
+std::string tree_bytes(const PARTS_TREE& tree) {
     std::string body(1, static_cast<char>(tree.op));
     body += uleb_bytes(tree.type) + tree.payload;
-    for (const MUTANT_TREE& child : tree.children) body += tree_bytes(child);
+    for (const PARTS_TREE& child : tree.children) body += tree_bytes(child);
     return record_bytes(RK_TREE, body);
 }
 
-void append_records(std::string& bytes, const std::vector<MUTANT_RECORD>& records) {
-    for (const MUTANT_RECORD& record : records) {
+void append_records(std::string& bytes, const std::vector<PARTS_RECORD>& records) {
+    for (const PARTS_RECORD& record : records) {
         std::string body = record.fields;
-        for (const MUTANT_TREE& tree : record.trees) body += tree_bytes(tree);
+        for (const PARTS_TREE& tree : record.trees) body += tree_bytes(tree);
         bytes += record_bytes(record.kind, body);
     }
     bytes += static_cast<char>(RK_END);
 }
 
-std::string header_bytes(const MUTANT_FILE& file, const size_t (&offsets)[SECTION_COUNT]) {
+std::string header_bytes(const PARTS_FILE& file, const size_t (&offsets)[SECTION_COUNT]) {
     std::string body(ICODE_MAGIC);
     body += '\0';
     const auto append = [&](uint64_t number, int bytes) {
@@ -199,7 +199,7 @@ std::string header_bytes(const MUTANT_FILE& file, const size_t (&offsets)[SECTIO
 
 } // namespace
 
-std::string put_together(const MUTANT_FILE& file) {
+std::string put_together(const PARTS_FILE& file) {
     size_t offsets[SECTION_COUNT] = {};
     std::string bytes = header_bytes(file, offsets);
     const size_t header_size = bytes.size();
@@ -212,9 +212,9 @@ std::string put_together(const MUTANT_FILE& file) {
     return bytes.replace(0, header_size, header_bytes(file, offsets));
 }
 
-std::vector<MUTANT_FIELD> split_fields(const MUTANT_RECORD& record) {
+std::vector<PARTS_FIELD> split_fields(const PARTS_RECORD& record) {
     CURSOR in{record.fields};
-    std::vector<MUTANT_FIELD> fields;
+    std::vector<PARTS_FIELD> fields;
     const auto add = [&](char code) {
         const size_t start = in.at;
         pass_field(in, code);
@@ -231,9 +231,9 @@ std::vector<MUTANT_FIELD> split_fields(const MUTANT_RECORD& record) {
     return fields;
 }
 
-void join_fields(MUTANT_RECORD& record, const std::vector<MUTANT_FIELD>& fields) {
+void join_fields(PARTS_RECORD& record, const std::vector<PARTS_FIELD>& fields) {
     record.fields.clear();
-    for (const MUTANT_FIELD& field : fields) record.fields += field.bytes;
+    for (const PARTS_FIELD& field : fields) record.fields += field.bytes;
 }
 
 } // namespace pelorus

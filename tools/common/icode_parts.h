@@ -9,39 +9,39 @@
 
 namespace pelorus {
 
-struct MUTANT_TREE {
+struct PARTS_TREE {
     uint8_t op = 0;
     uint32_t type = 0;   // index
     std::string payload; // its bytes
-    std::vector<MUTANT_TREE> children;
+    std::vector<PARTS_TREE> children;
 };
 
-struct MUTANT_RECORD {
+struct PARTS_RECORD {
     uint8_t kind = 0;
     std::string fields; // the body in front of the trees
-    std::vector<MUTANT_TREE> trees;
+    std::vector<PARTS_TREE> trees;
     int function = -1; // which of the file's it stands in; -1 outside
 };
 
-struct MUTANT_FILE {
-    std::string source;                  // name in the header
-    std::vector<MUTANT_RECORD> records;  // behind the header
-    std::vector<MUTANT_RECORD> parts[5]; // the sections, by the index of their offset in the header
-    bool present[5] = {};                //
-    int functions = 0;                   //
+struct PARTS_FILE {
+    std::string source;                 // name in the header
+    std::vector<PARTS_RECORD> records;  // behind the header
+    std::vector<PARTS_RECORD> parts[5]; // the sections, by the index of their offset in the header
+    bool present[5] = {};               //
+    int functions = 0;                  //
 };
 
 // Takes a file apart. False when it is damaged.
-bool take_apart(std::string_view bytes, MUTANT_FILE& file);
-std::string put_together(const MUTANT_FILE& file);
+bool take_apart(std::string_view bytes, PARTS_FILE& file);
+std::string put_together(const PARTS_FILE& file);
 
 // The fields of a record or a type record that can be told apart: kind of field and its bytes.
-struct MUTANT_FIELD {
+struct PARTS_FIELD {
     char code;
     std::string bytes;
 };
-std::vector<MUTANT_FIELD> split_fields(const MUTANT_RECORD& record);
-void join_fields(MUTANT_RECORD& record, const std::vector<MUTANT_FIELD>& fields);
+std::vector<PARTS_FIELD> split_fields(const PARTS_RECORD& record);
+void join_fields(PARTS_RECORD& record, const std::vector<PARTS_FIELD>& fields);
 
 std::string uleb_bytes(uint64_t number);
 std::string sleb_bytes(int64_t number);
