@@ -16,8 +16,8 @@ namespace pelorus {
 struct MACHINE;
 struct LIBRARY; // streams, the heap's list, the random numbers' seed: one for each machine; see library.cpp
 
-// An argument or a result. Integers are extended to 64 bits as their types say, float and double are a double,
-// pointers and the address of a structure's copy are an address.
+// An argument or a result. Integers are extended to 64 bits as their types say, float and double are a
+// double, pointers and the address of a structure's copy are an address.
 struct GUEST_VALUE {
     enum KIND : uint8_t { NOTHING, INTEGER, FLOATING, POINTER, STRUCTURE } kind = NOTHING;
     uint8_t size = 0;            // bytes of its type, 1 to 8; of a structure see `structure_size`
@@ -73,6 +73,9 @@ MEMORY& memory_of(MACHINE& machine);
 [[noreturn]] void unsupported(MACHINE& machine, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 [[noreturn]] void exit_program(MACHINE& machine, int status);
+// Calls the program's functions with the attribute `destructor`: exit does it behind the functions of atexit
+// and before it closes the library. When main returns, the machine calls the library's exit.
+void run_destructors(MACHINE& machine);
 
 // The bytes of an access that is checked first: a trap when it is none.
 const uint8_t* read_place(MACHINE& machine, ADDRESS address, uint32_t size);
@@ -86,7 +89,8 @@ GUEST_VALUE call_guest(MACHINE& machine, ADDRESS function, const std::vector<GUE
 
 // setjmp and longjmp are the machine's, which knows the frames.
 
-// What the program writes to its standard output and error stream goes here, so that a comparison can keep it.
+// What the program writes to its standard output and error stream goes here, so that a comparison can keep
+// it.
 void put_output(MACHINE& machine, int descriptor, std::string_view bytes); // 1 or 2
 
 } // namespace pelorus

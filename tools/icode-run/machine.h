@@ -1,8 +1,8 @@
 // icode-run as a library: loading a file, running it, comparing two runs.
 //
-// A program is loaded once and owns everything it needs; the zones, the type package and the reader's tables of
-// the icode library are free again when it has been loaded, so that several programs can be held at a time and
-// the optimizer can run between.
+// A program is loaded once and owns everything it needs; the zones, the type package and the reader's tables
+// of the icode library are free again when it has been loaded, so that several programs can be held at a time
+// and the optimizer can run between.
 #pragma once
 
 #include <cstdint>
