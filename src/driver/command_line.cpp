@@ -18,7 +18,6 @@
 #include "driver/options/strict.h"
 #include "driver/output_stream.h"
 #include "driver/phases.h"
-#include "driver/signals.h"
 #include "support/run.h"
 #include "support/settings.h"
 #include "support/trace.h"
@@ -80,10 +79,12 @@ void parse_texts(ARGUMENT_WALK& walk, OPTIONS& options, void (*positional)(const
 }
 
 void open_input() {
-    FILE* stream = open_file("Input icode File", run.input_name, "rb");
-    run_files.reader = open_icode(stream, run.input_name.c_str(), optimizer_client());
-    if (run_files.reader) return;
-    fclose(stream);
+    OWNED_STREAM stream(open_file("Input icode File", run.input_name, "rb"));
+    run_files.reader = open_icode(stream.get(), run.input_name.c_str(), optimizer_client());
+    if (run_files.reader) {
+        (void)stream.release(); // it is the reader's now
+        return;
+    }
     fprintf(stderr, "\n>> Error when opening input icode file : %s, Aborting\n", run.input_name.c_str());
     leave_run();
 }
@@ -116,7 +117,10 @@ void answer_questions(const OPTIONS& options) {
     if (run_files.reader) close_icode(run_files.reader);
     run_files.reader = nullptr;
     release_command_line();
-    if (fflush(stdout) == 0) exit(0);
+    if (fflush(stdout) == 0) {
+        end_process(0);
+        abort();
+    }
     fprintf(stderr, "\n>> Cannot Write Standard Output, %s, Aborting\n", strerror(errno));
     leave_run();
 }
@@ -198,10 +202,10 @@ void write_command_line() {
 } // namespace
 
 void process_command_line(int argc, char** argv) {
+    command_line = {};
     OPTIONS& given = add_object();
     run.program_name = argv[0];
     command_line.arguments.texts.assign(argv + 1, argv + argc);
-    install_signal_handlers();
     parse_texts(command_line.arguments, given, take_positional);
     if (command_line.positional) open_input();
 
@@ -209,7 +213,6 @@ void process_command_line(int argc, char** argv) {
     OPTIONS& active = *command_line.objects.front();
     answer_questions(active);
     apply_settings(active);
-    set_type_package(new TYPE_PKG());
     prepare_debugging(active);
     check_positional();
 

@@ -96,6 +96,8 @@ void check_storage() {
 
 } // namespace
 
+void start_storage_checks() { last_checked = nullptr; }
+
 void release_function_storage() {
     check_storage();
     clear_function();

@@ -5,6 +5,9 @@
 
 namespace pelorus {
 
+// The start of a run: no symbol of the file has been checked.
+void start_storage_checks();
+
 // Makes the function current: its name and file are what messages name, its own options are laid over the
 // settings.
 void make_function_current(FUNINFO* info);

@@ -2,25 +2,67 @@
 #include "driver/driver.h"
 
 #include <cstdio>
+#include <memory>
 
+#include "cfg/bb.h"
+#include "cfg/simplify.h"
 #include "driver/call_points.h"
 #include "driver/command_line.h"
+#include "driver/current_function.h"
 #include "driver/files.h"
 #include "driver/options/option_sets.h"
-#include "driver/output_stream.h"
+#include "driver/pass_runner.h"
 #include "driver/phases.h"
 #include "driver/pipeline.h"
 #include "driver/verify.h"
+#include "icode/unit_client.h"
 #include "ipa/file_level.h"
 #include "ir/opcodes.h"
 #include "ir/symbol.h"
 #include "ir/type.h"
+#include "memory/zone.h"
 #include "support/decision.h"
+#include "support/pseudo_options.h"
+#include "support/run.h"
 #include "support/settings.h"
 
 namespace pelorus {
 
 namespace {
+
+std::unique_ptr<TYPE_PKG> types; // of the run
+
+void release_types() {
+    types.reset();
+    set_type_package(nullptr);
+}
+
+void start_types() {
+    types = std::make_unique<TYPE_PKG>();
+    set_type_package(types.get());
+    type_error_place = nullptr;
+}
+
+// Everything as it was when the process began, whatever an earlier run left: each folder clears what it owns.
+void start_run() {
+    start_files();
+    empty_zones();
+    clear_function();
+    clear_flow_graph();
+    forget_comparisons();
+    simplification = {};
+    clear_file_symbols();
+    clear_funinfo();
+    start_types();
+    node_factory = {};
+    start_storage_checks();
+    start_verification();
+    start_pass_runner();
+    reset_decisions();
+    clear_pseudo_options();
+    reset_settings();
+    run = {};
+}
 
 void check_processor_version() {
     int32_t& version = settings.processor_version;
@@ -30,22 +72,19 @@ void check_processor_version() {
 }
 
 void start_file_state() {
-    clear_file_symbols();
-    clear_funinfo();
     start_file_level();
     call_point(CALL_POINT::BUILTIN_DESCRIPTORS);
 }
 
 void release_run() {
     release_command_line();
-    delete type_package();
-    set_type_package(nullptr);
+    release_types();
 }
 
 } // namespace
 
 int run_optimizer(int argc, char** argv) {
-    provide_standard_streams();
+    start_run();
     icode_exit = [](int) { leave_run(); };
     process_command_line(argc, argv);
     validate_opcode_tables();

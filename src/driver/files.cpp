@@ -166,13 +166,14 @@ void open_debug_file(bool abort_on_failure) {
 
 void open_output_file() {
     if (run_files.info_wanted || !run_files.debug_name.empty()) refuse_shared_files();
-    FILE* stream = open_output_stream(run.output_name);
+    OWNED_STREAM stream(open_output_stream(run.output_name));
     if (!stream) {
         say_cannot_open("Output icode File", run.output_name);
         leave_run();
     }
-    run_files.writer =
-        create_icode(stream, run.output_name.c_str(), icode_source_name(*run_files.reader), *type_package());
+    run_files.writer = create_icode(stream.get(), run.output_name.c_str(),
+                                    icode_source_name(*run_files.reader), *type_package());
+    (void)stream.release(); // it is the writer's now
 }
 
 // --- Ends ---
@@ -243,14 +244,36 @@ bool close_text_files() {
 
 void (*end_process)(int status) = exit;
 
+namespace {
+
+// The run ends without their last lines.
+void abandon_text_files() {
+    for (FILE** stream : {&trace_state.debug_stream, &trace_state.info_stream})
+        if (FILE* closing = std::exchange(*stream, nullptr); closing && closing != stderr) fclose(closing);
+    trace_state = {};
+}
+
+bool leaving = false; // abnormally
+
+} // namespace
+
+void start_files() {
+    close_reader();
+    if (run_files.writer) abandon_icode_writer(std::exchange(run_files.writer, nullptr));
+    start_output_stream();
+    abandon_text_files();
+    run_files = {};
+    leaving = false;
+}
+
 void leave_run() {
     abandon_icode_files();
+    abandon_text_files();
     end_process(1);
     abort();
 }
 
 void fatal_exit() {
-    static bool leaving = false;
     if (leaving) _Exit(1); // the clean-up itself failed
     leaving = true;
     abandon_icode_files();
@@ -259,6 +282,7 @@ void fatal_exit() {
     fputs("\n>>>> Optimizer terminated abnormally\n", stderr);
     if (run.current_function) fprintf(stderr, ">>>>    in function %s()\n", run.current_function_name);
     fprintf(stderr, ">>>>    in file \"%s\"\n", run.current_file);
+    abandon_text_files();
     end_process(1);
     abort();
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,15 @@ struct RUN_FILES {
     std::string debug_name;         // "" while no debug file is wanted
 };
 extern RUN_FILES run_files;
+
+// A stream that is closed with its scope, however that ends.
+struct STREAM_CLOSER {
+    void operator()(FILE* stream) const { fclose(stream); }
+};
+using OWNED_STREAM = std::unique_ptr<FILE, STREAM_CLOSER>;
+
+// The start of a run: closes what an earlier one left open, and knows no file.
+void start_files();
 
 // The name cut at its last ".", unless a "/" or "\" follows that ".".
 std::string without_extension(std::string_view name);
@@ -67,7 +77,7 @@ bool close_text_files();
 // the process with status 1. Only an impossible state has an end of its own, `fatal_exit`.
 [[noreturn]] void leave_run();
 
-// What ends the process at last. Tests replace it by one that throws.
+// What ends the process at last. Whoever runs the optimizer more than once replaces it by one that throws.
 extern void (*end_process)(int status);
 
 } // namespace pelorus

@@ -70,6 +70,12 @@ void provide_standard_streams() {
     }
 }
 
+void start_output_stream() {
+    static FILE* const standard_output = stdout;
+    abandon_output_stream();
+    stdout = standard_output;
+}
+
 bool output_is_standard(const std::string& name) {
     struct stat info{};
     return name == STANDARD_OUTPUT_NAME || (stat(name.c_str(), &info) == 0 && is_standard_output(info));

@@ -17,6 +17,9 @@ constexpr const char* STANDARD_OUTPUT_NAME = "-";
 // standard output by taking its place; writing to it fails as it did. To be called before all else.
 void provide_standard_streams();
 
+// The start of a run: there is no output, and the standard output is what it was.
+void start_output_stream();
+
 // The stream on which the output `name` is to be written, which can go back; null, with errno set, when it
 // cannot be opened. What the run prints on the standard output goes to the standard error stream from then on
 // when the output is the standard output, by that name or another.

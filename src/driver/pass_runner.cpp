@@ -150,6 +150,8 @@ std::vector<std::string> pass_keys(std::span<const PASS> passes) {
     return keys;
 }
 
+void start_pass_runner() { runner = {}; }
+
 void read_runner_switches() {
     runner.timing = debug_switch("timing") != 0;
     runner.dump_after = debug_switch("dump_after");

@@ -34,6 +34,8 @@ constexpr int MEMBER_FACTOR = 100;
 // What a user may name in `--disable=`: the keys of all rows that may be left out, each once.
 std::vector<std::string> pass_keys(std::span<const PASS> passes);
 
+// The start of a run: nothing has been asked for, and nothing measured.
+void start_pass_runner();
 // Reads what the runner itself was asked for; at each function, since its options may ask.
 void read_runner_switches();
 // With "debug:timing", prints what each pass took in the whole run, and how often it changed something, on

@@ -141,6 +141,8 @@ void name_faults(const std::string& when, const std::vector<FOUND_FAULT>& faults
 
 } // namespace
 
+void start_verification() { verification = {}; }
+
 void verify_function_as_read() {
     verification.active = is_asked_for() || (CHECKING_BUILD && !debug_on());
     if (!verification.active) return;

@@ -13,6 +13,9 @@
 
 namespace pelorus {
 
+// The start of a run: nothing has been found.
+void start_verification();
+
 // A function is complete as read: forgets the one before, and checks this one. Nothing when no check is
 // wanted.
 void verify_function_as_read();

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "icode/writer_state.h"
 #include "ir/funinfo.h"
@@ -418,14 +419,14 @@ void enter_symbol_files(ICODE_WRITER& writer) {
 } // namespace
 
 ICODE_WRITER* create_icode(FILE* stream, const char* name, const char* source_name, TYPE_PKG& types) {
-    auto* writer = new ICODE_WRITER;
+    auto writer = std::make_unique<ICODE_WRITER>();
     setvbuf(stream, nullptr, _IOFBF, ICODE_BUFFER_SIZE);
     writer->stream = stream;
     writer->name = name;
     writer->source_name = source_name;
     writer->types = &types;
     write_header(*writer);
-    return writer;
+    return writer.release();
 }
 
 bool close_icode_writer(ICODE_WRITER* writer) {

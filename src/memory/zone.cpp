@@ -7,10 +7,6 @@
 #include <map>
 #include <vector>
 
-#ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/lsan_interface.h>
-#endif
-
 #include "memory/free_list.h"
 #include "support/fatal.h"
 #include "support/pseudo_options.h"
@@ -40,6 +36,9 @@ struct LOCAL_ZONE {
 
 LOCAL_ZONE zone;
 
+// The blocks of the global zone, for the start of another run.
+POINTER_STACK global_blocks{};
+
 // The inline path is for the plain case only.
 void choose_path() { zone_fast_path.front = zone.checking || zone.histogram_on ? nullptr : zone.chain; }
 
@@ -59,11 +58,12 @@ void* block_of_buffers(size_t size) {
     return take(zone.chain, size);
 }
 
-void* checked_block(size_t size) {
-    void* block = heap_block("ZALLOC", size);
-    if (!push_pointer(zone.checked_blocks, block)) {
+// A heap block that `blocks` remembers.
+void* kept_block(POINTER_STACK& blocks, const char* what, size_t size) {
+    void* block = heap_block(what, size);
+    if (!push_pointer(blocks, block)) {
         zone_heap_free(block);
-        out_of_memory("ZALLOC", size);
+        out_of_memory(what, size);
     }
     return block;
 }
@@ -111,8 +111,7 @@ void free_buffers() {
     choose_path();
 }
 
-void free_checked_blocks() {
-    POINTER_STACK& blocks = zone.checked_blocks;
+void free_kept_blocks(POINTER_STACK& blocks) {
     while (blocks.count) zone_heap_free(blocks.items[--blocks.count]);
     free_pointer_stack(blocks);
 }
@@ -149,6 +148,15 @@ void report_histogram() {
 
 } // namespace
 
+void empty_zones() {
+    release_local_zone();
+    free_kept_blocks(global_blocks);
+    set_zone_checking(false);
+    set_zone_histogram(false);
+    zone.histogram.clear();
+    zone_statistics() = ZONE_STATISTICS{};
+}
+
 void zone_start() {
     if (zone_statistics().local_calls) return;
     set_zone_checking(debug_switch("zalloc") != 0);
@@ -169,17 +177,14 @@ void set_zone_histogram(bool on) {
 
 void* zalloc_long_way(size_t size) {
     if (zone.histogram_on) zone.histogram[size]++;
-    void* block = zone.checking ? checked_block(size) : block_of_buffers(size);
+    void* block = zone.checking ? kept_block(zone.checked_blocks, "ZALLOC", size) : block_of_buffers(size);
     count_local_request(size);
     return block;
 }
 
 void* ZALLOC0(bool local, size_t size) {
     if (local) return zalloc(size);
-    void* block = heap_block("ZALLOC0", size);
-#ifdef __SANITIZE_ADDRESS__
-    __lsan_ignore_object(block); // never given back, on purpose
-#endif
+    void* block = kept_block(global_blocks, "ZALLOC0", size);
     ZONE_STATISTICS& statistics = zone_statistics();
     statistics.largest_global = std::max(statistics.largest_global, int64_t(size));
     statistics.global_bytes += int64_t(size);
@@ -223,7 +228,7 @@ void release_local_zone() {
     for (void (*hook)() : zone.release_hooks) hook(); // first: the records that they free stand in the zone
     empty_free_lists();
     free_buffers();
-    free_checked_blocks();
+    free_kept_blocks(zone.checked_blocks);
     ZONE_STATISTICS& statistics = zone_statistics();
     statistics.max_local_bytes = std::max(statistics.max_local_bytes, statistics.local_bytes);
     statistics.max_local_calls = std::max(statistics.max_local_calls, statistics.local_calls);
@@ -259,11 +264,7 @@ void report_memory() {
 }
 
 void reset_zones_for_test() {
-    release_local_zone();
-    set_zone_checking(false);
-    set_zone_histogram(false);
-    zone.histogram.clear();
-    zone_statistics() = ZONE_STATISTICS{};
+    empty_zones();
     zone_heap_allocate = malloc;
     zone_heap_free = free;
 }

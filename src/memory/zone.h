@@ -1,7 +1,7 @@
 // The zone allocator: all storage of the optimizer.
 //
 // Zone 0, the global or file zone, holds what lives as long as the file: file-level symbols, types, FUNINFO
-// records, the call graph. Each request is a heap block of its own and is never given back.
+// records, the call graph. Each request is a heap block of its own and stays until another run starts.
 //
 // Zone 1, the local or function zone, holds everything of the function being optimized: its trees, blocks,
 // symbols and bit vectors. It is carved out of large buffers, newest first, and goes in one release when the
@@ -82,6 +82,10 @@ struct ZONE {
 extern const ZONE file_zone;
 extern const ZONE function_zone;
 
+// The start of a run: both zones are empty, as are the free lists and the statistics, and nothing is checked
+// or counted by size. Release hooks stay. Needs: nothing of an earlier run is used again.
+void empty_zones();
+
 // Reads the pseudo-options "zalloc" (checking mode) and "allochist" (histogram). Does nothing while the local
 // zone holds something: whoever changes the options asks again after the release.
 void zone_start();
@@ -143,8 +147,7 @@ void report_zone_statistics();
 // What the driver prints before a release: the free lists of both sorts, then the statistics.
 void report_memory();
 
-// The state of a fresh start: empty zones, default heap, no checking, no histogram, zero statistics. Release
-// hooks stay. Needs: nothing of the local zone is used again.
+// `empty_zones`, and the default heap is in place again.
 void reset_zones_for_test();
 
 // `size` rounded up so that what follows it in a buffer is aligned.
