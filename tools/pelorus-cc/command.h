@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-namespace pelorus {
+#include "common/words.h"
 
-using WORDS = std::vector<std::string>;
+namespace pelorus {
 
 // Where the work ends.
 enum class STOP { LINKED, OBJECT, ASSEMBLY, ICODE, SYNTAX, PREPROCESSED, DEPENDENCIES };
@@ -69,17 +69,5 @@ struct COMMAND {
 
 // Reads the words of a command line, the program's name left out.
 COMMAND read_command(const WORDS& words);
-
-// Replaces each "@file" by the words in the file; a file that cannot be read stays as it is.
-WORDS expand_response_files(const WORDS& words);
-
-// The words of a text: separated by white space, quoted with ', " and \.
-WORDS split_words(const std::string& text);
-// A word as a shell reads it back.
-std::string shell_quoted(const std::string& word);
-
-// "dir/name.c": "name", and "dir/name.c" with "dir/name.x" for extension ".x".
-std::string base_name(const std::string& path);
-std::string with_extension(const std::string& path, const std::string& extension);
 
 } // namespace pelorus

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "command.h"
-#include "process.h"
+#include "common/process.h"
 #include "steps.h"
 
 namespace pelorus {
@@ -79,6 +79,7 @@ bool answered(const COMMAND& command, int& status) {
 
 int main(int argc, char** argv) {
     using namespace pelorus;
+    own_name = "pelorus-cc";
     COMMAND command = read_command(expand_response_files(WORDS(argv + 1, argv + argc)));
     for (const std::string& error : command.errors) fprintf(stderr, "pelorus-cc: error: %s\n", error.c_str());
     if (!command.errors.empty()) return 1;

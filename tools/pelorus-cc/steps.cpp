@@ -11,11 +11,12 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
+#include "common/process.h"
 #include "common/same_file.h"
-#include "process.h"
 
 namespace pelorus {
 
@@ -34,6 +35,12 @@ struct CHAIN {
 };
 
 std::string sibling(const char* program) { return own_directory() + program; }
+
+// The optimizer, or what stands in for it, such as the search for a change that breaks a program.
+std::string optimizer() {
+    const char* other = getenv("PELORUS_OPTIMIZER");
+    return other && *other ? other : sibling("pelorus");
+}
 
 void print_step(const WORDS& words) {
     std::string line;
@@ -162,7 +169,7 @@ bool optimize(CHAIN& chain) {
     const COMMAND& command = chain.command;
     std::string output =
         command.stop == STOP::ICODE ? asked_output(chain, ".opt") : temporary_file(chain, ".opt");
-    WORDS words = {sibling("pelorus"), "-o" + command.level, "--debug=strict"};
+    WORDS words = {optimizer(), "-o" + command.level, "--debug=strict"};
     if (!command.code_size.empty()) words.push_back(command.code_size);
     append(words, command.optimizer);
     append(words, {chain.file, output});

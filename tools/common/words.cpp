@@ -1,9 +1,9 @@
-// Words of command lines: splitting, quoting, response files, file names.
+// See words.h.
+#include "common/words.h"
+
 #include <cctype>
 #include <fstream>
 #include <sstream>
-
-#include "command.h"
 
 namespace pelorus {
 
