@@ -57,7 +57,7 @@ void pass_field(CURSOR& in, char code) {
     case 'n':
         for (uint64_t count = in.uleb(); count && in.good; --count) in.string();
         break;
-    case 'm': in.run(2u * in.byte()); break;
+    case 'm': in.run(uint64_t{2} * in.byte()); break;
     case 'r': in.run(in.bytes.size() - in.at); break;
     default: in.leb(); break;
     }
