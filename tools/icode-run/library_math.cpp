@@ -26,38 +26,46 @@ T real(GUEST_CALL& call, uint32_t index) {
     return static_cast<T>(real_argument(call, index));
 }
 
+// Gives the result of an operation on `operands`. A NaN that comes of numbers is positive here, whatever sign
+// the host's processor gives it.
+template <typename T, typename... OPERANDS>
+void give_result(GUEST_CALL& call, T result, OPERANDS... operands) {
+    const bool is_made = std::isnan(result) && !(std::isnan(operands) || ...);
+    give_real(call, static_cast<double>(is_made ? std::numeric_limits<T>::quiet_NaN() : result));
+}
+
 // One template a form of function: R a floating-point number, I an int, L a long, P a place for a result.
 
 template <typename T, T (*F)(T)>
 void call_r(GUEST_CALL& call) {
     const T x = real<T>(call, 0);
-    give_real(call, static_cast<double>(with_errno(call, [&] { return F(x); })));
+    give_result(call, with_errno(call, [&] { return F(x); }), x);
 }
 
 template <typename T, T (*F)(T, T)>
 void call_rr(GUEST_CALL& call) {
     const T x = real<T>(call, 0), y = real<T>(call, 1);
-    give_real(call, static_cast<double>(with_errno(call, [&] { return F(x, y); })));
+    give_result(call, with_errno(call, [&] { return F(x, y); }), x, y);
 }
 
 template <typename T, T (*F)(T, T, T)>
 void call_rrr(GUEST_CALL& call) {
     const T x = real<T>(call, 0), y = real<T>(call, 1), z = real<T>(call, 2);
-    give_real(call, static_cast<double>(with_errno(call, [&] { return F(x, y, z); })));
+    give_result(call, with_errno(call, [&] { return F(x, y, z); }), x, y, z);
 }
 
 template <typename T, T (*F)(T, int)>
 void call_ri(GUEST_CALL& call) {
     const T x = real<T>(call, 0);
     const int n = int_argument(call, 1);
-    give_real(call, static_cast<double>(with_errno(call, [&] { return F(x, n); })));
+    give_result(call, with_errno(call, [&] { return F(x, n); }), x);
 }
 
 template <typename T, T (*F)(int, T)>
 void call_ir(GUEST_CALL& call) {
     const int n = int_argument(call, 0);
     const T x = real<T>(call, 1);
-    give_real(call, static_cast<double>(with_errno(call, [&] { return F(n, x); })));
+    give_result(call, with_errno(call, [&] { return F(n, x); }), x);
 }
 
 template <typename T, int (*F)(T)>
@@ -106,14 +114,16 @@ void call_remquo(GUEST_CALL& call) {
     const T x = real<T>(call, 0), y = real<T>(call, 1);
     const T rest = with_errno(call, [&] { return std::remquo(x, y, &quotient); });
     store(call.machine, word_argument(call, 2), quotient);
-    give_real(call, static_cast<double>(rest));
+    give_result(call, rest, x, y);
 }
 
 template <typename T>
 void call_sincos(GUEST_CALL& call) {
     const T x = real<T>(call, 0);
-    store(call.machine, word_argument(call, 1), with_errno(call, [&] { return std::sin(x); }));
-    store(call.machine, word_argument(call, 2), std::cos(x));
+    const T sine = with_errno(call, [&] { return std::sin(x); });
+    const bool is_made = std::isinf(x);
+    store(call.machine, word_argument(call, 1), is_made ? std::numeric_limits<T>::quiet_NaN() : sine);
+    store(call.machine, word_argument(call, 2), is_made ? std::numeric_limits<T>::quiet_NaN() : std::cos(x));
 }
 
 template <typename T>
