@@ -8,6 +8,16 @@ import tempfile
 
 TARGET = "--target=armv7-linux-gnueabihf"
 TOOL_SECONDS = 120  # for one step of one program
+CSMITH_HEADERS = "/usr/include/csmith"
+# What csmith is asked for, in turns, and how llc compiles our side. Large programs take csmith longer than
+# the whole tool chain.
+CSMITH_PROFILES = (
+    (["--max-block-size", "3"], "-O2"),
+    (["--max-funcs", "7", "--float", "--builtins", "--enable-builtin-kinds", "generic", "--disable-builtin-kinds", "x86,x86_64"], "-O2"),
+    (["--no-packed-struct", "--max-funcs", "5"], "-O0"),
+    (["--max-expr-complexity", "20", "--max-block-depth", "3", "--max-funcs", "5", "--inline-function"], "-O2"),
+    (["--max-funcs", "5", "--no-argc", "--max-pointer-depth", "4", "--max-array-dim", "4"], "-O1"),
+)
 
 
 class Failure(Exception):
@@ -31,11 +41,23 @@ def run(command, what, **options):
     return result
 
 
-def execute(executable, seconds=TOOL_SECONDS):
-    """Status and standard output of an ARM executable under qemu-arm. TimeoutExpired passes through. A program that crashes leaves no core file."""
+def csmith_options(seed):
+    """csmith's options for a seed, and llc's for its program."""
+    return CSMITH_PROFILES[seed % len(CSMITH_PROFILES)]
+
+
+def write_csmith_program(seed, source):
+    """The same seed is always the same program."""
+    command = ["csmith", "--seed", str(seed), *csmith_options(seed)[0]]
+    source.write_bytes(run(command, "csmith", cwd=source.parent).stdout)
+
+
+def execute(executable, seconds=TOOL_SECONDS, folder=None):
+    """Status and standard output of an ARM executable under qemu-arm, run in a folder. TimeoutExpired passes through. A program that crashes
+    leaves no core file."""
     with tempfile.TemporaryFile() as output:
         process = subprocess.Popen(["qemu-arm", executable], stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL,
-                                   preexec_fn=forbid_core_files)
+                                   preexec_fn=forbid_core_files, cwd=folder)
         try:
             status = process.wait(timeout=seconds)
         except subprocess.TimeoutExpired:
