@@ -173,6 +173,8 @@ TEST_F(Library, StandardStreamsAreVariables) {
     EXPECT_EQ(machine.output[1], "to output");
     EXPECT_EQ(machine.output[2], "e");
     EXPECT_EQ(number("_fgetc", {stream("_stdout")}), -1);
+    EXPECT_EQ(number("_fclose", {stream("_stdout")}), 0);
+    EXPECT_THAT(trapped("_puts", {text("x")}), HasSubstr("closed"));
     EXPECT_EQ(find_library_variable(*library, "_something"), 0u);
     EXPECT_EQ(find_library_function("_something"), nullptr);
 }

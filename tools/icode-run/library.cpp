@@ -20,7 +20,8 @@ ROW_MAP all_rows() {
     for (const auto& table :
          {allocation_functions(), atomic_functions(), character_functions(), compiler_functions(),
           file_functions(), formatting_functions(), math_functions(), memory_functions(), number_functions(),
-          process_functions(), random_functions(), sorting_functions(), string_functions(), time_functions()})
+          process_functions(), random_functions(), sorting_functions(), string_functions(),
+          thread_functions(), time_functions()})
         for (const LIBRARY_ROW& row : table) rows.emplace(row.name, &row);
     return rows;
 }
@@ -66,7 +67,7 @@ ADDRESS find_library_variable(LIBRARY& library, std::string_view linkage_name) {
 // --- State ---
 
 LIBRARY* make_library(MACHINE& machine, std::string_view folder) {
-    return new LIBRARY{machine, std::string(folder), {}, {}, {}, {}, std::make_unique<RANDOM_STATE>()};
+    return new LIBRARY{machine, std::string(folder), {}, {}, {}, {}, {}, std::make_unique<RANDOM_STATE>()};
 }
 
 void release_library(LIBRARY* library) { delete library; }

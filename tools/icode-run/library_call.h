@@ -27,6 +27,7 @@ struct LIBRARY {
     std::map<ADDRESS, std::unique_ptr<STREAM>> streams;  // by the address that the program has of each
     std::vector<ADDRESS> exit_functions;                 // of atexit, the last one is called first
     std::map<int, ADDRESS> signal_handlers;              // those that are not the default
+    std::vector<ADDRESS> thread_results;                 // of the threads 1, 2, ...
 
     std::unique_ptr<RANDOM_STATE> random;
     ADDRESS token_rest = 0;    // where strtok goes on
@@ -99,6 +100,7 @@ std::span<const LIBRARY_ROW> process_functions();
 std::span<const LIBRARY_ROW> random_functions();
 std::span<const LIBRARY_ROW> sorting_functions();
 std::span<const LIBRARY_ROW> string_functions();
+std::span<const LIBRARY_ROW> thread_functions();
 std::span<const LIBRARY_ROW> time_functions();
 
 } // namespace pelorus

@@ -13,10 +13,6 @@ namespace {
 
 constexpr int END = -1; // EOF of the machine
 
-STREAM& standard(GUEST_CALL& call, int descriptor) {
-    return *call.library.streams.at(standard_stream(call.library, descriptor));
-}
-
 std::string text_argument(GUEST_CALL& call, uint32_t index) {
     return std::string(read_text(call.machine, word_argument(call, index)));
 }
@@ -91,7 +87,7 @@ void call_rename(GUEST_CALL& call) {
 // --- Characters, lines and blocks ---
 
 void call_fgetc(GUEST_CALL& call) { give(call, read_character(stream_argument(call, 0))); }
-void call_getchar(GUEST_CALL& call) { give(call, read_character(standard(call, 0))); }
+void call_getchar(GUEST_CALL& call) { give(call, read_character(standard_stream_of(call, 0))); }
 
 void call_ungetc(GUEST_CALL& call) {
     const int c = int_argument(call, 0);
@@ -107,7 +103,7 @@ void write_character(GUEST_CALL& call, STREAM& stream) {
 }
 
 void call_fputc(GUEST_CALL& call) { write_character(call, stream_argument(call, 1)); }
-void call_putchar(GUEST_CALL& call) { write_character(call, standard(call, 1)); }
+void call_putchar(GUEST_CALL& call) { write_character(call, standard_stream_of(call, 1)); }
 
 void call_fputs(GUEST_CALL& call) {
     STREAM& stream = stream_argument(call, 1);
@@ -116,7 +112,7 @@ void call_fputs(GUEST_CALL& call) {
 
 void call_puts(GUEST_CALL& call) {
     const std::string line = text_argument(call, 0) + "\n";
-    give(call, write_bytes(standard(call, 1), line) ? static_cast<int>(line.size()) : END);
+    give(call, write_bytes(standard_stream_of(call, 1), line) ? static_cast<int>(line.size()) : END);
 }
 
 // Up to `limit` characters, the last of them the end of the line.
@@ -265,7 +261,7 @@ void call_perror(GUEST_CALL& call) {
     const ADDRESS number_at = library_object(call.library, "errno", zeros(4), 4);
     std::string message = strerror(load<int32_t>(call.machine, number_at));
     if (text && load_byte(call.machine, text)) message = text_argument(call, 0) + ": " + message;
-    write_bytes(standard(call, 2), message + "\n");
+    write_bytes(standard_stream_of(call, 2), message + "\n");
 }
 
 // --- Descriptors: the three that a program begins with ---
@@ -288,7 +284,7 @@ void call_read(GUEST_CALL& call) {
     if (size == 0) return give(call, 0);
     uint8_t* bytes = write_place(call.machine, word_argument(call, 1), size);
     uint32_t count = 0;
-    for (int c; count < size && (c = read_character(standard(call, 0))) != EOF; ++count)
+    for (int c; count < size && (c = read_character(standard_stream_of(call, 0))) != EOF; ++count)
         bytes[count] = static_cast<uint8_t>(c);
     give(call, count);
 }

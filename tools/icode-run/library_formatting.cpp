@@ -16,10 +16,6 @@ UNNAMED values_from(GUEST_CALL& call, FORM form, uint32_t index) {
     return form == FORM::DIRECT ? unnamed_arguments(call, index) : unnamed_of_va_list(call, index);
 }
 
-STREAM& standard(GUEST_CALL& call, int descriptor) {
-    return *call.library.streams.at(standard_stream(call.library, descriptor));
-}
-
 // The text of the format at argument `index` and the values behind it.
 std::string formatted(GUEST_CALL& call, FORM form, uint32_t index) {
     UNNAMED values = values_from(call, form, index + 1);
@@ -34,7 +30,7 @@ void print(GUEST_CALL& call, STREAM& stream, const std::string& text) {
 
 template <FORM F, uint32_t FLAGS = 0>
 void call_printf(GUEST_CALL& call) {
-    print(call, standard(call, 1), formatted(call, F, FLAGS));
+    print(call, standard_stream_of(call, 1), formatted(call, F, FLAGS));
 }
 
 template <FORM F, uint32_t FLAGS = 0>
@@ -47,7 +43,7 @@ template <FORM F>
 void call_dprintf(GUEST_CALL& call) {
     const int descriptor = int_argument(call, 0);
     const std::string text = formatted(call, F, 1);
-    if (descriptor == 1 || descriptor == 2) return print(call, standard(call, descriptor), text);
+    if (descriptor == 1 || descriptor == 2) return print(call, standard_stream_of(call, descriptor), text);
     set_errno(call.library, EBADF);
     give(call, -1);
 }
@@ -102,7 +98,7 @@ void call_asprintf(GUEST_CALL& call) {
 template <FORM F>
 void call_scanf(GUEST_CALL& call) {
     UNNAMED values = values_from(call, F, 1);
-    SCANNED input{call.machine, &standard(call, 0)};
+    SCANNED input{call.machine, &standard_stream_of(call, 0)};
     give(call, scan_values(input, word_argument(call, 0), values));
 }
 

@@ -200,6 +200,12 @@ void flush_stream(STREAM& stream) {
     if (stream.host) fflush(stream.host);
 }
 
+STREAM& standard_stream_of(GUEST_CALL& call, int descriptor) {
+    const auto found = call.library.streams.find(standard_stream(call.library, descriptor));
+    if (found == call.library.streams.end()) trap(call.machine, "standard stream %d is closed", descriptor);
+    return *found->second;
+}
+
 STREAM& stream_argument(GUEST_CALL& call, uint32_t index) {
     const ADDRESS address = word_argument(call, index);
     const auto found = call.library.streams.find(address);

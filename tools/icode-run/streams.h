@@ -33,6 +33,8 @@ struct STREAM {
 
 // The address of the standard stream 0, 1 or 2.
 ADDRESS standard_stream(LIBRARY& library, int descriptor);
+// The same stream itself. Ends the run when the program has closed it.
+STREAM& standard_stream_of(GUEST_CALL& call, int descriptor);
 // The stream of an argument. Ends the run when it is none that is open.
 STREAM& stream_argument(GUEST_CALL& call, uint32_t index);
 
