@@ -1,5 +1,6 @@
-// Threads, as far as one machine has them: a thread runs to its end when it is made. That is one of the orders
-// in which a processor may run it, unless it waits for the one that made it; then the run does not end.
+// Threads, as far as one machine has them: a thread runs to its end when it is made. That is one of the
+// orders in which a processor may run it, unless it waits for the one that made it; then the run does not
+// end.
 #include <cerrno>
 
 #include "library_call.h"
