@@ -66,9 +66,11 @@ ADDRESS find_library_variable(LIBRARY& library, std::string_view linkage_name) {
 
 // --- State ---
 
-LIBRARY* make_library(MACHINE& machine, std::string_view folder) {
-    return new LIBRARY{machine, std::string(folder), {}, {}, {}, {}, {}, std::make_unique<RANDOM_STATE>()};
-}
+LIBRARY::LIBRARY(MACHINE& its_machine, std::string_view its_folder)
+    : machine(its_machine), folder(its_folder), random(std::make_unique<RANDOM_STATE>()) {}
+LIBRARY::~LIBRARY() = default;
+
+LIBRARY* make_library(MACHINE& machine, std::string_view folder) { return new LIBRARY(machine, folder); }
 
 void release_library(LIBRARY* library) { delete library; }
 
@@ -91,10 +93,12 @@ ADDRESS library_object(LIBRARY& library, std::string_view name, std::string_view
 
 std::string zeros(uint32_t size) { return std::string(size, '\0'); }
 
-void set_errno(LIBRARY& library, int value) {
-    const ADDRESS place = library_object(library, "errno", zeros(4), 4);
-    store(library.machine, place, value);
+ADDRESS errno_of(LIBRARY& library) {
+    if (!library.error_number) library.error_number = library_object(library, "errno", zeros(4), 4);
+    return library.error_number;
 }
+
+void set_errno(LIBRARY& library, int value) { store(library.machine, errno_of(library), value); }
 
 ADDRESS allocate(LIBRARY& library, uint32_t size, uint32_t alignment) {
     const ADDRESS address =

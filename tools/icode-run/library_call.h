@@ -20,10 +20,16 @@ struct RANDOM_STATE;
 
 // What the library keeps between the calls of one run.
 struct LIBRARY {
+    LIBRARY(MACHINE& its_machine, std::string_view its_folder);
+    ~LIBRARY();
+
     MACHINE& machine;
     std::string folder; // where files may be; empty: nowhere
 
     std::map<std::string, ADDRESS, std::less<>> objects; // what has been made so far, by name
+    ADDRESS character_tables[3] = {};                    // the tables' addresses of ctype.h; 0: not made
+    ADDRESS standard_streams[3] = {};                    // 0: not made
+    ADDRESS error_number = 0;                            // errno; 0: not made
     std::map<ADDRESS, std::unique_ptr<STREAM>> streams;  // by the address that the program has of each
     std::vector<ADDRESS> exit_functions;                 // of atexit, the last one is called first
     std::map<int, ADDRESS> signal_handlers;              // those that are not the default
@@ -72,6 +78,7 @@ void need_apart(MACHINE& machine, const char* name, ADDRESS a, uint32_t a_size, 
 
 // --- State ---
 
+ADDRESS errno_of(LIBRARY& library);
 void set_errno(LIBRARY& library, int value);
 // An object of the library, made when it is first asked for; `bytes` are what it holds then.
 ADDRESS library_object(LIBRARY& library, std::string_view name, std::string_view bytes, uint32_t alignment);

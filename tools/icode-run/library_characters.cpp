@@ -15,23 +15,26 @@ constexpr int FIRST = -128, ENTRIES = 384;
 
 // The host's tables have the same entries, as long as nobody sets a locale.
 template <typename T>
-void give_table(GUEST_CALL& call, const char* name, const T* host_table) {
+void give_table(GUEST_CALL& call, int number, const char* name, const T* host_table) {
+    ADDRESS& known = call.library.character_tables[number];
+    if (known) return give(call, known);
     const auto* first = reinterpret_cast<const char*>(host_table + FIRST);
     const ADDRESS table =
         library_object(call.library, name, std::string_view(first, ENTRIES * sizeof(T)), alignof(T));
     const ADDRESS zero = table + static_cast<uint32_t>(-FIRST * int{sizeof(T)});
-    give(call, library_object(call.library, std::string("the address of ") + name,
-                              std::string_view(reinterpret_cast<const char*>(&zero), sizeof zero), 4));
+    known = library_object(call.library, std::string("the address of ") + name,
+                           std::string_view(reinterpret_cast<const char*>(&zero), sizeof zero), 4);
+    give(call, known);
 }
 
-void call_ctype_b_loc(GUEST_CALL& call) { give_table(call, "the table of characters", *__ctype_b_loc()); }
+void call_ctype_b_loc(GUEST_CALL& call) { give_table(call, 0, "the table of characters", *__ctype_b_loc()); }
 
 void call_ctype_tolower_loc(GUEST_CALL& call) {
-    give_table(call, "the table of small letters", *__ctype_tolower_loc());
+    give_table(call, 1, "the table of small letters", *__ctype_tolower_loc());
 }
 
 void call_ctype_toupper_loc(GUEST_CALL& call) {
-    give_table(call, "the table of capital letters", *__ctype_toupper_loc());
+    give_table(call, 2, "the table of capital letters", *__ctype_toupper_loc());
 }
 
 int character_argument(GUEST_CALL& call) {

@@ -258,8 +258,7 @@ void call_nothing(GUEST_CALL& call) { stream_argument(call, 0); }
 
 void call_perror(GUEST_CALL& call) {
     const ADDRESS text = word_argument(call, 0);
-    const ADDRESS number_at = library_object(call.library, "errno", zeros(4), 4);
-    std::string message = strerror(load<int32_t>(call.machine, number_at));
+    std::string message = strerror(load<int32_t>(call.machine, errno_of(call.library)));
     if (text && load_byte(call.machine, text)) message = text_argument(call, 0) + ": " + message;
     write_bytes(standard_stream_of(call, 2), message + "\n");
 }

@@ -90,7 +90,7 @@ void call_isatty(GUEST_CALL& call) {
     give(call, 0);
 }
 
-void call_errno_location(GUEST_CALL& call) { give(call, library_object(call.library, "errno", zeros(4), 4)); }
+void call_errno_location(GUEST_CALL& call) { give(call, errno_of(call.library)); }
 
 // There is one locale.
 void call_setlocale(GUEST_CALL& call) {

@@ -172,9 +172,10 @@ ADDRESS register_stream(LIBRARY& library, ADDRESS address, FILE* host, int descr
 ADDRESS standard_stream(LIBRARY& library, int descriptor) {
     static const char* const NAMES[] = {"the standard input", "the standard output",
                                         "the standard error stream"};
-    const bool is_new = !library.objects.contains(NAMES[descriptor]);
-    const ADDRESS address = library_object(library, NAMES[descriptor], zeros(4), 4);
-    return is_new ? register_stream(library, address, nullptr, descriptor) : address;
+    ADDRESS& address = library.standard_streams[descriptor];
+    if (address) return address;
+    address = library_object(library, NAMES[descriptor], zeros(4), 4);
+    return register_stream(library, address, nullptr, descriptor);
 }
 
 ADDRESS add_stream(LIBRARY& library, FILE* host) {
