@@ -132,7 +132,6 @@ void call_fgets(GUEST_CALL& call) {
     const int size = int_argument(call, 1);
     STREAM& stream = stream_argument(call, 2);
     if (size <= 0) return give(call, 0);
-    write_place(call.machine, place, static_cast<uint32_t>(size));
     const std::string line = read_line(stream, static_cast<uint64_t>(size) - 1, '\n');
     if (line.empty() && size > 1) return give(call, 0);
     write_text(call.machine, place, line);
@@ -171,16 +170,21 @@ uint32_t block_size(GUEST_CALL& call) {
     return static_cast<uint32_t>(size);
 }
 
+// Reads at most `size` bytes to a place, which need not have room for more than there are.
+uint32_t read_block(MACHINE& machine, STREAM& stream, ADDRESS place, uint32_t size) {
+    std::string bytes;
+    for (int c; bytes.size() < size && (c = read_character(stream)) != EOF;)
+        bytes.push_back(static_cast<char>(c));
+    const auto count = static_cast<uint32_t>(bytes.size());
+    if (count) std::memcpy(write_place(machine, place, count), bytes.data(), count);
+    return count;
+}
+
 void call_fread(GUEST_CALL& call) {
-    const ADDRESS place = word_argument(call, 0);
     const uint32_t size = block_size(call);
     STREAM& stream = stream_argument(call, 3);
     if (size == 0) return give(call, 0);
-    uint8_t* bytes = write_place(call.machine, place, size);
-    uint32_t count = 0;
-    for (int c; count < size && (c = read_character(stream)) != EOF; ++count)
-        bytes[count] = static_cast<uint8_t>(c);
-    give(call, count / word_argument(call, 1));
+    give(call, read_block(call.machine, stream, word_argument(call, 0), size) / word_argument(call, 1));
 }
 
 void call_fwrite(GUEST_CALL& call) {
@@ -280,12 +284,7 @@ void call_write(GUEST_CALL& call) {
 void call_read(GUEST_CALL& call) {
     const uint32_t size = word_argument(call, 2);
     if (int_argument(call, 0) != 0) return give_error(call, EBADF);
-    if (size == 0) return give(call, 0);
-    uint8_t* bytes = write_place(call.machine, word_argument(call, 1), size);
-    uint32_t count = 0;
-    for (int c; count < size && (c = read_character(standard_stream_of(call, 0))) != EOF; ++count)
-        bytes[count] = static_cast<uint8_t>(c);
-    give(call, count);
+    give(call, read_block(call.machine, standard_stream_of(call, 0), word_argument(call, 1), size));
 }
 
 const LIBRARY_ROW ROWS[] = {
