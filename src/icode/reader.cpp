@@ -17,14 +17,32 @@ namespace pelorus {
 
 void (*icode_exit)(int status) = exit;
 
+void (*icode_complain)(const char* message) = [](const char* message) {
+    fprintf(stderr, "\n>> %s\n", message);
+    fflush(stderr);
+};
+
+namespace {
+
+// "FILE: offset 0x12: " and the formatted text.
+std::string fault_text(const ICODE_READER& reader, uint64_t offset, const char* format, va_list arguments) {
+    char place[40];
+    snprintf(place, sizeof place, ": offset 0x%lx: ", static_cast<unsigned long>(offset));
+    char* text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0) text = nullptr;
+    std::string message = reader.name + place + (text ? text : format);
+    free(text);
+    return message;
+}
+
+} // namespace
+
 void icode_fault(const ICODE_READER& reader, uint64_t offset, const char* format, ...) {
-    fprintf(stderr, "\n>> %s: offset 0x%lx: ", reader.name.c_str(), static_cast<unsigned long>(offset));
     va_list arguments;
     va_start(arguments, format);
-    vfprintf(stderr, format, arguments);
+    const std::string message = fault_text(reader, offset, format, arguments);
     va_end(arguments);
-    fputc('\n', stderr);
-    fflush(stderr);
+    icode_complain(message.c_str());
     icode_exit(1);
     abort();
 }

@@ -84,9 +84,11 @@ const std::vector<STRING_LIST>& icode_string_lists(const ICODE_READER& reader);
 const std::vector<SYMBOL*>& icode_global_symbols(const ICODE_READER& reader);
 
 // The fault of a bad file: prints "\n>> %s: offset 0x%lx: %s\n" on the error stream and exits with status 1
-// through `icode_exit`, which tests replace.
+// through `icode_exit`. Tests, and whoever goes on without the file, replace it.
 [[noreturn]] void icode_fault(const ICODE_READER& reader, uint64_t offset, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 extern void (*icode_exit)(int status);
+// What shows the message, without the line's end. Replaced by those who show it elsewhere.
+extern void (*icode_complain)(const char* message);
 
 } // namespace pelorus
