@@ -29,6 +29,8 @@ struct RUN_OPTIONS {
     uint64_t memory = 512u << 20;       // bytes of all objects
     uint32_t depth = 100000;            // open calls
     std::string folder;                 // see make_library
+    uint8_t fill = 0xA5;                // what the bytes of variables hold before something is stored there
+    bool strict = false; // shifts and conversions out of range, whose result C leaves open, are traps
     bool statistics = false;
     bool record = false; // keep the events for a comparison
     bool quiet = false;  // the output is kept only
@@ -45,7 +47,7 @@ struct OPERATION_COUNTS {
     uint64_t operations = 0, loads = 0, stores = 0, calls = 0, branches = 0;
 };
 
-struct RUN {
+struct RUN_RESULT {
     OUTCOME outcome;
     OPERATION_COUNTS counts; // always there; the rows below only with `statistics`
     struct FUNCTION_ROW {
@@ -58,7 +60,10 @@ struct RUN {
     std::vector<EVENT> events;  // with `record`
 };
 
-RUN run_program(const PROGRAM& program, const RUN_OPTIONS& options);
+RUN_RESULT run_program(const PROGRAM& program, const RUN_OPTIONS& options);
+
+// A table of the counts; needs a run with `statistics`.
+std::string statistics_text(const RUN_RESULT& run);
 
 // Where a step is, as messages show it: "f, a.c:12:3".
 std::string place_text(const PROGRAM& program, uint32_t place);
