@@ -39,6 +39,10 @@ def run(command, what, **options):
         text = (result.stderr + result.stdout).decode(errors="replace").strip()[-2000:]
         raise Failure(f"{what} failed (status {result.returncode}): {shown}\n{text}")
     return result
+# Traps on undefined behaviour. Only gcc's see that a whole structure is assigned through a pointer that is
+# not aligned for it.
+CLANG_TRAPS = ("-fsanitize=undefined", "-fsanitize-trap=undefined", "-fno-sanitize=function")
+GCC_TRAPS = ("-fsanitize=undefined", "-fsanitize-undefined-trap-on-error")
 
 
 def csmith_options(seed):
@@ -91,6 +95,22 @@ class Chain:
 
     def gcc(self, source, executable, *options):
         run(["arm-linux-gnueabihf-gcc", "-O1", "-std=gnu11", "-w", "-static", *self.include, *options, source, "-o", executable, "-lm"], "gcc")
+
+    def is_undefined(self, source, executable, seconds):
+        """Do builds of other compilers show that the program's behaviour is undefined?"""
+
+        def outcome(build, *options):
+            build(source, executable, *options)
+            try:
+                return execute(executable, seconds, executable.parent)
+            except subprocess.TimeoutExpired:
+                return None
+
+        for build, traps in ((self.clang, CLANG_TRAPS), (self.gcc, GCC_TRAPS)):
+            trapped = outcome(build, *traps)
+            if trapped is None or trapped[0] < 0:
+                return True
+        return outcome(self.clang, "-O0") != outcome(self.clang, "-O2")
 
     def icode_cc(self, source, icode):
         """Raises Refused when the program cannot be icode."""
