@@ -31,7 +31,9 @@ static void bit_fields(int n) {
     printf("%d %u %u %llu\n", f.e, f.g, f.c, (unsigned long long)f.d);
     struct bits_of_enum e = {R, -3, 200};
     e.v += 100; printf("%d %d %d\n", e.e, e.plain, e.v);
-    struct zero_width z = {31, 30, 'c', 7}; show(&z, sizeof z);
+    struct zero_width z;
+    memset(&z, 0, sizeof z); // an initializer says nothing of the bits between the members
+    z.a = 31; z.b = 30; z.c = 'c'; z.d = 7; show(&z, sizeof z);
     struct straddling s = {.a = 33, .b = 0xABCDE, .c = 0x1555, .d = 0x123456789AALL};
     s.b++; s.d -= n; show(&s, sizeof s);
     printf("%u %u %u %llx\n", s.a, s.b, s.c, (unsigned long long)s.d);
