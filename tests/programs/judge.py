@@ -4,9 +4,9 @@
   tests/programs/judge.py --bin build/bin examples/*.c
   tests/programs/judge.py --bin build/bin --csmith 300 --jobs 3
 
-Each program is translated to icode once. The executable is made of that icode, without the optimizer. The interpreter runs the same icode, and the
-optimizer's output at each level. Output and exit status must be the same; a program that a signal ends has the status that a shell shows, and what
-it had not written out by then does not count. The verdicts:
+Each program is translated to icode once. The executable is made of that icode, without the optimizer, and the interpreter runs the same icode: output
+and exit status must be the same. A program that a signal ends has the status that a shell shows, and what it had not written out by then does not
+count. Then icode-run --compare runs it beside the optimizer's output of each level. The verdicts:
 
   same         all runs agree
   DIFFERS      the interpreter's run ends as a program does, and differs
@@ -80,38 +80,43 @@ class Judged:
         except subprocess.TimeoutExpired:
             raise Verdict("limit", "qemu's run does not end") from None
 
-    def by_interpreter(self, icode, name):
-        """Status and output; what is no end of a program is a verdict."""
-        folder = self.runs_folder()
-        command = [self.chain.tools / "icode-run", f"--limit={STEPS}", f"--folder={folder}", icode]
+    def icode_run(self, name, *words):
+        """Status, output and message of a run; what is no end of a program is a verdict."""
+        command = [self.chain.tools / "icode-run", f"--limit={STEPS}", f"--folder={self.runs_folder()}", *words]
         try:
             result = subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL, capture_output=True, timeout=RUN_SECONDS)
         except subprocess.TimeoutExpired:
             raise Verdict("limit", f"{name} takes more than {RUN_SECONDS} seconds") from None
-        message = result.stderr.decode(errors="replace")
-        lines = [line for line in message.splitlines() if line.startswith("icode-run: ")]
-        for word, verdict in (("trap", "TRAP"), ("not supported", "UNSUPPORTED"), ("limit reached", "limit")):
-            if lines and lines[-1].startswith(f"icode-run: {word}"):
-                raise Verdict(verdict, f"{name}: {message.strip()[-1500:]}")
+        message = result.stderr.decode(errors="replace").strip()[-1500:]
         if result.returncode < 0:
-            raise Verdict("FAILED", f"{name}: icode-run ends with {status_text(result.returncode)}: {message.strip()[-1500:]}")
-        return result.returncode, result.stdout
+            raise Verdict("FAILED", f"{name}: icode-run ends with {status_text(result.returncode)}: {message}")
+        return result.returncode, result.stdout, message
 
-    def compare(self, name, expected, result):
-        status, output = expected
-        same = result[1].startswith(output) if status < 0 else result[1] == output
-        if not same or result[0] != shell_status(status):
-            raise Verdict("DIFFERS", f"{name}: {difference(expected, result)}")
+    def by_interpreter(self, icode):
+        status, output, message = self.icode_run("not optimized", icode)
+        ends = [line for line in message.splitlines() if line.startswith("icode-run: ")]
+        for word, verdict in (("trap", "TRAP"), ("not supported", "UNSUPPORTED"), ("limit reached", "limit")):
+            if ends and ends[-1].startswith(f"icode-run: {word}"):
+                raise Verdict(verdict, message)
+        return status, output
+
+    def compare_levels(self, icode):
+        for level in self.levels:
+            optimized = self.work / f"level{level}.opt"
+            self.chain.pelorus(icode, optimized, level)
+            status, output, message = self.icode_run(f"level {level}", "--compare", icode, optimized)
+            if status != 0:
+                raise Verdict("DIFFERS", f"level {level}: {output.decode(errors='replace')[-1500:]}{message}")
 
     def judge(self):
         icode = self.work / "program.if"
         self.chain.icode_cc(self.source, icode)
         expected = self.by_processor(icode)
-        self.compare("not optimized", expected, self.by_interpreter(icode, "not optimized"))
-        for level in self.levels:
-            optimized = self.work / f"level{level}.opt"
-            self.chain.pelorus(icode, optimized, level)
-            self.compare(f"level {level}", expected, self.by_interpreter(optimized, f"level {level}"))
+        result = self.by_interpreter(icode)
+        same = result[1].startswith(expected[1]) if expected[0] < 0 else result[1] == expected[1]
+        if not same or result[0] != shell_status(expected[0]):
+            raise Verdict("DIFFERS", difference(expected, result))
+        self.compare_levels(icode)
 
 
 def difference(expected, result):
