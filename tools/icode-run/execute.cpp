@@ -95,9 +95,11 @@ uint64_t extended(T value) {
     end_run(OUTCOME_KIND::TRAP, what);
 }
 
-[[noreturn]] __attribute__((noinline)) void stop_access(MACHINE& machine, const INSTRUCTION* at,
-                                                        ADDRESS address, uint32_t size, bool write,
-                                                        uint32_t alignment) {
+// An access that the quick check did not let pass: returns when it may be made all the same.
+__attribute__((noinline)) void doubtful_access(MACHINE& machine, const INSTRUCTION* at, ADDRESS address,
+                                               uint32_t size, bool write, uint32_t alignment) {
+    const ACCESS_FAULT fault = check_access(*machine.memory, address, size, write);
+    if (fault == ACCESS_FAULT::NONE && (machine.options.unaligned || !(address & (alignment - 1)))) return;
     machine.at = at;
     bad_access(machine, address, size, write, alignment);
 }
@@ -111,7 +113,7 @@ uint64_t extended(T value) {
 template <bool WRITE>
 void check_any(MACHINE& machine, const INSTRUCTION* at, ADDRESS address, uint32_t size) {
     if (check_access(*machine.memory, address, size, WRITE) != ACCESS_FAULT::NONE) [[unlikely]]
-        stop_access(machine, at, address, size, WRITE, 1);
+        doubtful_access(machine, at, address, size, WRITE, 1);
 }
 
 uint64_t extract_bits(uint64_t whole, BIT_RANGE bits) {
@@ -274,7 +276,7 @@ void run_loop(MACHINE& machine, size_t depth) {
     L_LOAD_P_##suffix : {                                                                                    \
         const ADDRESS address = ADDRESS(slots[i->b]) + i->c;                                                 \
         if (!can_read<sizeof(type)>(view, address) || (address & (sizeof(type) - 1))) [[unlikely]]           \
-            stop_access(machine, i, address, sizeof(type), false, sizeof(type));                             \
+            doubtful_access(machine, i, address, sizeof(type), false, sizeof(type));                         \
         slots[i->a] = extended(load_bytes<type>(view.bytes + address));                                      \
         NEXT;                                                                                                \
     }                                                                                                        \
@@ -296,7 +298,7 @@ void run_loop(MACHINE& machine, size_t depth) {
     L_STORE_P_##suffix : {                                                                                   \
         const ADDRESS address = ADDRESS(slots[i->b]) + i->c;                                                 \
         if (!can_write<sizeof(type)>(view, address) || (address & (sizeof(type) - 1))) [[unlikely]]          \
-            stop_access(machine, i, address, sizeof(type), true, sizeof(type));                              \
+            doubtful_access(machine, i, address, sizeof(type), true, sizeof(type));                          \
         store_bytes<type>(view.bytes + address, slots[i->a]);                                                \
         NEXT;                                                                                                \
     }                                                                                                        \

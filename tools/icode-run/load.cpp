@@ -346,7 +346,7 @@ void read_block_end(void* context, const POSITION&) {
 
 void read_symbol(void* context, SYMBOL* symbol, int level) {
     LOADER& loader = loader_of(context);
-    if (level == BODY_LEVEL)
+    if (level >= BODY_LEVEL)
         loader.scopes.emplace_back(symbol, loader.open_blocks.empty() ? 0 : loader.open_blocks.back());
 }
 

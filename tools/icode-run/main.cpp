@@ -41,7 +41,7 @@ struct COMMAND {
 const char usage[] =
     "icode-run runs the program of an icode file on a checked machine and finds bad accesses; --compare A B\n"
     "says whether two programs behave alike. Options: --stats --limit=STEPS --entry=NAME --folder=DIR\n"
-    "--fill=BYTE --strict. Example: icode-run --stats prog.opt words.txt\n";
+    "--fill=BYTE --strict --unaligned. Example: icode-run --stats prog.opt words.txt\n";
 
 [[noreturn]] void wrong_usage(const char* problem, const char* word) {
     fprintf(stderr, "icode-run: %s%s; see --help\n", problem, word);
@@ -73,6 +73,8 @@ void read_option(COMMAND& command, const char* word) {
         run.statistics = true;
     else if (!strcmp(word, "--strict"))
         run.strict = true;
+    else if (!strcmp(word, "--unaligned"))
+        run.unaligned = true;
     else if (const char* steps = option_value(word, "--limit"))
         run.steps = number_of(steps, UINT64_MAX, word);
     else if (const char* fill = option_value(word, "--fill"))
