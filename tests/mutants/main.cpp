@@ -1,13 +1,14 @@
-// try-mutants: runs the optimizer and the translator on icode files whose structure was changed.
+// try-mutants: runs the optimizer, the interpreter and the translator on icode files whose structure was
+// changed.
 //
 //     try-mutants [--runs=N] [--seed=N] [--jobs=N] [--keep=FOLDER] file.if file.ict...
 //
 // Every run makes one mutant, from a seed of its own, and hands it to the optimizer at a level and with
-// options that the seed decides; some mutants go to the translator and the disassembler too. Each program
-// runs in a process that was split off, so that nothing is loaded anew and a crash ends that process alone.
-// A run is good when the program ends with 0, or with 1 and a message, and when the optimizer refuses nothing
-// that obeys all rules of icode. A mutant whose run was bad is kept in the folder, and `--seed=N --runs=1`
-// with the number in its name makes it again.
+// options that the seed decides, and to the interpreter; some mutants go to the translator and the
+// disassembler too. Each program runs in a process that was split off, so that nothing is loaded anew and a
+// crash ends that process alone. A run is good when the program ends with 0, or with 1 and a message, and
+// when neither optimizer nor interpreter refuses what obeys all rules of icode. A mutant whose run was bad is
+// kept in the folder, and `--seed=N --runs=1` with the number in its name makes it again.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -24,6 +25,7 @@
 #include <vector>
 
 #include "driver/driver.h"
+#include "icode-run/machine.h"
 #include "icode/text_form.h"
 #include "icode/validate_file.h"
 #include "mutants/mutate.h"
@@ -107,6 +109,21 @@ int translate(const PLACE& place) {
     return stream ? (translate_unit(stream, place.input.c_str(), {}), 0) : 1;
 }
 
+int interpret(const PLACE& place) {
+    FILE* stream = fopen(place.input.c_str(), "rb");
+    std::string message;
+    PROGRAM* program = stream ? load_program(stream, place.input.c_str(), message) : nullptr;
+    if (!program) return puts(message.c_str()), 1;
+    RUN_OPTIONS options;
+    options.quiet = options.record = true;
+    options.steps = 200000;
+    options.memory = 64u << 20;
+    options.depth = 1000;
+    run_program(*program, options);
+    release_program(program);
+    return 0;
+}
+
 int disassemble(const PLACE& place) { return disassemble_icode(file_bytes(place.input), false).text.empty(); }
 
 int count_faults(const PLACE& place) {
@@ -172,6 +189,8 @@ std::string try_seed(const std::vector<SAMPLE>& samples, const PLACE& place, uin
     const std::vector<std::string> options = some_options(dice);
     std::string fault = fault_of(place, run_apart(place, [&] { return optimize(place, options); }), !obeys);
     if (!fault.empty()) return "pelorus" + words_of(options) + ": " + fault;
+    fault = fault_of(place, run_apart(place, [&] { return interpret(place); }), !obeys);
+    if (!fault.empty()) return "icode-run: " + fault;
     if (dice() % 4) return {};
     // The translator has no answer to some good icode.
     fault = fault_of(place, run_apart(place, [&] { return translate(place); }), true);

@@ -139,7 +139,7 @@ OPERATION extension_of(const SHAPE& shape);
 // --- Values (compile_values.cpp) ---
 
 using TREE_LIST = std::vector<const NODE*>;
-TREE_LIST list_items(const NODE* list);
+TREE_LIST items_of_list(const NODE* list);
 
 // The value's slot; of an object that is no scalar, its address is there.
 uint32_t emit_value(COMPILER& compiler, const NODE* tree, uint32_t wanted = NO_NUMBER);

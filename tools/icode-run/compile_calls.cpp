@@ -91,7 +91,7 @@ const TYPE_PART* next_parameter(const TYPE_PART* part) {
 void add_arguments(COMPILER& compiler, CALL_SITE_CODE& site, const NODE* tree, const TYPE* type) {
     if (tree->op != OP_CALL) return;
     const TYPE_PART* parameter = next_parameter(type && type->prototyped ? type->parts : nullptr);
-    const TREE_LIST trees = list_items(tree->right);
+    const TREE_LIST trees = items_of_list(tree->right);
     for (size_t i = 0; i < trees.size(); i++) {
         const TYPE* wanted = parameter ? parameter->type : trees[i]->type;
         if (type_is_csu(wanted) != type_is_csu(trees[i]->type)) wanted = trees[i]->type;

@@ -303,7 +303,7 @@ void emit_switch(COMPILER& compiler, const NODE* tree) {
     SWITCH_TABLE table;
     table.wide = is_wide(shape);
     table.otherwise = NO_NUMBER;
-    for (const NODE* arm : list_items(tree->right)) {
+    for (const NODE* arm : items_of_list(tree->right)) {
         if (arm->op == OP_DEFAULT) {
             table.otherwise = jump_target(compiler, label_number(arm->left));
             continue;
@@ -380,7 +380,7 @@ void emit_statement(COMPILER& compiler, const NODE* tree) {
         if (tree->value_lo == TEXT_ASSEMBLY && !is_blank(tree->text)) emit_unsupported(compiler, "assembly");
         return;
     case OP_PCOMMA:
-        for (const NODE* copy : list_items(tree)) emit_statement(compiler, copy);
+        for (const NODE* copy : items_of_list(tree)) emit_statement(compiler, copy);
         return;
     case OP_ASSERT: // promises to the optimizer, which are not evaluated
     case OP_NASSERT:

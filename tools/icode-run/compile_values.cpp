@@ -380,7 +380,7 @@ bool passes_its_operand(const NODE* tree) {
 
 } // namespace
 
-TREE_LIST list_items(const NODE* list) {
+TREE_LIST items_of_list(const NODE* list) {
     TREE_LIST items;
     for (; list->op == OP_COMMA || list->op == OP_PCOMMA; list = list->left) items.push_back(list->right);
     items.push_back(list);

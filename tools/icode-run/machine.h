@@ -30,7 +30,7 @@ struct RUN_OPTIONS {
     uint32_t depth = 100000;            // open calls
     std::string folder;                 // see make_library
     uint8_t fill = 0xA5;                // what the bytes of variables hold before something is stored there
-    bool strict = false; // shifts and conversions out of range, whose result C leaves open, are traps
+    bool strict = false;    // shifts and conversions out of range, whose result C leaves open, are traps
     bool unaligned = false; // an access may lie at any address
     bool statistics = false;
     bool record = false; // keep the events for a comparison
