@@ -100,6 +100,17 @@ void call_setlocale(GUEST_CALL& call) {
     give(call, known ? library_object(call.library, "the locale's name", "C\0"sv, 1) : 0);
 }
 
+// Ten texts, of which one is not empty, and 14 bytes that say "unknown" by the greatest char.
+void call_localeconv(GUEST_CALL& call) {
+    constexpr uint32_t TEXTS = 10, SIZE = 56;
+    const ADDRESS conventions = library_object(call.library, "the locale's conventions", zeros(SIZE), 4);
+    const ADDRESS empty = library_object(call.library, "an empty text of the locale", zeros(1), 1);
+    const ADDRESS point = library_object(call.library, "the locale's decimal point", ".\0"sv, 1);
+    for (uint32_t i = 0; i < TEXTS; ++i) store(call.machine, conventions + 4 * i, i ? empty : point);
+    for (uint32_t i = 4 * TEXTS; i < SIZE - 2; ++i) store<uint8_t>(call.machine, conventions + i, UINT8_MAX);
+    give(call, conventions);
+}
+
 const LIBRARY_ROW ROWS[] = {
     {"_exit", call_exit, CALL_EFFECT::SEEN},
     {"__exit", call_immediate_exit, CALL_EFFECT::SEEN},
@@ -116,6 +127,7 @@ const LIBRARY_ROW ROWS[] = {
     {"_isatty", call_isatty, CALL_EFFECT::INSIDE},
     {"___errno_location", call_errno_location, CALL_EFFECT::NONE},
     {"_setlocale", call_setlocale, CALL_EFFECT::INSIDE},
+    {"_localeconv", call_localeconv, CALL_EFFECT::INSIDE},
 };
 
 } // namespace

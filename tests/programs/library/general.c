@@ -1,5 +1,7 @@
 // stdlib.h and the compiler's library: memory, sorting, random numbers, quotients, bits; and how programs end.
 #include <assert.h>
+#include <limits.h>
+#include <locale.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -96,6 +98,13 @@ static void arithmetic(void) {
     printf("%d %d %d %d\n", old, swapped, __atomic_exchange_n(&cell, 1, __ATOMIC_ACQ_REL), other);
 }
 
+static void locale(void) {
+    const struct lconv *conventions = localeconv();
+    printf("%s '%s' '%s' '%s' %d %d %d\n", setlocale(LC_ALL, NULL), conventions->decimal_point, conventions->thousands_sep,
+           conventions->negative_sign, conventions->int_frac_digits == CHAR_MAX, conventions->int_n_sign_posn == CHAR_MAX,
+           setlocale(LC_ALL, "no such locale") == NULL);
+}
+
 static void last(void) { printf("last\n"); }
 static void first(void) {
     printf("first\n");
@@ -107,6 +116,7 @@ int main(void) {
     memory();
     random_numbers();
     arithmetic();
+    locale();
     assert(comparisons > 0);
     atexit(first);
     exit(259);
