@@ -127,15 +127,25 @@ std::string read_line(STREAM& stream, uint64_t limit, char end_of_line) {
     return line;
 }
 
-void call_fgets(GUEST_CALL& call) {
+void get_line(GUEST_CALL& call, int size, STREAM& stream) {
     const ADDRESS place = word_argument(call, 0);
-    const int size = int_argument(call, 1);
-    STREAM& stream = stream_argument(call, 2);
     if (size <= 0) return give(call, 0);
     const std::string line = read_line(stream, static_cast<uint64_t>(size) - 1, '\n');
     if (line.empty() && size > 1) return give(call, 0);
     write_text(call.machine, place, line);
     give(call, place);
+}
+
+void call_fgets(GUEST_CALL& call) { get_line(call, int_argument(call, 1), stream_argument(call, 2)); }
+
+// The checked forms have the room behind the place.
+void check_room(GUEST_CALL& call, uint32_t room, uint32_t size) {
+    if (size > room) trap(call.machine, "%u bytes do not fit into %u", size, room);
+}
+
+void call_fgets_chk(GUEST_CALL& call) {
+    check_room(call, word_argument(call, 1), word_argument(call, 2));
+    get_line(call, int_argument(call, 2), stream_argument(call, 3));
 }
 
 // The line goes to memory of malloc, which grows as it must.
@@ -163,9 +173,9 @@ void read_any_line(GUEST_CALL& call, char end_of_line, uint32_t stream_index) {
 void call_getline(GUEST_CALL& call) { read_any_line(call, '\n', 2); }
 void call_getdelim(GUEST_CALL& call) { read_any_line(call, static_cast<char>(int_argument(call, 2)), 3); }
 
-// The number of bytes of a block, at most all that there can be.
-uint32_t block_size(GUEST_CALL& call) {
-    const uint64_t size = uint64_t{word_argument(call, 1)} * word_argument(call, 2);
+// The number of bytes of the block that arguments from `first` on describe.
+uint32_t block_size(GUEST_CALL& call, uint32_t first) {
+    const uint64_t size = uint64_t{word_argument(call, first)} * word_argument(call, first + 1);
     if (size > UINT32_MAX) trap(call.machine, "a block of %llu bytes", static_cast<unsigned long long>(size));
     return static_cast<uint32_t>(size);
 }
@@ -180,16 +190,23 @@ uint32_t read_block(MACHINE& machine, STREAM& stream, ADDRESS place, uint32_t si
     return count;
 }
 
-void call_fread(GUEST_CALL& call) {
-    const uint32_t size = block_size(call);
-    STREAM& stream = stream_argument(call, 3);
+void get_block(GUEST_CALL& call, uint32_t first) {
+    const uint32_t size = block_size(call, first);
+    STREAM& stream = stream_argument(call, first + 2);
     if (size == 0) return give(call, 0);
-    give(call, read_block(call.machine, stream, word_argument(call, 0), size) / word_argument(call, 1));
+    give(call, read_block(call.machine, stream, word_argument(call, 0), size) / word_argument(call, first));
+}
+
+void call_fread(GUEST_CALL& call) { get_block(call, 1); }
+
+void call_fread_chk(GUEST_CALL& call) {
+    check_room(call, word_argument(call, 1), block_size(call, 2));
+    get_block(call, 2);
 }
 
 void call_fwrite(GUEST_CALL& call) {
     const ADDRESS place = word_argument(call, 0);
-    const uint32_t size = block_size(call);
+    const uint32_t size = block_size(call, 1);
     STREAM& stream = stream_argument(call, 3);
     if (size == 0) return give(call, 0);
     const auto* bytes = reinterpret_cast<const char*>(read_place(call.machine, place, size));
@@ -321,11 +338,13 @@ const LIBRARY_ROW ROWS[] = {
     {"_puts", call_puts, CALL_EFFECT::SEEN},
     {"_fgets", call_fgets, CALL_EFFECT::SEEN},
     {"_fgets_unlocked", call_fgets, CALL_EFFECT::SEEN},
+    {"___fgets_chk", call_fgets_chk, CALL_EFFECT::SEEN},
     {"_getline", call_getline, CALL_EFFECT::SEEN},
     {"_getdelim", call_getdelim, CALL_EFFECT::SEEN},
     {"___getdelim", call_getdelim, CALL_EFFECT::SEEN},
     {"_fread", call_fread, CALL_EFFECT::SEEN},
     {"_fread_unlocked", call_fread, CALL_EFFECT::SEEN},
+    {"___fread_chk", call_fread_chk, CALL_EFFECT::SEEN},
     {"_fwrite", call_fwrite, CALL_EFFECT::SEEN},
     {"_fwrite_unlocked", call_fwrite, CALL_EFFECT::SEEN},
     {"_fseek", call_fseek, CALL_EFFECT::SEEN},

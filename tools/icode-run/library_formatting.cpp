@@ -85,9 +85,9 @@ void call_snprintf_chk(GUEST_CALL& call) {
     store_within(call, text, size);
 }
 
-template <FORM F>
+template <FORM F, uint32_t FLAGS = 0>
 void call_asprintf(GUEST_CALL& call) {
-    const std::string text = formatted(call, F, 1);
+    const std::string text = formatted(call, F, 1 + FLAGS);
     const ADDRESS block = allocate_text(call.library, text);
     store(call.machine, word_argument(call, 0), block);
     give(call, block ? static_cast<int64_t>(text.size()) : -1);
@@ -139,6 +139,8 @@ const LIBRARY_ROW ROWS[] = {
     {"___vsnprintf_chk", call_snprintf_chk<LIST>, CALL_EFFECT::INSIDE},
     {"_asprintf", call_asprintf<DIRECT>, CALL_EFFECT::INSIDE},
     {"_vasprintf", call_asprintf<LIST>, CALL_EFFECT::INSIDE},
+    {"___asprintf_chk", call_asprintf<DIRECT, 1>, CALL_EFFECT::INSIDE},
+    {"___vasprintf_chk", call_asprintf<LIST, 1>, CALL_EFFECT::INSIDE},
     {"_scanf", call_scanf<DIRECT>, CALL_EFFECT::SEEN},
     {"_vscanf", call_scanf<LIST>, CALL_EFFECT::SEEN},
     {"___isoc99_scanf", call_scanf<DIRECT>, CALL_EFFECT::SEEN},
