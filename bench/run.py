@@ -11,6 +11,8 @@
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
                 through llc-19 -O2. A second table has our side without mem2reg.
+  interpreter   operations a second that icode-run executes, on the examples after pelorus at level 2, and its time against that of
+                qemu-arm for the executable that pelorus-cc -O2 makes
 
 Times are user plus system time, the median of --runs runs that alternate between the two programs.
 """
@@ -220,6 +222,22 @@ class Bench:
                 counts.append(self.executed(self.folder / "level.ll", None) - base)
             print(f"| {source.stem} | {counts[0] / 1e3:.0f} | {counts[1] / 1e3:.0f} | {counts[1] / counts[0]:.3f} |", flush=True)
 
+    def interpreter(self, examples):
+        print("\nOperations that icode-run executes, and its time against qemu-arm's\n")
+        print("| example | operations (millions) | a second (millions) | time ms | qemu-arm | ratio |\n|---|---|---|---|---|---|")
+        for source in examples:
+            icode = self.folder / f"{source.stem}.if"
+            optimized, executable = self.folder / f"{source.stem}.opt", self.folder / source.stem
+            run(self.tools / "icode-cc", source, "-o", icode)
+            run(self.tools / "pelorus", "-o2", icode, optimized)
+            run(self.tools / "pelorus-cc", "-O2", "-static", source, "-lm", "-o", executable)
+            ours = [self.tools / "icode-run", optimized]
+            counted = subprocess.run([*ours[:1], "--stats", optimized], capture_output=True, text=True, check=True).stderr
+            operations = int(re.search(r"^ *(\d+) .* all$", counted, re.M)[1])
+            (time, _), (peer_time, _) = self.compare(ours, ["qemu-arm", executable])
+            print(f"| {source.stem} | {operations / 1e6:.1f} | {operations / time / 1e6:.0f} | {time * 1e3:.0f} | {peer_time * 1e3:.0f} "
+                  f"| {time / peer_time:.2f} |", flush=True)
+
     def build_counter(self):
         self.counter = self.folder / "count_instructions.so"
         run("cc", "-shared", "-fPIC", "-O2", ROOT / "bench" / "count_instructions.c", "-o", self.counter)
@@ -278,10 +296,10 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, decisions, levels, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, decisions, levels, interpreter, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "decisions", "levels", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "decisions", "levels", "interpreter", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -294,6 +312,8 @@ def main():
             bench.decisions(examples, arguments.against)
         if "levels" in wanted:
             bench.levels(examples)
+        if "interpreter" in wanted:
+            bench.interpreter(examples)
         if "instructions" in wanted:
             bench.instructions(examples)
 
