@@ -196,7 +196,10 @@ void run_loop(MACHINE& machine, size_t depth) {
     };
     follow();
 
-#define DISPATCH goto* LABELS[i->operation]
+#define DISPATCH                                                                                             \
+    {                                                                                                        \
+        goto* LABELS[i->operation];                                                                          \
+    }
 #define NEXT                                                                                                 \
     i++;                                                                                                     \
     DISPATCH

@@ -290,6 +290,7 @@ std::vector<uint32_t> run_list(LOADER& loader, const char* attribute) {
     }
     std::ranges::stable_sort(found, {}, &std::pair<int, uint32_t>::first);
     std::vector<uint32_t> list;
+    list.reserve(found.size());
     for (const auto& [priority, global] : found) list.push_back(global);
     return list;
 }

@@ -263,12 +263,13 @@ ADDRESS guest_text(MACHINE& machine, const std::string& text) {
     const auto size = uint32_t(text.size() + 1);
     const ADDRESS address = make_object(*machine.memory, OBJECT_KIND::LIBRARY, size, 1, "argv");
     if (!address) end_run(OUTCOME_KIND::LIMIT, "memory for main's arguments");
-    memcpy(machine.view.bytes + address, text.c_str(), size);
+    memcpy(machine.view.bytes + address, text.data(), text.size()); // the byte behind it is zero already
     return address;
 }
 
 std::vector<GUEST_VALUE> main_arguments(MACHINE& machine, const FUNCTION_CODE& function) {
     std::vector<uint32_t> words;
+    words.reserve(machine.options.arguments.size() + 1);
     for (const std::string& text : machine.options.arguments) words.push_back(guest_text(machine, text));
     const auto count = int64_t(words.size());
     words.push_back(0);
@@ -375,7 +376,8 @@ void take_statistics(MACHINE& machine) {
 void flush_output(MACHINE& machine) {
     try {
         close_library(*machine.library);
-    } catch (const RUN_ENDS&) {
+    } catch (const RUN_ENDS& ends) {
+        machine.run.outcome.message += "; its output is not complete: " + ends.outcome.message;
     }
 }
 
