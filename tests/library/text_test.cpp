@@ -92,6 +92,8 @@ TEST_F(Library, NumbersFitALongOf32Bits) {
     EXPECT_EQ(number("_strtol", {text("2147483648"), 0u, 10}), INT32_MAX);
     EXPECT_EQ(wide("_strtoll", {text("2147483648"), 0u, 10}), 2147483648);
     EXPECT_EQ(number("_strtol", {text("0x7fz"), 0u, 0}), 0x7f);
+    EXPECT_EQ(number("_strtol", {place, end, 99}), 0); // no base
+    EXPECT_EQ(load_at<ADDRESS>(end), place);
     const auto to_word = [&](const char* digits) {
         return static_cast<uint32_t>(number("_strtoul", {text(digits), 0u, 10}));
     };
@@ -187,6 +189,9 @@ TEST_F(Library, HandlersGetTheSignalsThatAreRaised) {
     EXPECT_EQ(word("_signal", {10, 1}), handler);
     EXPECT_EQ(number("_raise", {10}), 0); // ignored
     EXPECT_THROW(number("_raise", {11}), Exit);
+    word("_signal", {6, handler});
+    EXPECT_THROW(number("_abort", {}), Exit);
+    EXPECT_EQ(seen, 6);
 }
 
 TEST_F(Library, TheClockRunsByItselfAndAlike) {

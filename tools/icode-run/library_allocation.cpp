@@ -25,12 +25,6 @@ const OBJECT& need_block(MACHINE& machine, const char* name, ADDRESS address) {
     return *object;
 }
 
-void free_block(MACHINE& machine, const char* name, ADDRESS address) {
-    if (!address) return;
-    need_block(machine, name, address);
-    end_object(memory_of(machine), address);
-}
-
 void call_malloc(GUEST_CALL& call) { give(call, allocate(call.library, word_argument(call, 0), 8)); }
 
 void give_product(GUEST_CALL& call, uint64_t count, uint64_t size) {
@@ -114,6 +108,12 @@ const LIBRARY_ROW ROWS[] = {
 };
 
 } // namespace
+
+void free_block(MACHINE& machine, const char* name, ADDRESS address) {
+    if (!address) return;
+    need_block(machine, name, address);
+    end_object(memory_of(machine), address);
+}
 
 std::span<const LIBRARY_ROW> allocation_functions() { return ROWS; }
 

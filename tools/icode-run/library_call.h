@@ -86,6 +86,8 @@ ADDRESS library_object(LIBRARY& library, std::string_view name, std::string_view
 std::string zeros(uint32_t size);
 // Memory as of malloc; 0, with errno set, when there is none.
 ADDRESS allocate(LIBRARY& library, uint32_t size, uint32_t alignment);
+// Ends the run when no block begins there. `name` is the function that frees it.
+void free_block(MACHINE& machine, const char* name, ADDRESS address);
 ADDRESS allocate_text(LIBRARY& library, std::string_view text);
 // Calls the functions given to atexit, then ends the program.
 [[noreturn]] void leave_program(LIBRARY& library, int status);

@@ -157,7 +157,7 @@ void store_line(GUEST_CALL& call, const std::string& line) {
     const auto size = std::max(static_cast<uint32_t>(line.size()) + 1, 120u);
     const ADDRESS grown = allocate(call.library, size, 8);
     if (!grown) trap(call.machine, "getline: no memory for a line of %zu bytes", line.size());
-    if (buffer) end_object(memory_of(call.machine), buffer);
+    free_block(call.machine, "getline", buffer);
     write_text(call.machine, grown, line);
     store(call.machine, buffer_at, grown);
     store(call.machine, size_at, size);

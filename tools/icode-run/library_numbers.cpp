@@ -39,8 +39,8 @@ std::string number_text(MACHINE& machine, ADDRESS place) {
 template <typename CONVERT>
 auto converted(GUEST_CALL& call, bool has_end, const CONVERT& convert) {
     const ADDRESS place = word_argument(call, 0);
-    const std::string text = number_text(call.machine, place);
-    char* end = nullptr;
+    std::string text = number_text(call.machine, place);
+    char* end = text.data(); // the host sets it for a base that exists only
     errno = 0;
     const auto value = convert(text.c_str(), &end);
     if (errno) set_errno(call.library, errno);

@@ -29,19 +29,6 @@ void call_atexit(GUEST_CALL& call) {
     give(call, 0);
 }
 
-void call_abort(GUEST_CALL& call) { die_of_signal(call.library, SIGABRT); }
-
-void call_assert_fail(GUEST_CALL& call) {
-    const auto text = [&](uint32_t index) {
-        const ADDRESS place = word_argument(call, index);
-        return place ? std::string(read_text(call.machine, place)) : std::string("?");
-    };
-    put_output(call.machine, 2,
-               text(1) + ":" + std::to_string(word_argument(call, 2)) + ": " + text(3) + ": Assertion `" +
-                   text(0) + "' failed.\n");
-    die_of_signal(call.library, SIGABRT);
-}
-
 void call_stack_check_fail(GUEST_CALL& call) { trap(call.machine, "the stack was overwritten"); }
 
 // --- Signals, which only the program itself can raise ---
@@ -62,18 +49,40 @@ void call_signal(GUEST_CALL& call) {
 
 bool is_ignored_by_default(int number) { return number == SIGCHLD || number == SIGURG || number == SIGWINCH; }
 
+// Does what the program wants done about a signal.
+void handle_signal(GUEST_CALL& call, int number) {
+    const auto row = call.library.signal_handlers.find(number);
+    const ADDRESS handler = row == call.library.signal_handlers.end() ? DEFAULT_HANDLER : row->second;
+    if (handler == DEFAULT_HANDLER && !is_ignored_by_default(number)) die_of_signal(call.library, number);
+    if (handler != DEFAULT_HANDLER && handler != IGNORE)
+        call_guest(call.machine, handler, {int_value(number)}, GUEST_VALUE{});
+}
+
 void call_raise(GUEST_CALL& call) {
     const int number = int_argument(call, 0);
     if (number < 1 || number > LAST_SIGNAL) {
         set_errno(call.library, EINVAL);
         return give(call, -1);
     }
-    const auto row = call.library.signal_handlers.find(number);
-    const ADDRESS handler = row == call.library.signal_handlers.end() ? DEFAULT_HANDLER : row->second;
-    if (handler == DEFAULT_HANDLER && !is_ignored_by_default(number)) die_of_signal(call.library, number);
-    if (handler != DEFAULT_HANDLER && handler != IGNORE)
-        call_guest(call.machine, handler, {int_value(number)}, GUEST_VALUE{});
+    handle_signal(call, number);
     give(call, 0);
+}
+
+// A handler that comes back changes nothing.
+void call_abort(GUEST_CALL& call) {
+    handle_signal(call, SIGABRT);
+    die_of_signal(call.library, SIGABRT);
+}
+
+void call_assert_fail(GUEST_CALL& call) {
+    const auto text = [&](uint32_t index) {
+        const ADDRESS place = word_argument(call, index);
+        return place ? std::string(read_text(call.machine, place)) : std::string("?");
+    };
+    put_output(call.machine, 2,
+               text(1) + ":" + std::to_string(word_argument(call, 2)) + ": " + text(3) + ": Assertion `" +
+                   text(0) + "' failed.\n");
+    call_abort(call);
 }
 
 // --- The environment: no variables, a process by itself, no terminal ---
