@@ -94,13 +94,19 @@ void split_statement(STMT* cell) {
     }
 }
 
+// A statement without effects is what another change has left, such as `v` of `v = v`: none was read. It is
+// no statement any more, however many changes may be made. Null.
+NODE* dropped(NODE* tree) {
+    follows(SITE_useless_statement, "{}", tree);
+    return reduce_to_effects(tree);
+}
+
 // The normal form of a statement; null when nothing is left of it.
 NODE* prepared(NODE* tree) {
     tree = simplify_tree(tree);
     if (!is_expression(tree) || opcode_arity(tree->op) < 0 || !opcode_fact(tree->op).name) return tree;
-    const bool useful = tree_has_effects(tree);
-    const SITE site = useful ? SITE_unused_value : SITE_useless_statement;
-    return change(site, "{}", tree) ? reduce_to_effects(tree) : tree;
+    if (!tree_has_effects(tree)) return dropped(tree);
+    return change(SITE_unused_value, "{}", tree) ? reduce_to_effects(tree) : tree;
 }
 
 void prepare_each() {
@@ -258,6 +264,15 @@ void narrow_tree(NARROWER& narrower, NODE* tree) {
     for (NODE* node : nodes) narrow_node(narrower, node);
 }
 
+// The narrower type may decide a condition that chose whether there is an effect, or make a zero of what a
+// variable is changed by; null when nothing is left.
+NODE* tidied(NODE* tree) {
+    if (tree->op == OP_LABELDEF || tree->op == OP_ASM || tree->op == OP_PPRAGMA) return tree;
+    if (is_expression(tree) && opcode_arity(tree->op) > 0) tree = reduce_to_effects(tree);
+    tree = simplify_tree(tree);
+    return is_expression(tree) && !tree_has_effects(tree) ? dropped(tree) : tree;
+}
+
 // Most functions have none, and need not be walked.
 bool has_wide_integers() {
     bool found = false;
@@ -274,12 +289,14 @@ void narrow_variables() {
     for (STMT* cell = function.statements; cell; cell = cell->next)
         for_each_access(cell->tree, [&](const TREE_ACCESS& access) { note_access(narrower, access); });
     if (!choose_types(narrower)) return;
-    for (STMT* cell = function.statements; cell; cell = cell->next) {
+    for (STMT** place = &function.statements; STMT* cell = *place;) {
+        stand_at(0, cell->position.line);
         narrow_tree(narrower, cell->tree);
-        if (is_expression(cell->tree) && opcode_arity(cell->tree->op) > 0)
-            cell->tree = reduce_to_effects(cell->tree);
-        if (cell->tree->op != OP_LABELDEF && cell->tree->op != OP_ASM && cell->tree->op != OP_PPRAGMA)
-            cell->tree = simplify_tree(cell->tree);
+        cell->tree = tidied(cell->tree);
+        if (cell->tree)
+            place = &cell->next;
+        else
+            *place = cell->next;
     }
 }
 
