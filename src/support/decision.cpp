@@ -174,6 +174,16 @@ SITE_COUNTS counts_of_file() {
     return sum;
 }
 
+} // namespace
+
+std::vector<uint64_t> changes_by_site() {
+    std::vector<uint64_t> changes(rows().size());
+    for (const auto& [site, counts] : counts_of_file()) changes[site] = counts.changes;
+    return changes;
+}
+
+namespace {
+
 // Sites that never changed anything, refused or not.
 std::vector<uint16_t> silent_sites(const SITE_COUNTS& counts) {
     std::vector<uint16_t> silent;

@@ -17,6 +17,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace pelorus {
 
@@ -159,6 +160,8 @@ void watch_decisions();
 // The function whose decisions follow, and its end, which files them under its name.
 void begin_function_decisions(const char* name);
 void end_function_decisions();
+// How often each site changed something in this run, by its number; counted only while `--debug=stats` asks.
+std::vector<uint64_t> changes_by_site();
 // Prints what `--debug=stats` and `--debug=stats_json` asked for. At the end of the run.
 void report_decisions(FILE* stream);
 // Forgets everything, for a run that starts again (tests).
