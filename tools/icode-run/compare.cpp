@@ -1,6 +1,9 @@
 // Whether two programs behave alike, and what a run's counts look like.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 #include "ir/opcodes.h"
 #include "machine_state.h"
@@ -66,6 +69,33 @@ std::string event_text(const PROGRAM& program, const RUN_RESULT& run, size_t num
     return text + "\n";
 }
 
+// A copy of the programs' folder for one run, so that neither sees what the other writes.
+struct FOLDER_COPY {
+    std::filesystem::path place; // empty without a folder
+
+    explicit FOLDER_COPY(const std::string& folder) {
+        if (folder.empty()) return;
+        std::error_code failed;
+        std::string name = std::filesystem::temp_directory_path(failed) / "icode-run-XXXXXX";
+        if (!mkdtemp(name.data())) return;
+        place = name;
+        std::filesystem::copy(folder, place, std::filesystem::copy_options::recursive, failed);
+    }
+    ~FOLDER_COPY() {
+        std::error_code failed;
+        if (!place.empty()) std::filesystem::remove_all(place, failed);
+    }
+    FOLDER_COPY(const FOLDER_COPY&) = delete;
+    FOLDER_COPY& operator=(const FOLDER_COPY&) = delete;
+};
+
+RUN_RESULT recorded_run(const PROGRAM& program, RUN_OPTIONS options, const GLOBAL_LAYOUT& layout) {
+    const FOLDER_COPY copy(options.folder);
+    options.folder = copy.place;
+    options.record = options.quiet = true;
+    return run_with_layout(program, options, layout);
+}
+
 bool equal_events(const EVENT& a, const EVENT& b) { return a.kind == b.kind && a.text == b.text; }
 
 } // namespace
@@ -74,16 +104,15 @@ COMPARISON compare_runs(const PROGRAM& a, const PROGRAM& b, const RUN_OPTIONS& o
     GLOBAL_LAYOUT layout;
     add_to_layout(layout, a);
     add_to_layout(layout, b);
-    RUN_OPTIONS recorded = options;
-    recorded.record = recorded.quiet = true;
-    const RUN_RESULT first = run_with_layout(a, recorded, layout);
+    const RUN_RESULT first = recorded_run(a, options, layout);
     if (first.outcome.kind != OUTCOME_KIND::VALUE) {
         text = "undecided: " + a.name + " " + outcome_text(first.outcome) + "\n" + calls_text(first.outcome);
         return COMPARISON::UNDECIDED;
     }
     // What is optimized may take longer for once, but not much.
-    if (recorded.steps) recorded.steps = recorded.steps * 2 + 1000;
-    const RUN_RESULT second = run_with_layout(b, recorded, layout);
+    RUN_OPTIONS longer = options;
+    if (options.steps) longer.steps = options.steps * 2 + 1000;
+    const RUN_RESULT second = recorded_run(b, longer, layout);
     if (second.outcome.kind == OUTCOME_KIND::UNSUPPORTED) {
         text =
             "undecided: " + b.name + " " + outcome_text(second.outcome) + "\n" + calls_text(second.outcome);

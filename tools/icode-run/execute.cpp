@@ -437,6 +437,14 @@ L_UNSUPPORTED:
 
 void execute(MACHINE& machine) {
     const size_t depth = machine.frames.size();
+    struct NESTING {
+        uint32_t& depth;
+        ~NESTING() { depth--; }
+    };
+    const NESTING nesting{machine.host_depth};
+    if (++machine.host_depth > machine.options.host_depth)
+        end_run(OUTCOME_KIND::LIMIT,
+                std::to_string(machine.options.host_depth) + " open calls by the library");
     machine.frames.back().next = machine.frames.back().function->code.data();
     for (;;) try {
             return run_loop(machine, depth);

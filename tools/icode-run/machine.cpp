@@ -54,6 +54,8 @@ uint32_t current_place(const MACHINE& machine) {
 }
 
 void record_event(MACHINE& machine, EVENT::KIND kind, std::string text) {
+    if (machine.run.events.size() >= machine.options.events)
+        end_run(OUTCOME_KIND::LIMIT, std::to_string(machine.options.events) + " events");
     const uint32_t place = machine.frames.empty() ? NO_NUMBER : current_place(machine);
     machine.run.events.push_back({kind, place, std::move(text)});
 }

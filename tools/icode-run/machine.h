@@ -18,7 +18,9 @@ namespace pelorus {
 struct PROGRAM; // the code of all functions, the globals with their initial bytes, positions; see program.h
 
 // Compiles the icode at the stream, which is closed. Null, and one message in `message`, when the file is
-// damaged or holds what cannot be compiled at all; what cannot be run is found when control comes there.
+// damaged; what cannot be run is found when control comes there. It recurses as deep as right operands nest,
+// 10,000 at the most: a stack of 64 MB is enough for every file. Types that contradict each other end the
+// process by the fatal exit, as everywhere in the icode library.
 PROGRAM* load_program(FILE* stream, const char* name, std::string& message);
 void release_program(PROGRAM* program);
 
@@ -28,6 +30,8 @@ struct RUN_OPTIONS {
     uint64_t steps = 0;                 // operations that may be executed, 0 for no limit
     uint64_t memory = 512u << 20;       // bytes of all objects
     uint32_t depth = 100000;            // open calls
+    uint32_t host_depth = 1000;         // of them by the library, which take the host's stack
+    uint32_t events = 2'000'000;        // that may be kept
     std::string folder;                 // see make_library
     uint8_t fill = 0xA5;                // what the bytes of variables hold before something is stored there
     bool strict = false;    // shifts and conversions out of range, whose result C leaves open, are traps

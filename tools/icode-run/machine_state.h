@@ -75,6 +75,7 @@ struct MACHINE {
     uint64_t returned = 0;               // the last function's value, or the address of its structure
     const INSTRUCTION* at = nullptr;     // of the innermost call, while it is not in the loop
     std::string_view library_function{}; // being called; empty for none
+    uint32_t host_depth = 0;             // calls by the library that are open
     bool destroyed = false;              // the destructors have been called
     RUN_RESULT run{};
 };
