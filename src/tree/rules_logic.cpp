@@ -101,7 +101,8 @@ NODE* choose_negation(NODE* node) {
 
 NODE* drop_pure(NODE* node) {
     if (!is_pure(node->left)) return nullptr;
-    return type_is_void(node->type) ? as_type(node->right, node->type) : node->right;
+    const bool convert = type_is_void(node->type) || type_is_pointer(node->type);
+    return convert ? as_type(node->right, node->type) : node->right;
 }
 
 // --- IF ---
