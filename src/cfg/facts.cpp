@@ -5,6 +5,7 @@
 
 #include "cfg/candidate_fact.h"
 #include "cfg/graph_edit.h"
+#include "cfg/live_variables.h"
 #include "support/fatal.h"
 
 namespace pelorus {
@@ -57,6 +58,9 @@ std::array<FACT_BUILDER, FACT_COUNT> builders = [] {
     std::array<FACT_BUILDER, FACT_COUNT> own{};
     own[FACT_dfn] = {renumber_cfg, stored_block_numbers, computed_block_numbers};
     own[FACT_candidates] = {collect_candidates, stored_candidates, computed_candidates};
+    own[FACT_live] = {build_live_variables, stored_live_variables, computed_live_variables};
+    own[FACT_live_faint] = {build_faintly_live_variables, stored_live_variables,
+                            computed_faintly_live_variables};
     return own;
 }();
 

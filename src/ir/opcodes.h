@@ -91,6 +91,11 @@ inline int opcode_arity(int32_t number) {
     return number >= 0 && number <= LAST_OPCODE ? opcode_fact(number).arity : -1;
 }
 
+// Changes its left operand.
+inline bool opcode_assigns(int32_t number) {
+    return opcode_arity(number) >= 0 && opcode_fact(number).kind == OPCODE_CLASS::ASSIGNS;
+}
+
 // EQ to UGT: the operators that compare.
 constexpr bool opcode_is_relation(int32_t number) { return number >= OP_EQ && number <= OP_UGT; }
 

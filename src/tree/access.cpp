@@ -174,7 +174,7 @@ ACCESS assignment_kind(int32_t op) {
 void evaluate_by_class(WALK& walk, NODE* node, bool conditional) {
     const bool known = opcode_arity(node->op) >= 0;
     const bool unnamed = known && !opcode_fact(node->op).name;
-    if (known && opcode_fact(node->op).kind == OPCODE_CLASS::ASSIGNS)
+    if (opcode_assigns(node->op))
         return reach_and_touch(walk, node->left, node->right, node, assignment_kind(node->op), conditional);
     const bool calls = known && opcode_fact(node->op).kind == OPCODE_CLASS::CALLS;
     if (calls || unnamed || node->op == OP_ASM)

@@ -328,7 +328,7 @@ TEST_F(Bitvec, LocalVectorsGoWithTheFunction) {
     bitvec* freed_early = new_bitvec(100, true);
     bv_free(freed_early);
     bv_resize(new_bitvec(3, true), 300); // sanitizer builds see whether the storage is given back
-    new_bitvec(500, false);
+    bv_free(new_bitvec(500, false));
     EXPECT_EQ(zone_statistics().local_bitvecs, 3);
     EXPECT_EQ(zone_statistics().local_bitvec_bits, 143);
     EXPECT_EQ(zone_statistics().max_bitvec_bits, 100);

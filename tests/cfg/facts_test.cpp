@@ -20,7 +20,7 @@ protected:
         build_cfg();
     }
     void TearDown() override {
-        for (const FACT fact : {FACT_dominators, FACT_loops, FACT_live}) set_fact_builder(fact, {});
+        for (const FACT fact : {FACT_dominators, FACT_loops}) set_fact_builder(fact, {});
         FlowFixture::TearDown();
     }
 };
@@ -59,7 +59,7 @@ TEST_F(Facts, WhatIsMissingIsBuiltAfterWhatItIsBuiltFrom) {
     EXPECT_TRUE(fact_is_valid(FACT_dfn)) << "numbers come first";
     build_facts(facts_of(FACT_loops, FACT_dominators));
     EXPECT_EQ(built, "dominators loops ") << "what is valid stays";
-    EXPECT_THROW(build_facts(facts_of(FACT_live)), FatalExit) << "nothing builds it";
+    EXPECT_THROW(build_facts(facts_of(FACT_post_dominators)), FatalExit) << "nothing builds it";
 }
 
 TEST_F(Facts, AnEditThatWasNotReportedIsSeen) {

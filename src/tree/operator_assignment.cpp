@@ -1,0 +1,57 @@
+// See operator_assignment.h.
+#include "tree/operator_assignment.h"
+
+#include "ir/node_storage.h"
+
+namespace pelorus {
+
+NODE* converted_value(NODE* value, TYPE* type) {
+    type = type_strip(type);
+    if (type_strip(value->type) == type) return value;
+    const bool pointer = type_is_pointer(value->type) || type_is_pointer(type);
+    if (!pointer && type_is_bool(value->type) == type_is_bool(type) &&
+        type_same_representation(value->type, type))
+        return value;
+    return new_unary(pointer && !type_is_bool(type) ? OP_PCONV : OP_SCONV, type, value);
+}
+
+int32_t plain_operator(int32_t op) {
+    switch (op) {
+    case OP_PLUSASG:
+    case OP_PLUSPLUS: return OP_PLUS;
+    case OP_MINUSASG:
+    case OP_MINMIN: return OP_MINUS;
+    case OP_MULTASG: return OP_MULT;
+    case OP_DIVASG: return OP_DIV;
+    case OP_MODASG: return OP_MOD;
+    case OP_ANDBASG: return OP_ANDB;
+    case OP_ORBASG: return OP_ORB;
+    case OP_XORBASG: return OP_XORB;
+    case OP_SLLASG: return OP_SLL;
+    case OP_SRLASG: return OP_SRL;
+    default: return OP_NOP;
+    }
+}
+
+namespace {
+
+// The type in which the operator works.
+TYPE* working_type(const NODE* node, int32_t op) {
+    TYPE* left = type_strip(node->left->type);
+    if (op != OP_SLL && op != OP_SRL) return type_is_pointer(left) ? left : type_strip(node->right->type);
+    return type_is_integer(left) && left->size < 4 ? type_package()->int_type() : left;
+}
+
+} // namespace
+
+NODE* expand_operator_assignment(NODE* node) {
+    const int32_t op = plain_operator(node->op);
+    TYPE* type = working_type(node, op);
+    NODE* target = node->left;
+    NODE* value = new_binary(op, type, converted_value(copy_tree(target), type), node->right);
+    NODE* assignment = new_binary(OP_ASG, node->type, target, converted_value(value, target->type));
+    erase_node(node);
+    return assignment;
+}
+
+} // namespace pelorus

@@ -1,0 +1,22 @@
+// What an assignment does to a value: conversion, and the operators of operator-assignments.
+#pragma once
+
+#include "ir/node.h"
+
+namespace pelorus {
+
+// The value as the type: itself when the two types are the same or have the same representation, else
+// converted. Nothing is simplified.
+NODE* converted_value(NODE* value, TYPE* type);
+
+// The operator of `x op= v`, x++ and x--: PLUS for PLUSASG and PLUSPLUS. NOP for all other opcodes.
+int32_t plain_operator(int32_t op);
+
+// `x op= v` as `x = x op v`, not simplified: the operator works in the type of v (shifts in that of x after
+// promotion), and what it gives is converted to the type of x. x++ becomes `x = x + v`, so that its value is
+// another one. The node is used up.
+// Needs: plain_operator(node->op) is not NOP; the left operand is a NAME that is not volatile; for a value
+// that is wanted, neither PLUSPLUS nor MINMIN.
+NODE* expand_operator_assignment(NODE* node);
+
+} // namespace pelorus
