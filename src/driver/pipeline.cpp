@@ -16,6 +16,7 @@
 #include "driver/verify.h"
 #include "icode/function_writer.h"
 #include "ir/funinfo.h"
+#include "scalar/assignments.h"
 #include "scalar/statements.h"
 #include "support/decision.h"
 #include "support/run.h"
@@ -118,19 +119,19 @@ constexpr PASS STEPS[] = {
     {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph, so that the passes see long blocks"},
     {.name = "statement rewrite",        .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN | CANDIDATES_FACT, .keeps = DFN, .why = "rewrites each statement together with the one before it, now that blocks are long"},
     {.name = "rename_symbols",           .key = "rename_symbols", .why = "gives each independent use of a variable a variable of its own"},
-    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .why = "propagates copies and constants, removes dead assignments"},
+    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies, .needs = DFN, .keeps = DFN, .why = "propagates copies and constants, removes dead assignments"},
     {.name = "explode_auto_struct_vars", .key = "explode_auto_struct_vars", .why = "makes variables of the members of local structures"},
     {.name = "build_stack_sharing_type", .key = "build_stack_sharing_type", .why = "lets the variables that are left in memory share their places on the stack"},
     {.name = "SSA constants",            .key = "SSA_constants", .gate = GATE::LEVEL_2, .why = "static single assignment form, constants and dead assignments in it, and back", .members = SSA_CONSTANTS},
     {.name = "SSA promotion",            .key = "SSA_promotion", .gate = GATE::LEVEL_2, .why = "promotes variables to registers in static single assignment form, in two rounds", .members = SSA_PROMOTION},
     {.name = "expand_bitfields",         .key = "expand_bitfields", .why = "makes shifts and masks of bit-field accesses, which the next step simplifies"},
-    {.name = "fast_CP (0, 1)",           .key = "fast_CP", .why = "propagates copies and constants, removes dead assignments"},
+    {.name = "fast_CP (0, 1)",           .key = "fast_CP", .run = drop_dead_assignments, .needs = DFN, .keeps = DFN, .why = "combines assignments and removes dead ones"},
     {.name = "do_dd_optimizations",      .key = "do_dd_optimizations", .why = "transforms loops by their dependences; decides by itself"},
     {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph that the loop passes left"},
-    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .why = "propagates copies and constants, removes dead assignments"},
+    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies_and_delay, .needs = DFN, .keeps = DFN, .why = "propagates copies and constants, removes dead assignments; from level 2 on delays those that only some ways need"},
     {.name = "global group",             .key = "global_group", .gate = GATE::LEVEL_2, .why = "redundancies over the whole function, and what follows from their removal", .members = GLOBAL_GROUP},
     {.name = "local group",              .key = "local_group", .gate = GATE::LEVEL_1, .why = "redundancies within extended blocks, parts of objects included", .members = LOCAL_GROUP},
-    {.name = "combine_asgs_to_memory",   .key = "combine_asgs_to_memory", .why = "makes one wide assignment of several narrow ones, when no pass looks at the narrow ones any more"},
+    {.name = "combine_asgs_to_memory",   .key = "combine_asgs_to_memory", .run = combine_stores_late, .needs = DFN, .keeps = DFN, .why = "makes one wide assignment of several narrow ones, when no pass looks at the narrow ones any more"},
     {.name = "conditional statements",   .key = "conditional_statements", .gate = GATE::NEVER, .why = "for targets with conditional statements; never runs on this one"},
     {.name = "allocate_regs",            .key = "allocate_regs", .why = "assigns registers to variables, when no further ones come"},
     {.name = "output",                   .key = "output", .gate = GATE::NOT_SUPPRESSED, .need = NEED::NEEDED, .why = "writes the begin record, runs the final group, writes symbols and blocks", .members = OUTPUT},

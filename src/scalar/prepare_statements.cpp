@@ -43,7 +43,7 @@ bool is_expression(const NODE* tree) {
 
 bool has_object(const NODE* node) {
     if (takes_address(node) || node->op == OP_STDOT) return true;
-    return opcode_arity(node->op) > 0 && opcode_fact(node->op).kind == OPCODE_CLASS::ASSIGNS;
+    return opcode_assigns(node->op);
 }
 
 // (e, v) op x becomes e, v op x; what has come in front of the operator counts for the one above it.

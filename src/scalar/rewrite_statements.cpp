@@ -9,9 +9,8 @@
 // change them. Comments in between are looked over; assembly and pragmas are not.
 #include "cfg/statement_edit.h"
 #include "ir/node_storage.h"
-#include "ir/parameters.h"
-#include "ir/symbol.h"
 #include "ir/tree_text.h"
+#include "scalar/assignment_query.h"
 #include "scalar/statements.h"
 #include "support/decision.h"
 #include "support/trace.h"
@@ -21,12 +20,6 @@
 namespace pelorus {
 
 namespace {
-
-bool is_candidate(const NODE* lvalue) {
-    return lvalue->op == OP_NAME && lvalue->symbol() && lvalue->symbol()->candidate >= 0 &&
-           !type_is_volatile(lvalue->type);
-}
-bool assigns_candidate(const NODE* tree) { return tree->op == OP_ASG && is_candidate(tree->left); }
 
 // v = x; v = y. The copy of a parameter stays even so: every function has one, and whoever expands calls
 // looks for it.
@@ -48,7 +41,7 @@ bool overwrite(STMT* before, const NODE* tree) {
 bool repeats(const STMT* before, const NODE* tree) {
     const NODE* first = before->tree;
     if (!assigns_candidate(first) || !assigns_candidate(tree)) return false;
-    const bool back = is_candidate(first->right) && equal_trees(first->left, tree->right) &&
+    const bool back = names_candidate(first->right) && equal_trees(first->left, tree->right) &&
                       equal_trees(first->right, tree->left) &&
                       type_same_representation(first->left->type, first->right->type);
     const bool same = equal_trees(first, tree) && !tree_has_effects(tree->right) &&
@@ -60,7 +53,7 @@ bool repeats(const STMT* before, const NODE* tree) {
 // v += c; v += d
 bool add_up(STMT* before, NODE* tree) {
     NODE* first = before->tree;
-    if (first->op != OP_PLUSASG || tree->op != OP_PLUSASG || !is_candidate(first->left) ||
+    if (first->op != OP_PLUSASG || tree->op != OP_PLUSASG || !names_candidate(first->left) ||
         first->left->symbol() != tree->left->symbol())
         return false;
     if (first->right->op != OP_ICON || tree->right->op != OP_ICON ||

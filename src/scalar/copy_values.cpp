@@ -1,0 +1,267 @@
+// The statement rewrite of fast_CP; see copy_values.h.
+//
+// A statement is walked in the order of evaluation, from a list of tasks, so that neither long lists nor deep
+// trees take stack:
+//   EVALUATE  the tree's value is read: a NAME with a known value is replaced
+//   REACH     what leads to an object is evaluated, but the object is not read
+//   STORE     an assignment below the statement's root happens
+// What a statement assigns at its root is recorded when the statement has been simplified.
+#include "scalar/copy_values.h"
+
+#include <vector>
+
+#include "cfg/bb.h"
+#include "cfg/facts.h"
+#include "ir/call.h"
+#include "ir/node_storage.h"
+#include "ir/stmt.h"
+#include "ir/tree_text.h"
+#include "scalar/assignment_query.h"
+#include "support/decision.h"
+#include "support/trace.h"
+#include "tree/access.h"
+#include "tree/operator_assignment.h"
+#include "tree/query.h"
+#include "tree/simplify.h"
+
+namespace pelorus {
+
+namespace {
+
+enum class WORK : uint8_t { EVALUATE, REACH, STORE };
+
+struct TASK {
+    NODE** slot;
+    WORK work;
+};
+
+struct WALK {
+    COPY_SWEEP& sweep;
+    std::vector<TASK> tasks{};
+};
+
+COPY_STATE& state_of(const COPY_SWEEP& sweep, const SYMBOL* symbol) {
+    return sweep.states[symbol->candidate];
+}
+
+// --- Values ---
+
+bool is_address(const NODE* value) {
+    if (value->op != OP_UAND) return false;
+    const NODE* object = value->left;
+    while (object->op == OP_STDOT) object = object->left;
+    return object->op == OP_NAME && !type_is_volatile(object->type);
+}
+
+bool is_offset_address(const NODE* value) {
+    return value->op == OP_PLUS && is_address(value->left) && value->right->op == OP_ICON;
+}
+
+// The variable that a copyable value reads; null when it reads none.
+const NODE* name_in(const NODE* value) {
+    while (value->op == OP_SCONV || value->op == OP_PCONV) value = value->left;
+    return value->op == OP_NAME ? value : nullptr;
+}
+
+// No assignment to what the value reads was made since it was recorded.
+bool holds_still(const COPY_SWEEP& sweep, const NODE* value, const COPY_STATE& recorded) {
+    const NODE* name = name_in(value);
+    if (!name) return true;
+    const SYMBOL* symbol = name->symbol();
+    if (symbol->candidate < 0) return false;
+    const COPY_STATE& state = state_of(sweep, symbol);
+    return state.is_home || state.assigned_at < recorded.recorded_at;
+}
+
+bool has_name_of_pass(const SYMBOL* symbol) {
+    return (symbol->name[0] == 'K' || symbol->name[0] == 'Q') && symbol->name[1] == '$';
+}
+
+// The value recorded for the variable, if it holds here.
+const NODE* recorded_value(const COPY_SWEEP& sweep, const SYMBOL* symbol) {
+    if (!symbol->single_asg) return nullptr;
+    const COPY_STATE& state = state_of(sweep, symbol);
+    const NODE* value = symbol->single_asg->right;
+    const bool everywhere = symbol->assignment_count == 1 && !has_name_of_pass(symbol);
+    const bool here = symbol->assignment_count >= 1 && state.region == sweep.region;
+    return everywhere || (here && holds_still(sweep, value, state)) ? value : nullptr;
+}
+
+// The value that may take the place of a NAME of the variable; null for none.
+const NODE* value_to_copy(const COPY_SWEEP& sweep, const NODE* name) {
+    if (!names_candidate(name)) return nullptr;
+    const NODE* value = recorded_value(sweep, name->symbol());
+    if (!value || value->op == OP_IDENTITY) return nullptr;
+    if (has_name_of_pass(name->symbol()) && !type_is_pointer(name->type)) return nullptr;
+    return value;
+}
+
+void replace_name(COPY_SWEEP& sweep, NODE*& slot) {
+    const NODE* value = value_to_copy(sweep, slot);
+    if (!value || !change_exactly(SITE_copy_value, "\n\t({}) fcpNAME() is replacing {} with {}\n", sweep.line,
+                                  slot, value))
+        return;
+    NODE* name = slot;
+    slot = converted_value(copy_tree(value), name->type);
+    erase_node(name);
+    sweep.replaced_here = true;
+    ++sweep.replaced;
+}
+
+// --- What an assignment does to what is known ---
+
+void forget_value(SYMBOL* symbol) {
+    if (symbol->single_asg) erase_tree(symbol->single_asg);
+    symbol->single_asg = nullptr;
+}
+
+void note_assigned(COPY_SWEEP& sweep, const SYMBOL* symbol) {
+    COPY_STATE& state = state_of(sweep, symbol);
+    state.assigned_at = ++sweep.clock;
+    state.recorded_at = sweep.clock;
+    state.region = sweep.region;
+}
+
+// The value is not known from here on; a value that holds everywhere stays.
+void note_other_value(COPY_SWEEP& sweep, SYMBOL* symbol) {
+    note_assigned(sweep, symbol);
+    if (symbol->assignment_count > 1) forget_value(symbol);
+}
+
+void note_value(COPY_SWEEP& sweep, NODE* assignment) {
+    SYMBOL* symbol = assignment->left->symbol();
+    note_other_value(sweep, symbol);
+    if (symbol->assignment_count > 1 && is_copyable(assignment->right))
+        symbol->single_asg = copy_tree(assignment);
+}
+
+// The variable has the value already.
+bool repeats_value(const COPY_SWEEP& sweep, const NODE* assignment) {
+    SYMBOL* symbol = assignment->left->symbol();
+    if (symbol->assignment_count <= 1 || !is_copyable(assignment->right)) return false;
+    const NODE* known = recorded_value(sweep, symbol);
+    return known && equal_trees(known, assignment->right) && !copied_parameter(assignment) &&
+           change(SITE_same_value, "{}", assignment);
+}
+
+// --- The walk ---
+
+void add(WALK& walk, NODE*& tree, WORK work = WORK::EVALUATE) {
+    if (tree) walk.tasks.push_back({&tree, work});
+}
+
+// The left operand is evaluated first, so that it is put in last.
+void add_operands(WALK& walk, NODE* node) {
+    add(walk, node->right);
+    add(walk, node->left);
+}
+
+void evaluate(WALK& walk, NODE*& slot) {
+    NODE* node = slot;
+    switch (node->op) {
+    case OP_NAME: return replace_name(walk.sweep, slot);
+    case OP_STDOT:
+    case OP_UAND:
+    case OP_ACONV: return add(walk, node->left, WORK::REACH);
+    case OP_STREF: return add(walk, node->left);
+    case OP_RETURN: return add(walk, node->right);
+    case OP_IF:
+    case OP_SWITCH: return add(walk, node->left);
+    case OP_URETURN:
+    case OP_BRANCH:
+    case OP_ARGREF: return;
+    case OP_LOOP:
+    case OP_INITLOOP:
+    case OP_ENDLOOP: return add(walk, slot, WORK::STORE);
+    default: break;
+    }
+    if (is_call(node) && named_callee(node)) return add(walk, node->right);
+    if (!opcode_assigns(node->op)) return add_operands(walk, node);
+    add(walk, slot, WORK::STORE);
+    add(walk, node->right);
+    add(walk, node->left, WORK::REACH);
+}
+
+void reach(WALK& walk, NODE*& slot) {
+    NODE* node = slot;
+    switch (node->op) {
+    case OP_NAME: return;
+    case OP_STDOT: return add(walk, node->left, WORK::REACH);
+    case OP_COMMAOP: add(walk, node->right, WORK::REACH); return add(walk, node->left);
+    default: return evaluate(walk, slot);
+    }
+}
+
+void store(WALK& walk, const NODE* node) {
+    if (names_candidate(node->left)) note_other_value(walk.sweep, node->left->symbol());
+}
+
+void run(WALK& walk) {
+    while (!walk.tasks.empty()) {
+        const TASK task = walk.tasks.back();
+        walk.tasks.pop_back();
+        switch (task.work) {
+        case WORK::EVALUATE: evaluate(walk, *task.slot); break;
+        case WORK::REACH: reach(walk, *task.slot); break;
+        case WORK::STORE: store(walk, *task.slot); break;
+        }
+    }
+}
+
+// x op= e, where the value of x is known, as x = x op e.
+void expand_where_known(const COPY_SWEEP& sweep, STMT* cell) {
+    NODE* tree = cell->tree;
+    if (plain_operator(tree->op) == OP_NOP || !value_to_copy(sweep, tree->left)) return;
+    if (tree_defines(tree->right, tree->left->symbol())) return;
+    if (!change(SITE_expand_assignment, "{}", tree)) return;
+    cell->tree = expand_operator_assignment(tree);
+}
+
+// True when nothing is left.
+bool simplify_replaced(const BB* block, STMT* cell) {
+    cell->tree = simplify_tree(cell->tree);
+    if (cell != block->last_stmt) cell->tree = reduce_to_effects(cell->tree);
+    return !cell->tree;
+}
+
+} // namespace
+
+bool is_copyable(const NODE* value) {
+    for (;; value = value->left) switch (value->op) {
+        case OP_ICON:
+        case OP_FCON:
+        case OP_SCON:
+        case OP_IDENTITY: return true;
+        case OP_NAME: return names_candidate(value);
+        case OP_SCONV:
+        case OP_PCONV: break;
+        default: return is_address(value) || is_offset_address(value);
+        }
+}
+
+bool is_copyable_everywhere(const COPY_SWEEP& sweep, const NODE* value) {
+    if (!is_copyable(value)) return false;
+    const NODE* name = name_in(value);
+    return !name || state_of(sweep, name->symbol()).is_home;
+}
+
+bool rewrite_copies(COPY_SWEEP& sweep, const BB* block, STMT* cell) {
+    sweep.line = cell->position.line;
+    sweep.replaced_here = false;
+    WALK walk{sweep};
+    if (cell->tree->left && cell->tree->left->op == OP_NAME) expand_where_known(sweep, cell);
+    const bool assigns = assigns_candidate(cell->tree);
+    add(walk, assigns ? cell->tree->right : cell->tree);
+    run(walk);
+    if (sweep.replaced_here && simplify_replaced(block, cell)) return true;
+    if (!assigns || !assigns_candidate(cell->tree)) return false;
+    if (repeats_value(sweep, cell->tree)) {
+        erase_tree(cell->tree);
+        cell->tree = nullptr;
+        return true;
+    }
+    note_value(sweep, cell->tree);
+    return false;
+}
+
+} // namespace pelorus
