@@ -61,6 +61,7 @@ std::string_view read_text(MACHINE& machine, ADDRESS address) {
 
 GUEST_VALUE call_guest(MACHINE& machine, ADDRESS function, const std::vector<GUEST_VALUE>& arguments,
                        const GUEST_VALUE& wanted_result) {
+    if (!machine.functions.contains(function)) throw Trap("no function");
     GUEST_VALUE result = wanted_result;
     result.integer = machine.functions.at(function)(arguments);
     return result;
