@@ -325,6 +325,27 @@ TEST(RunMachine, Alloca) {
         "memory of alloca (8 bytes), which has returned");
 }
 
+// Outputs have what the inputs that lie in the same registers have: an int, and a long long by its address.
+TEST(RunMachine, AssemblyWithoutAText) {
+    const std::string body =
+        "symbol \"x\" class=auto type=int\nsymbol \"l\" class=auto type=llong\n"
+        "statement ASG:int(x, CALL:int(UAND:keep*(@___builtin_asm$1), COMMA(UAND:llong*(l), 5:int, "
+        "LCON:llong \"8589934592\")))\n"
+        "statement RETURN($ret, PLUS:int(x, SCONV:int(SRL:llong(l, 32:int))))\n";
+    const auto run = [&](const std::string& text) {
+        return run_unit({function_text("main", body),
+                         "symbol \"___builtin_asm$1\" class=extern flags=called type=keep\n"
+                         "pragma 1 \"assembly\" \"" +
+                             text + "\" \"=r\" \"=r\" \"0\" \"1\" \"~memory\"\n",
+                         "type keep FUNCTION return=int\npart PARAMETER type=llong*\n"
+                         "part PARAMETER type=int\npart PARAMETER type=llong\n"});
+    };
+    expect_value(run(" "), 7);
+    const RUN_RESULT unknown = run("nop");
+    EXPECT_EQ(unknown.outcome.kind, OUTCOME_KIND::UNSUPPORTED);
+    EXPECT_EQ(unknown.outcome.message, "assembly");
+}
+
 // --- Limits, counts, loading ---
 
 const char LOOP[] = "symbol \"i\" class=auto type=int\nstatement ASG:int(i, 0:int)\n"

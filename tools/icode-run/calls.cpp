@@ -284,8 +284,10 @@ void do_assembly(const PENDING_CALL& call) {
     for (size_t i = 0; i < outputs.size(); i++)
         if (places[i] == SIZE_MAX)
             call.give(outputs[i]);
-        else if (places[i] != SIZE_MAX - 1) // the operand's size is not told; a register has 4 bytes
-            memcpy(write_place(call.machine, call.word(places[i]), 4), &outputs[i], 4);
+        else if (places[i] != SIZE_MAX - 1) {
+            const uint32_t size = std::clamp(call.site.arguments[places[i]].size, 1u, 8u);
+            memcpy(write_place(call.machine, call.word(places[i]), size), &outputs[i], size);
+        }
 }
 
 void call_known(const PENDING_CALL& call) {

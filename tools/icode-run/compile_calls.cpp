@@ -73,6 +73,8 @@ ARGUMENT argument(COMPILER& compiler, const NODE* tree, const TYPE* type, const 
         return made;
     }
     if (made.shape.kind == SHAPE::MEMORY) made.shape = {SHAPE::INTEGER, 4, false, false, true};
+    if (const TYPE* target = type_target(type_strip(tree->type)); target && made.shape.is_pointer)
+        made.size = type_strip(target)->size;
     made.slot = emit_value_as(compiler, tree, made.shape);
     if (later && compiler.inner_assignments && made.slot < compiler.first_value) {
         const uint32_t copy = new_slot(compiler);

@@ -65,7 +65,7 @@ constexpr BIT_RANGE unpack_bits(uint32_t packed) {
 struct ARGUMENT {
     uint32_t slot;
     SHAPE shape;
-    uint32_t size = 0;      // bytes of a structure
+    uint32_t size = 0;      // bytes of a structure, or of what a pointer points to
     uint32_t alignment = 4; // by which the convention places it: 4 or 8
 };
 
