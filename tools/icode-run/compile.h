@@ -33,11 +33,10 @@ struct LOADER {
     std::unordered_map<const SYMBOL*, uint32_t> symbol_globals{};
     std::unordered_map<std::string, uint32_t> named_globals{}; // those that other files can see, and strings
     std::unordered_map<const char*, uint32_t> file_numbers{};
-    std::vector<FUNCTION_ITEM> items{}; // of the function being read
-    std::vector<std::pair<const SYMBOL*, uint32_t>>
-        scopes{}; // of its local symbols: how many blocks began before
-    uint32_t blocks = 0;
-    std::vector<uint32_t> open_blocks{}; // innermost last
+    std::vector<FUNCTION_ITEM> items{};                       // of the function being read
+    std::vector<std::pair<const SYMBOL*, uint32_t>> scopes{}; // its local symbols, and the block of each
+    uint32_t blocks = 0;                                      // that have begun in it
+    std::vector<uint32_t> open_blocks{};                      // innermost last
 };
 
 uint32_t global_of_symbol(LOADER& loader, const SYMBOL* symbol);
@@ -98,9 +97,10 @@ struct COMPILER {
     struct EDGE {
         uint32_t from, label, trampoline; // scope, label of the file, internal label
     };
-    std::vector<EDGE> edges{};                                      // that enter or leave blocks with objects
-    std::unordered_set<uint32_t> labels_behind{};                   // of the file, right behind a BRANCH
-    std::vector<std::pair<uint32_t, const SYMBOL*>> entry_copies{}; // slots of parameters that need memory
+    std::vector<EDGE> edges{};                    // that enter or leave blocks with objects
+    std::unordered_set<uint32_t> labels_behind{}; // of the file, right behind a BRANCH
+    // Slots of parameters that need memory, with their symbols.
+    std::vector<std::pair<uint32_t, const SYMBOL*>> entry_copies{};
 };
 
 // --- Instructions (compile_function.cpp) ---

@@ -74,12 +74,6 @@ uint32_t alignment_of_object(const NODE* lvalue, uint32_t depth) {
     return alignment_at(own, offset);
 }
 
-bool is_constant_variable(const SYMBOL* symbol) {
-    const TYPE* type = symbol->declared_type;
-    while (type_strip(type)->kind == TK_ARRAY) type = type_strip(type)->base;
-    return type_is_const(type) && !type_is_volatile(type);
-}
-
 OBJECT_PLACE place_of_global(COMPILER& compiler, const NODE* tree, const SYMBOL* symbol) {
     OBJECT_PLACE place{.kind = OBJECT_PLACE::GLOBAL, .number = global_of_symbol(compiler.loader, symbol)};
     const bool defined = symbol->storage_class != SC_EXTERN && !type_is_function(symbol->declared_type);
@@ -87,7 +81,7 @@ OBJECT_PLACE place_of_global(COMPILER& compiler, const NODE* tree, const SYMBOL*
                      ? compiler.program.globals[place.number].size
                      : 0;
     place.alignment = std::max(symbol->align, 1u);
-    place.is_constant = is_constant_variable(symbol);
+    place.is_constant = compiler.program.globals[place.number].constant;
     place.type = tree->type;
     return place;
 }
