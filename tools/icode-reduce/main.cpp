@@ -1,8 +1,8 @@
 // icode-reduce: shrinks an icode file while a command goes on to find it interesting; see USAGE, and
 // docs/finding-faults.md.
 //
-// main.cpp reads the command line, reduce.cpp decides what is tried, and statements.cpp, trees.cpp and
-// tables.cpp make the candidates.
+// main.cpp reads the command line, reduce.cpp decides what is tried, and statements.cpp, trees.cpp,
+// parameters.cpp and tables.cpp make the candidates.
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
@@ -21,14 +21,10 @@ namespace pelorus {
 namespace {
 
 constexpr const char* USAGE =
-    "icode-reduce [options] FILE.if -- COMMAND ...   runs COMMAND with the name of a smaller file behind its "
-    "words\n"
-    "Shrinks an icode file as long as COMMAND ends with status 0, which means: still interesting, it still "
-    "shows the fault.\n"
-    "Every file that is tried obeys the rules of icode; the smallest one goes to FILE.reduced.if. COMMAND "
-    "runs several times at once.\n"
-    "Example: icode-reduce x.if -- sh -c 'pelorus -o2 \"$0\" \"$0.opt\" && ! icode-run --compare \"$0\" "
-    "\"$0.opt\"'\n"
+    "icode-reduce [options] FILE.if -- COMMAND ...    runs COMMAND with the name of a smaller file\n"
+    "Shrinks FILE.if while COMMAND ends with 0: still interesting, the fault still shows. Each file that is\n"
+    "tried obeys the rules of icode; several COMMANDs run at once; the result goes to FILE.reduced.if.\n"
+    "Example: icode-reduce x.if -- sh -c 'pelorus $0 $0.opt && icode-run --compare $0 $0.opt | grep ^diff'\n"
     "\n"
     "  -o FILE            the result; it may be the input only with --in-place\n"
     "  --in-place         writes the result over the input\n"

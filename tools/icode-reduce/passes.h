@@ -26,6 +26,7 @@ std::span<const REDUCTION> reductions();
 std::span<const REDUCTION> function_reductions();
 std::span<const REDUCTION> statement_reductions();
 std::span<const REDUCTION> tree_reductions();
+std::span<const REDUCTION> parameter_reductions();
 std::span<const REDUCTION> table_reductions();
 
 // A constant zero or one of the type, in place of the tree. False when the type has none or the tree is that

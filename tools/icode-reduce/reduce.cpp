@@ -236,8 +236,8 @@ bool try_input(REDUCER& reducer, const std::string& bytes) {
 std::span<const REDUCTION> reductions() {
     static const std::vector<REDUCTION> all = [] {
         std::vector<REDUCTION> rows;
-        for (const auto& part :
-             {function_reductions(), statement_reductions(), tree_reductions(), table_reductions()})
+        for (const auto& part : {function_reductions(), statement_reductions(), tree_reductions(),
+                                 parameter_reductions(), table_reductions()})
             rows.insert(rows.end(), part.begin(), part.end());
         return rows;
     }();

@@ -21,11 +21,9 @@ namespace {
 
 constexpr const char* USAGE =
     "pelorus-bisect [options] [options of pelorus] x.if -- CHECK ...   runs CHECK with the output's name\n"
-    "pelorus-bisect [options] -- COMMAND ...    runs COMMAND, which compiles by pelorus-cc or "
-    "$PELORUS_OPTIMIZER\n"
-    "Finds the lowest level and the first change of the optimizer with which CHECK or COMMAND ends with a "
-    "status other than 0.\n"
-    "Example: pelorus-bisect -o3 x.if -- sh -c 'icode-run --compare x.if \"$0\"'\n"
+    "pelorus-bisect [options] -- COMMAND ...    runs COMMAND, which compiles by pelorus-cc\n"
+    "Finds the lowest level and the first change of the optimizer with which that ends with a status but 0.\n"
+    "Example: pelorus-bisect -o3 x.if -- icode-run --compare x.if\n"
     "\n"
     "  --keep=FOLDER      keeps the icode before and after the change in a new folder\n"
     "  --timeout=SECONDS  a run that takes longer has failed (3600)\n"
