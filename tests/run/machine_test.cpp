@@ -448,6 +448,10 @@ TEST(RunMachine, Comparisons) {
     EXPECT_EQ(compare_texts(trap + end, end, text), COMPARISON::UNDECIDED);
     EXPECT_EQ(compare_texts(end, trap + end, text), COMPARISON::DIFFERENT);
     EXPECT_THAT(text, HasSubstr("division by zero"));
+    // What nobody wrote may be anything, so nothing can be said of a program that shows it.
+    const std::string unwritten = "symbol \"u\" class=auto type=int\n";
+    EXPECT_EQ(compare_texts(unwritten + "statement RETURN($ret, u)\n", end, text), COMPARISON::UNDECIDED);
+    EXPECT_THAT(text, HasSubstr("a variable that nobody has written"));
     // A string that only the second program has moves nothing of the first one's.
     const std::string shown = "statement CALL:int(UAND:show*(@_puts), PCONV:char*(UAND:int*(@_x)))\n";
     EXPECT_EQ(
