@@ -42,11 +42,6 @@ bool reads_memory(const NODE* tree) {
     return reads;
 }
 
-bool is_bitfield_member(const NODE* lvalue) {
-    return (lvalue->op == OP_STDOT || lvalue->op == OP_STREF) && lvalue->right->field_info &&
-           lvalue->right->field_info->flag;
-}
-
 // A store to memory whose address reads no memory, and which is not volatile.
 bool stores_plainly(const NODE* tree) {
     if (tree->op != OP_ASG || names_candidate(tree->left) || is_bitfield_member(tree->left)) return false;

@@ -77,11 +77,18 @@ bool has_name_of_pass(const SYMBOL* symbol) {
     return (symbol->name[0] == 'K' || symbol->name[0] == 'Q') && symbol->name[1] == '$';
 }
 
+// IDENTITY keeps its operand from being looked at, so that nobody knows how long it holds.
+bool is_opaque(const NODE* value) {
+    while (value->op == OP_SCONV || value->op == OP_PCONV) value = value->left;
+    return value->op == OP_IDENTITY;
+}
+
 // The value recorded for the variable, if it holds here.
 const NODE* recorded_value(const COPY_SWEEP& sweep, const SYMBOL* symbol) {
     if (!symbol->single_asg) return nullptr;
     const COPY_STATE& state = state_of(sweep, symbol);
     const NODE* value = symbol->single_asg->right;
+    if (is_opaque(value)) return nullptr;
     const bool everywhere = symbol->assignment_count == 1 && !has_name_of_pass(symbol);
     const bool here = symbol->assignment_count >= 1 && state.region == sweep.region;
     return everywhere || (here && holds_still(sweep, value, state)) ? value : nullptr;
@@ -91,7 +98,7 @@ const NODE* recorded_value(const COPY_SWEEP& sweep, const SYMBOL* symbol) {
 const NODE* value_to_copy(const COPY_SWEEP& sweep, const NODE* name) {
     if (!names_candidate(name)) return nullptr;
     const NODE* value = recorded_value(sweep, name->symbol());
-    if (!value || value->op == OP_IDENTITY) return nullptr;
+    if (!value) return nullptr;
     if (has_name_of_pass(name->symbol()) && !type_is_pointer(name->type)) return nullptr;
     return value;
 }

@@ -65,7 +65,7 @@ bool points_to_restricted(const TYPE* type) {
 // The innermost assignment of a = b = c, whose value all of them get.
 NODE* innermost(NODE* assignment) {
     while (assignment->right->op == OP_ASG && type_compatible(assignment->type, assignment->right->type) &&
-           !type_is_volatile(assignment->right->left->type))
+           !type_is_volatile(assignment->right->left->type) && !is_bitfield_member(assignment->right->left))
         assignment = assignment->right;
     return assignment;
 }
