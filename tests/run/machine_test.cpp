@@ -441,6 +441,12 @@ TEST(RunMachine, Comparisons) {
     EXPECT_EQ(compare_texts(put + write + end, write + put + end, text), COMPARISON::DIFFERENT);
     EXPECT_THAT(text, HasSubstr("different at event 1"));
     EXPECT_THAT(text, HasSubstr("volatile write flag <- 1 (4 bytes)\n    in main, t.c:3:1"));
+    // An integer is shown as one, also when it happens to be the address of a variable.
+    const std::string room = "symbol \"room\" class=auto type=char[65536]\n"
+                             "symbol \"p\" class=auto type=char*\nstatement ASG:char*(p, UAND:char*(room))\n";
+    const std::string number = "statement @1:5:1 ASG:int.volatile(@_flag, 1610614000:int)\n";
+    EXPECT_EQ(compare_texts(room + number + end, room + write + end, text), COMPARISON::DIFFERENT);
+    EXPECT_THAT(text, HasSubstr("volatile write flag <- 1610614000 (4 bytes)"));
     EXPECT_EQ(compare_texts(write + write + end, write + end, text), COMPARISON::DIFFERENT);
     EXPECT_THAT(text, HasSubstr("exits with 0"));
     EXPECT_EQ(compare_texts(end, "statement RETURN($ret, 1:int)\n", text), COMPARISON::DIFFERENT);

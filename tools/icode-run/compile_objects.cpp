@@ -200,6 +200,11 @@ void emit_access(COMPILER& compiler, uint32_t operation, uint32_t value, const O
     emit(compiler, operation + form, value, place.number, offset);
 }
 
+// What a note says of the value: its size, and whether it is an address.
+uint32_t noted_shape(const OBJECT_PLACE& place, const SHAPE& shape) {
+    return place.type && type_is_pointer(place.type) ? shape.size | NOTED_POINTER : shape.size;
+}
+
 uint32_t load_scalar(COMPILER& compiler, const OBJECT_PLACE& place, const SHAPE& shape, uint32_t wanted) {
     OBJECT_PLACE from = needs_no_check(place, shape.size) ? place : through_pointer(compiler, place);
     const uint32_t pointer = from.number;
@@ -211,7 +216,8 @@ uint32_t load_scalar(COMPILER& compiler, const OBJECT_PLACE& place, const SHAPE&
     }
     open_stretch(compiler).loads++;
     emit_access(compiler, access_of(shape).load, result, from, shape.size);
-    if (place.is_volatile) emit(compiler, MC_NOTE_READ, from.number, result, from.offset, shape.size);
+    if (place.is_volatile)
+        emit(compiler, MC_NOTE_READ, from.number, result, from.offset, noted_shape(place, shape));
     return result;
 }
 
@@ -220,7 +226,8 @@ void store_scalar(COMPILER& compiler, const OBJECT_PLACE& place, const SHAPE& sh
     const OBJECT_PLACE to = direct ? place : through_pointer(compiler, place);
     open_stretch(compiler).stores++;
     emit_access(compiler, access_of(shape).store, value, to, shape.size);
-    if (place.is_volatile) emit(compiler, MC_NOTE_WRITE, to.number, value, to.offset, shape.size);
+    if (place.is_volatile)
+        emit(compiler, MC_NOTE_WRITE, to.number, value, to.offset, noted_shape(place, shape));
 }
 
 uint32_t extract(COMPILER& compiler, uint32_t container, const BIT_RANGE& bits, uint32_t wanted) {

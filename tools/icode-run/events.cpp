@@ -59,10 +59,12 @@ std::string value_text(const MACHINE& machine, const GUEST_VALUE& value) {
 
 void note_access(MACHINE& machine, ADDRESS address, uint64_t value, uint32_t size, bool write) {
     std::string text = address_text(machine, address).substr(1) + (write ? " <- " : " -> ");
+    const bool is_pointer = size & NOTED_POINTER;
+    size &= ~NOTED_POINTER;
     const uint64_t mask = size && size < 8 ? (uint64_t(1) << (size * 8)) - 1 : ~uint64_t(0);
     if (!size)
         text += "a structure";
-    else if (const bool is_address = size == 4 && object_at(*machine.memory, ADDRESS(value)); is_address)
+    else if (is_pointer) // an integer may be the number of an address by chance
         text += address_text(machine, ADDRESS(value));
     else
         text +=

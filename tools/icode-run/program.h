@@ -38,6 +38,9 @@ struct INSTRUCTION {
     uint32_t a, b, c;
 };
 
+// In `extra` of a note, with the size: the value is an address.
+constexpr uint32_t NOTED_POINTER = 0x8000;
+
 constexpr uint32_t NO_NUMBER = UINT32_MAX;
 
 // What a slot holds, as calls must know it.
