@@ -6,6 +6,7 @@
 #include "random/generator.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace pelorus::generated {
 
@@ -15,7 +16,8 @@ void maybe_dead_code(GENERATOR& g) {
     if (g.dice.chance(20)) simple_statements(g, 2);
 }
 
-// A variable that counts, and that nothing else writes.
+// A variable that counts, and that nothing else writes. It is set where its scope begins, since the loop may
+// be passed by.
 std::string counter(GENERATOR& g) {
     PLACE place;
     constexpr SCALAR_ID TYPES[] = {INT, INT, UINT, LLONG, SHORT, UCHAR};
@@ -23,6 +25,9 @@ std::string counter(GENERATOR& g) {
     place.read_only = true;
     place.simple = true;
     place.before = declare_local(g, "i", label(place.type));
+    g.statements.insert(g.scope_start, "    statement " +
+                                           operation("ASG", place.type, place.before, number(0, place.type)) +
+                                           "\n");
     g.places.push_back(place);
     return place.before;
 }
@@ -187,13 +192,14 @@ void nested_scope(GENERATOR& g, int depth) {
     for (int i = 0; i < 3; ++i) structures[i] = g.structures[i].size();
     const std::string outer_locals = std::move(g.locals);
     g.locals.clear();
-    const size_t at = g.statements.size();
+    const size_t outer_start = std::exchange(g.scope_start, g.statements.size());
     for (uint32_t count = g.dice.between(1, 2); count; --count) {
         add_scalar_local(g);
         g.places.back().has_address = false; // nothing may point to it when it is gone
     }
     structured(g, depth - 1);
-    g.statements.insert(at, "    block\n" + g.locals);
+    g.statements.insert(g.scope_start, "    block\n" + g.locals);
+    g.scope_start = outer_start;
     g.statements += "    end_block\n";
     g.locals = outer_locals;
     g.places.resize(places);

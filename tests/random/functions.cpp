@@ -195,6 +195,7 @@ void make_function(GENERATOR& g, const FUNCTION& function) {
     begin_function(g, &function);
     add_homes(g);
     declare_locals(g);
+    g.scope_start = g.statements.size();
     g.written.clear();
     if (function.checks_budget && function.role == ROLE::PLAIN) check_budget(g);
     if (function.role == ROLE::VARIADIC) variadic_body(g);

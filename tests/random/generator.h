@@ -136,6 +136,7 @@ struct GENERATOR {
     std::vector<std::string> structures[3];
     std::vector<std::string> written; // statements that can be repeated
     uint32_t next_local = 0, next_label = 1, line = 0, statements_left = 0, loop_depth = 0;
+    size_t scope_start = 0;      // in `statements`: behind the first ones of the innermost scope
     std::vector<uint32_t> exits; // labels behind the loops and switches that are open
     bool has_fuel = false;
     bool calls_allowed = true;
