@@ -42,8 +42,8 @@ bool split_embedded_assignments(BB* block);
 // --- combine_assignments.cpp ---
 
 // The value of `first`, an assignment to a candidate that only the next statement reads, and once, takes the
-// place of that use; the cell of `first` then holds the result. The caller knows that nothing behind reads
-// the variable. True when that was done.
+// place of that use; the cell of `first` then holds the result, or null when nothing is left (x = v; v = x).
+// The caller knows that nothing behind reads the variable. True when that was done.
 bool combine_into_next(BB* block, STMT* first);
 
 // --- combine_stores.cpp ---

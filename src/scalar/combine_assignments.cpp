@@ -106,6 +106,7 @@ bool combine_into_next(BB* block, STMT* first) {
     first->tree->right = nullptr;
     erase_tree(first->tree);
     next->tree = simplify_tree(next->tree);
+    if (next != block->last_stmt) next->tree = reduce_to_effects(next->tree);
     remove_cell(block, first);
     return true;
 }

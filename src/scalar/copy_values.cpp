@@ -57,10 +57,20 @@ bool is_offset_address(const NODE* value) {
     return value->op == OP_PLUS && is_address(value->left) && value->right->op == OP_ICON;
 }
 
+bool wraps_value(const NODE* value) {
+    return value->op == OP_SCONV || value->op == OP_PCONV || value->op == OP_IDENTITY;
+}
+
 // The variable that a copyable value reads; null when it reads none.
 const NODE* name_in(const NODE* value) {
-    while (value->op == OP_SCONV || value->op == OP_PCONV) value = value->left;
+    while (wraps_value(value)) value = value->left;
     return value->op == OP_NAME ? value : nullptr;
+}
+
+bool holds_identity(const NODE* value) {
+    for (; wraps_value(value); value = value->left)
+        if (value->op == OP_IDENTITY) return true;
+    return false;
 }
 
 // No assignment to what the value reads was made since it was recorded.
@@ -77,18 +87,11 @@ bool has_name_of_pass(const SYMBOL* symbol) {
     return (symbol->name[0] == 'K' || symbol->name[0] == 'Q') && symbol->name[1] == '$';
 }
 
-// IDENTITY keeps its operand from being looked at, so that nobody knows how long it holds.
-bool is_opaque(const NODE* value) {
-    while (value->op == OP_SCONV || value->op == OP_PCONV) value = value->left;
-    return value->op == OP_IDENTITY;
-}
-
 // The value recorded for the variable, if it holds here.
 const NODE* recorded_value(const COPY_SWEEP& sweep, const SYMBOL* symbol) {
     if (!symbol->single_asg) return nullptr;
     const COPY_STATE& state = state_of(sweep, symbol);
     const NODE* value = symbol->single_asg->right;
-    if (is_opaque(value)) return nullptr;
     const bool everywhere = symbol->assignment_count == 1 && !has_name_of_pass(symbol);
     const bool here = symbol->assignment_count >= 1 && state.region == sweep.region;
     return everywhere || (here && holds_still(sweep, value, state)) ? value : nullptr;
@@ -98,7 +101,7 @@ const NODE* recorded_value(const COPY_SWEEP& sweep, const SYMBOL* symbol) {
 const NODE* value_to_copy(const COPY_SWEEP& sweep, const NODE* name) {
     if (!names_candidate(name)) return nullptr;
     const NODE* value = recorded_value(sweep, name->symbol());
-    if (!value) return nullptr;
+    if (!value || holds_identity(value)) return nullptr;
     if (has_name_of_pass(name->symbol()) && !type_is_pointer(name->type)) return nullptr;
     return value;
 }
@@ -237,11 +240,11 @@ bool is_copyable(const NODE* value) {
     for (;; value = value->left) switch (value->op) {
         case OP_ICON:
         case OP_FCON:
-        case OP_SCON:
-        case OP_IDENTITY: return true;
+        case OP_SCON: return true;
         case OP_NAME: return names_candidate(value);
         case OP_SCONV:
-        case OP_PCONV: break;
+        case OP_PCONV:
+        case OP_IDENTITY: break;
         default: return is_address(value) || is_offset_address(value);
         }
 }

@@ -36,8 +36,8 @@ struct COPY_SWEEP {
 };
 
 // The value may stand for the variable it is assigned to, as far as its own parts are concerned:
-//   a constant, IDENTITY, a local variable, the address of a variable or of a part of it, with an offset,
-//   and conversions of these (of pointers: of what is copyable or 0).
+//   a constant, a candidate, the address of a variable or of a part of it, with an offset,
+//   and conversions of these and IDENTITY, which is never copied, but tells that an assignment repeats one.
 bool is_copyable(const NODE* value);
 // The same for every place in the function: what it names never changes.
 bool is_copyable_everywhere(const COPY_SWEEP& sweep, const NODE* value);

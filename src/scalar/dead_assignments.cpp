@@ -49,7 +49,6 @@ struct WALK {
     uint32_t line = 0;
     bool changed_inside = false; // something below the statement's root was rewritten
     bool embedded = false;       // an assignment to a variable stands below the top
-    bool faint_stays = false;    // what only feeds itself was not dropped, so that it is live after all
 };
 
 uint32_t number_of(const SYMBOL* symbol) { return static_cast<uint32_t>(symbol->candidate); }
@@ -73,13 +72,10 @@ void define(WALK& walk, SYMBOL* symbol, bool conditional) {
 
 // --- Dead assignments ---
 
-bool may_drop(WALK& walk, const NODE* node, SITE site) {
-    const char* why = why_assignment_stays(node);
-    if (!why && change_exactly(site, "\n\t({}) DEAD 'ASG' TO CANDIDATE {}:    {}\n", walk.line,
-                               static_cast<int>(node->left->symbol()->candidate), node))
-        return true;
-    walk.faint_stays |= faint_variable(node) != nullptr;
-    return why ? refuse(site, why, "{}", node) : false;
+bool may_drop(const WALK& walk, const NODE* node, SITE site) {
+    if (const char* why = why_assignment_stays(node)) return refuse(site, why, "{}", node);
+    return change_exactly(site, "\n\t({}) DEAD 'ASG' TO CANDIDATE {}:    {}\n", walk.line,
+                          static_cast<int>(node->left->symbol()->candidate), node);
 }
 
 // What is left of a statement of which only the effects count takes its place.
@@ -272,6 +268,7 @@ void walk_cell(WALK& walk, BB* block, STMT* cell) {
         walk.last_uses = std::move(next_uses);
     } else if (combined && assigns_candidate(cell->tree) && combine_into_next(block, cell)) {
         note_combined(walk, combined, next_uses);
+        if (!cell->tree) remove_cell(block, cell);
     }
 }
 
@@ -318,7 +315,7 @@ bool walk_function(bool combine_flagged) {
         if (block == flow_graph.bb_list) break;
     }
     bv_free(walk.live);
-    if (walk.faint_stays) forget_facts(facts_of(FACT_live_faint));
+    forget_facts(facts_of(FACT_live_faint)); // the walk wrote what it found into the sets
     return emptied;
 }
 
