@@ -92,17 +92,20 @@ void pointer_loop(GENERATOR& g) {
                          number(int64_t{place.elements} * size, INT) + ")), COMMA(" + label_leaf(body) +
                          ", " + label_leaf(behind) + "))");
     put_label(g, body);
+    const TREE amount = "(" + name + ", " + number(size, INT) + ")";
+    const bool apart = g.dice.chance(40); // the pointer moves on in a statement of its own
     const TREE object =
-        "UMULT:" + label(place.type) + "(PLUSPLUS:" + pointer + "(" + name + ", " + number(size, INT) + "))";
+        "UMULT:" + label(place.type) + "(" + (apart ? name : "PLUSPLUS:" + pointer + amount) + ")";
     if (place.read_only || g.dice.chance(50)) {
         const PLACE* sum = any_place(g, true);
         if (sum->narrow || sum->type != place.type) sum = some_place(g, place.type, true);
-        put_statement(g,
-                      sum ? operation("ASG", place.type, tree_of(g, *sum, 1), object)
-                          : "SCONV:void(PLUSPLUS:" + pointer + "(" + name + ", " + number(size, INT) + "))");
+        put_statement(g, sum     ? operation("ASG", place.type, tree_of(g, *sum, 1), object)
+                         : apart ? "SCONV:void(" + object + ")"
+                                 : "SCONV:void(PLUSPLUS:" + pointer + amount + ")");
     } else {
         put_statement(g, operation("ASG", place.type, object, value(g, place.type, 2)));
     }
+    if (apart) put_statement(g, "PLUSASG:" + pointer + amount);
     branch(g, head);
     put_label(g, behind);
 }

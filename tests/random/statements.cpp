@@ -291,6 +291,27 @@ void say_something(GENERATOR& g) {
 
 } // namespace
 
+namespace {
+
+// Constants into elements of an array of bytes or halves that lie side by side.
+void assign_neighbours(GENERATOR& g) {
+    for (int tries = 0; tries < 20; ++tries) {
+        const PLACE& place = g.dice.one_of(g.places);
+        const uint32_t size = scalar(place.type).size;
+        if (place.elements < 2 || size > 2 || place.is_volatile || place.read_only || place.type == BOOL)
+            continue;
+        const uint32_t pair = g.dice.below(place.elements / 2) * 2;
+        for (uint32_t index = pair; index < pair + 2; ++index)
+            put_statement(g, operation("ASG", place.type,
+                                       place.before + number(int64_t{index} * size, INT) + place.after,
+                                       number(g.dice.below(100), place.type)));
+        return;
+    }
+    assign(g);
+}
+
+} // namespace
+
 void simple_statement(GENERATOR& g) {
     const uint32_t kind = g.dice.below(100);
     if (kind < 12 && !g.written.empty()) return put_statement(g, TREE(g.dice.one_of(g.written)));
@@ -299,6 +320,7 @@ void simple_statement(GENERATOR& g) {
     if (kind < 80) return call_for_effect(g);
     if (kind < 86) return assign_structure(g);
     if (kind < 90 && !g.pointers.empty()) return assign_pointer(g);
+    if (kind < 93) return assign_neighbours(g);
     if (kind < 97) return drop_value(g);
     say_something(g);
 }
