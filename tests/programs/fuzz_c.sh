@@ -44,3 +44,13 @@ int main(void) { int none; printf("checksum = %X\n", values[place] + none); retu
 END
 seeds/seed-1/replay --bin bin > output || fail "undefined behaviour counted as a difference"
 grep -q undefined output || fail "undefined behaviour was not recognised"
+
+# An optimizer that fails in its fifth change.
+cat > bin/pelorus <<END
+#!/bin/sh
+"$tools/pelorus" "\$@" || exit
+case " \$* " in *" --debug=stop_after="[0-4]" "*) exit 0 ;; esac
+exit 1
+END
+"$root/scripts/fuzz-c" 1 --seed 1 --bin bin --failures seeds > output && fail "the failure was not found"
+grep -q "seed 1 FAILED" output && grep -q "the check fails from change 5 of" output || fail "the change in which pelorus fails was not found"
