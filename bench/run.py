@@ -7,7 +7,9 @@
   shapes        one function of many blocks: chains, a switch, nested tests; time and memory at level 1, as ratios to half the size
   decisions     instructions that pelorus itself executes at level 2 (exact, counted by valgrind): when nobody asks for decisions, with
                 statistics, with a limit, with a trace; and against another build of it, with --against
-  levels        ARM instructions that each example executes at level 1 against level 0, counted as below, without mem2reg on our side
+  variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
+  levels        ARM instructions that each example executes at levels 1 and 2 against level 0, counted as below, without mem2reg on our
+                side; and the operations that icode-run counts for it
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
                 through llc-19 -O2. A second table has our side without mem2reg.
@@ -18,6 +20,7 @@ Times are user plus system time, the median of --runs runs that alternate betwee
 """
 import argparse
 import pathlib
+import random
 import re
 import statistics
 import subprocess
@@ -94,6 +97,25 @@ def nest(size):
     for n in range(size, 0, -1):
         yield f"label {size + n}\nstatement PLUSASG:int(@_g, {n}:int)"
 
+
+def variables(statements, count):
+    """Assignments among many variables, every eighth one behind a test."""
+    dice = random.Random(1)
+    for n in range(count):
+        yield f'symbol "v{n}" class=auto type=int'
+    for n in range(count):
+        yield f"statement ASG:int(v{n}, @_g)"
+    label = 1
+    for n in range(statements):
+        to, left, right = (dice.randrange(count) for _ in range(3))
+        yield f"statement ASG:int(v{to}, PLUS:int(v{left}, MULT:int(v{right}, @_h)))"
+        if n % 8 == 7 and label < 30000:
+            yield f"statement IF(v{to}, COMMA(LABEL {label}, LABEL {label + 1}))\nlabel {label}\nstatement ASG:int(v{left}, {n}:int)\nlabel {label + 1}"
+            label += 2
+    yield "statement ASG:int(@_g, v0)"
+
+
+VARIABLE_SIZES = ((1000, 10), (4000, 10), (16000, 10), (64000, 10), (16000, 100), (16000, 1000), (16000, 10000), (64000, 10000))
 
 SHAPES = {"chain of jumps": (jumps, 20000), "chain of tests": (tests, 20000), "switch": (switch, 10000), "nest of tests": (nest, 5000)}
 
@@ -172,16 +194,28 @@ class Bench:
             print(f"| {functions} | {ours[0] * 1e3:.1f} | {ratios[0]} | {ours[1] / 1e6:.1f} | {ratios[1]} | {ratios[2]} | {ratios[3]} |", flush=True)
             before = ours + theirs
 
+    def text_form(self, lines):
+        """An icode file with one function."""
+        text, icode = self.folder / "shape.ict", self.folder / "shape.if"
+        text.write_text(SHAPE_FILE.format(body="\n".join(lines)))
+        run(self.tools / "icode-as", text, "-o", icode)
+        return icode
+
+    def variables(self):
+        print("\nOne function of many variables, level 2\n")
+        print("| statements | variables | time ms | microseconds a statement | memory MB |\n|---|---|---|---|---|")
+        for statements, count in VARIABLE_SIZES:
+            command = [self.tools / "pelorus", "-o2", self.text_form(variables(statements, count)), self.folder / "shape.opt"]
+            time, memory = (statistics.median(column) for column in zip(*(self.cost(command) for _ in range(self.runs))))
+            print(f"| {statements} | {count} | {time * 1e3:.1f} | {time * 1e6 / (statements + count):.2f} | {memory / 1e6:.1f} |", flush=True)
+
     def shapes(self):
         print("\nOne function of many blocks, level 1 (ratio to the line above; 2.0 is linear)\n")
         print("| shape | blocks | time ms | ratio | memory MB | ratio |\n|---|---|---|---|---|---|")
         for name, (generator, largest) in SHAPES.items():
             before = None
             for size in (largest // 8, largest // 4, largest // 2, largest):
-                text = self.folder / "shape.ict"
-                text.write_text(SHAPE_FILE.format(body="\n".join(generator(size))))
-                run(self.tools / "icode-as", text, "-o", self.folder / "shape.if")
-                command = [self.tools / "pelorus", "-o1", self.folder / "shape.if", self.folder / "shape.opt"]
+                command = [self.tools / "pelorus", "-o1", self.text_form(generator(size)), self.folder / "shape.opt"]
                 samples = [self.cost(command) for _ in range(self.runs)]
                 time, memory = (statistics.median(column) for column in zip(*samples))
                 ratios = (f"{time / before[0]:.2f}", f"{memory / before[1]:.2f}") if before else ("", "")
@@ -211,16 +245,28 @@ class Bench:
 
     def levels(self, examples):
         base = self.start_counting()
-        print("\nInstructions executed, level 1 against level 0\n")
-        print("| example | level 0 (thousands) | level 1 | ratio |\n|---|---|---|---|")
+        print("\nInstructions executed, and operations of the interpreter, as ratios to level 0\n")
+        print("| example | instructions (thousands) | level 1 | level 2 | operations (thousands) | level 1 | level 2 |\n|---|---|---|---|---|---|---|")
+        ratios = []
         for source in examples:
             icode, _ = self.both_forms(source)
-            counts = []
-            for level in (0, 1):
+            instructions, operations = [], []
+            for level in (0, 1, 2):
                 run(self.tools / "pelorus", f"-o{level}", icode, self.folder / "level.opt")
                 run(self.tools / "icode-llvm", self.folder / "level.opt", "-o", self.folder / "level.ll")
-                counts.append(self.executed(self.folder / "level.ll", None) - base)
-            print(f"| {source.stem} | {counts[0] / 1e3:.0f} | {counts[1] / 1e3:.0f} | {counts[1] / counts[0]:.3f} |", flush=True)
+                instructions.append(self.executed(self.folder / "level.ll", None) - base)
+                operations.append(self.operations(self.folder / "level.opt"))
+            ratios.append([counts[level] / counts[0] for counts in (instructions, operations) for level in (1, 2)])
+            texts = [f"{ratio:.3f}" for ratio in ratios[-1]]
+            print(f"| {source.stem} | {instructions[0] / 1e3:.0f} | {' | '.join(texts[:2])} | {operations[0] / 1e3:.0f} | {' | '.join(texts[2:])} |",
+                  flush=True)
+        texts = [f"{statistics.geometric_mean(column):.3f}" for column in zip(*ratios)]
+        print(f"| geometric mean | | {' | '.join(texts[:2])} | | {' | '.join(texts[2:])} |")
+
+    def operations(self, icode):
+        """What icode-run counts for the program."""
+        counted = subprocess.run([self.tools / "icode-run", "--stats", icode], capture_output=True, text=True, check=True).stderr
+        return int(re.search(r"^ *(\d+) .* all$", counted, re.M)[1])
 
     def interpreter(self, examples):
         print("\nOperations that icode-run executes, and its time against qemu-arm's\n")
@@ -232,8 +278,7 @@ class Bench:
             run(self.tools / "pelorus", "-o2", icode, optimized)
             run(self.tools / "pelorus-cc", "-O2", "-static", source, "-lm", "-o", executable)
             ours = [self.tools / "icode-run", optimized]
-            counted = subprocess.run([*ours[:1], "--stats", optimized], capture_output=True, text=True, check=True).stderr
-            operations = int(re.search(r"^ *(\d+) .* all$", counted, re.M)[1])
+            operations = self.operations(optimized)
             (time, _), (peer_time, _) = self.compare(ours, ["qemu-arm", executable])
             print(f"| {source.stem} | {operations / 1e6:.1f} | {operations / time / 1e6:.0f} | {time * 1e3:.0f} | {peer_time * 1e3:.0f} "
                   f"| {time / peer_time:.2f} |", flush=True)
@@ -296,10 +341,10 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, decisions, levels, interpreter, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, variables, decisions, levels, interpreter, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "decisions", "levels", "interpreter", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "variables", "decisions", "levels", "interpreter", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -308,6 +353,8 @@ def main():
             bench.growth()
         if "shapes" in wanted:
             bench.shapes()
+        if "variables" in wanted:
+            bench.variables()
         if "decisions" in wanted:
             bench.decisions(examples, arguments.against)
         if "levels" in wanted:
