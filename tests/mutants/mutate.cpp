@@ -48,10 +48,10 @@ std::vector<PARTS_TREE*> nodes_of(PARTS_FILE& file, int function) {
 // --- What goes into trees ---
 
 int64_t some_number(MUTATION& m) {
-    constexpr int64_t NUMBERS[] = {0,   1,     -1,    2,          3,           4,          7,          8,
-                                   31,  32,    33,    63,         64,          127,        128,        255,
-                                   256, 32767, 32768, 65535,      0x7FFFFFFF,  0x80000000, 0xFFFFFFFF, -128,
-                                   -2,  -31,   -32,   -0x8000000, -0x80000000, 100,        5,          6};
+    constexpr int64_t NUMBERS[] = {0,   1,     -1,    2,          3,          4,          7,          8,
+                                   31,  32,    33,    63,         64,         127,        128,        255,
+                                   256, 32767, 32768, 65535,      0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, -128,
+                                   -2,  -31,   -32,   -0x8000000, INT32_MIN,  100,        5,          6};
     return m.chance(80) ? m.one_of(NUMBERS) : static_cast<int64_t>(m.dice() % 1000);
 }
 
@@ -122,7 +122,7 @@ uint8_t similar_opcode(MUTATION& m, uint8_t op) {
         {OP_CALL, OP_UCALL, OP_MCALL, OP_UMCALL, OP_ICALL, OP_UICALL, OP_MEMCPY}};
     for (int tries = 0; tries < 30; ++tries) {
         const auto& group = m.one_of(GROUPS);
-        const size_t count = std::find(group, group + 16, 0) - group;
+        const auto count = static_cast<size_t>(std::find(group, group + 16, 0) - group);
         if (std::find(group, group + count, op) != group + count) return group[m.below(count)];
     }
     return some_opcode(m);
