@@ -72,19 +72,33 @@ void print_change(const std::string& line) {
            words.text.c_str());
 }
 
+// The word between the first two quotation marks.
+std::string quoted_name(std::string_view line) {
+    line.remove_prefix(line.find('\'') + 1);
+    return std::string(line.substr(0, line.find('\'')));
+}
+
 // An optimizer that fails in the change does not come to name it; its trace does.
 std::string last_traced_change(const RUNS& runs, const CASE& found) {
     const std::string trace = runs.request.folder + "trace.txt";
     WORDS words = optimizer_words(runs, found, found.number, runs.request.folder + "traced.opt");
     words.insert(words.begin() + 1, {"--trace", "--print_debug"});
     run_job(words, trace, runs.request.seconds);
-    std::string last;
+    std::string function, pass, change;
     const std::string text = file_text(trace);
-    for (const std::string_view line : split_lines(text))
+    for (const std::string_view line : split_lines(text)) {
+        const size_t banner = line.find("ENTERING '"), summary = line.find("() has these properties: ");
+        if (banner != std::string_view::npos) pass = quoted_name(line.substr(banner));
+        if (summary != std::string_view::npos) function = line.substr(0, summary + 2);
         if (line.starts_with("\t") && line.find("line ") != std::string_view::npos &&
             line.find(" refused: ") == std::string_view::npos)
-            last = line.substr(1);
-    return last.empty() ? "(pelorus fails before it can name the change)" : last;
+            change = line.substr(1);
+    }
+    if (change.empty()) return "(pelorus fails before it can name the change)";
+    const size_t site = change.find(": ") + 2;
+    // The sites of the tree simplifier have names such as PLUS.add_sums, whoever calls it.
+    if (change.substr(site, change.find(": ", site) - site).find('.') != std::string::npos) pass = "simplify";
+    return function + ": " + pass + ": " + change;
 }
 
 // --- The trees ---

@@ -57,6 +57,22 @@ has "+    statement @1:3:5 ASG:int(@_left, SLL:int(home, 3:int))"
 [ "$(kept/again | grep -c '^after: status 1$\|^before: status 0$')" = 2 ] || fail "what was kept does not show the fault"
 bisect --keep=kept program.if -- ./check && fail "a folder was written over"
 
+# An optimizer that fails in the change, before it can say what it did.
+cat > failing <<END
+#!/bin/sh
+for output; do :; done
+"$bin/pelorus" "\$@" > said || exit
+./check "\$output" || exit 2
+cat said
+END
+chmod +x failing
+bisect --pelorus=./failing -o1 program.if -- true || fail "the change in which pelorus fails was not found"
+has "pelorus itself fails in it (status 2)"
+has "  function  twice()"
+has "  pass      simplify"
+has "  site      MULT.multiply_power"
+has "  place     line 3"
+
 # The command knows the optimizer by the variable only.
 cat > build <<END
 #!/bin/sh
