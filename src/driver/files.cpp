@@ -283,6 +283,7 @@ void fatal_exit() {
     if (run.current_function) fprintf(stderr, ">>>>    in function %s()\n", run.current_function_name);
     fprintf(stderr, ">>>>    in file \"%s\"\n", run.current_file);
     abandon_text_files();
+    leaving = false;
     end_process(1);
     abort();
 }

@@ -5,13 +5,11 @@
 //
 // Every run makes one mutant, from a seed of its own, and hands it to the optimizer at a level and with
 // options that the seed decides, and to the interpreter; some mutants go to the translator and the
-// disassembler too. Each program runs in a process that was split off, so that nothing is loaded anew and a
-// crash ends that process alone. A run is good when the program ends with 0, or with 1 and a message, and
+// disassembler too. A job does all of this in one process; when it dies, the mutant that it was at was a bad
+// run, and another process goes on behind it. A run is good when the program ends with 0, or with 1 and a message, and
 // when neither optimizer nor interpreter refuses what obeys all rules of icode. A mutant whose run was bad is
 // kept in the folder, and `--seed=N --runs=1` with the number in its name makes it again.
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,15 +18,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "driver/driver.h"
 #include "icode-run/machine.h"
 #include "icode/text_form.h"
 #include "icode/validate_file.h"
 #include "mutants/mutate.h"
+#include "random/in_process.h"
 #include "translate.h"
 
 // A sanitizer's report ends the process with a status that no program of ours has.
@@ -56,9 +55,11 @@ struct SAMPLE {
     PARTS_FILE file;
 };
 
-// Where one job puts its files.
-struct PLACE {
-    std::string input, output, trace, messages;
+// What a job has come to, in memory that the watching process sees.
+struct PROGRESS {
+    uint32_t number; // of the run, counted over all jobs
+    uint32_t bad;
+    char command[256]; // what is being done
 };
 
 std::string file_bytes(const std::string& name) {
@@ -73,46 +74,17 @@ void write_bytes(const std::string& name, const std::string& bytes) {
 
 // --- Programs ---
 
-// Runs `program` in a process of its own, its output into a file, and returns its wait status.
-template <class F>
-int run_apart(const PLACE& place, F program) {
-    const pid_t child = fork();
-    if (child < 0) {
-        perror("fork");
-        exit(2);
-    }
-    if (child == 0) {
-        const int file = open(place.messages.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(file, 1);
-        dup2(file, 2);
-        alarm(SECONDS);
-        exit(program());
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return status;
+FILE* stream_of(const std::string& bytes) {
+    return fmemopen(const_cast<char*>(bytes.data()), bytes.size(), "rb");
 }
 
-int optimize(const PLACE& place, const std::vector<std::string>& options) {
-    std::vector<std::string> words{"pelorus"};
-    words.insert(words.end(), options.begin(), options.end());
-    words.push_back(place.input);
-    words.push_back(place.output);
-    std::vector<char*> arguments;
-    for (std::string& word : words) arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    return run_optimizer(static_cast<int>(words.size()), arguments.data());
-}
+int translate(const std::string& bytes) { return translate_unit(stream_of(bytes), "mutant.if", {}), 0; }
 
-int translate(const PLACE& place) {
-    FILE* stream = fopen(place.input.c_str(), "rb");
-    return stream ? (translate_unit(stream, place.input.c_str(), {}), 0) : 1;
-}
+int disassemble(const std::string& bytes) { return disassemble_icode(bytes, false).text.empty(); }
 
-int interpret(const PLACE& place) {
-    FILE* stream = fopen(place.input.c_str(), "rb");
+int interpret(const std::string& bytes) {
     std::string message;
-    PROGRAM* program = stream ? load_program(stream, place.input.c_str(), message) : nullptr;
+    PROGRAM* program = load_program(stream_of(bytes), "mutant.if", message);
     if (!program) return puts(message.c_str()), 1;
     RUN_OPTIONS options;
     options.quiet = options.record = true;
@@ -124,35 +96,20 @@ int interpret(const PLACE& place) {
     return 0;
 }
 
-int disassemble(const PLACE& place) { return disassemble_icode(file_bytes(place.input), false).text.empty(); }
-
-int count_faults(const PLACE& place) {
-    return validate_icode(file_bytes(place.input), 20,
-                          {[](void* name, const FILE_FAULT& fault) {
-                               fputs(fault_text(*static_cast<std::string*>(name), fault).c_str(), stdout);
-                           },
-                           const_cast<std::string*>(&place.input)}) != 0;
-}
-
 // --- One mutant ---
 
-std::string last_message(const PLACE& place) {
-    std::string text = file_bytes(place.messages);
-    for (size_t at = text.find("Sanitizer"); at != std::string::npos && at < text.size();
-         at = std::string::npos)
-        text.erase(0, at);
-    for (const char* mark : {"Sanitizer", "runtime error:", "INTERNAL ERROR"})
-        if (const size_t at = text.find(mark); at != std::string::npos) text.erase(0, at);
+std::string last_message(std::string text) {
+    if (const size_t at = text.find("INTERNAL ERROR"); at != std::string::npos) text.erase(0, at);
     return text.substr(0, 1500);
 }
 
 // What is wrong with how a program ended; empty when nothing is.
-std::string fault_of(const PLACE& place, int status, bool may_refuse) {
-    if (WIFSIGNALED(status)) return "signal " + std::to_string(WTERMSIG(status));
-    const int code = WEXITSTATUS(status);
-    if (code != 0 && code != 1) return "status " + std::to_string(code) + ": " + last_message(place);
-    if (code == 1 && file_bytes(place.messages).empty()) return "status 1 without a message";
-    if (code == 1 && !may_refuse) return "refused, and obeys all rules: " + last_message(place);
+std::string fault_of(const ENDED& ended, bool may_refuse) {
+    const std::string status = "status " + std::to_string(ended.status);
+    if (ended.status != 0 && ended.status != 1) return status + ": " + last_message(ended.messages);
+    if (ended.status == 1 && ended.messages.empty()) return status + " without a message";
+    if (ended.status == 1 && !may_refuse)
+        return "refused, and obeys all rules: " + last_message(ended.messages);
     return {};
 }
 
@@ -173,60 +130,116 @@ std::vector<std::string> some_options(DICE& dice) {
     return options;
 }
 
-std::string words_of(const std::vector<std::string>& options) {
-    std::string text;
-    for (const std::string& option : options) text += " " + option;
-    return text;
-}
-
-// Makes the mutant of a seed and runs the programs on it. What is wrong, or nothing.
-std::string try_seed(const std::vector<SAMPLE>& samples, const PLACE& place, uint32_t seed) {
-    DICE dice(seed);
+std::string mutant_of(const std::vector<SAMPLE>& samples, DICE& dice) {
     PARTS_FILE mutant = samples[dice() % samples.size()].file;
     mutate(mutant, dice);
-    write_bytes(place.input, put_together(mutant));
-    const bool obeys = run_apart(place, [&] { return count_faults(place); }) == 0;
-    const std::vector<std::string> options = some_options(dice);
-    std::string fault = fault_of(place, run_apart(place, [&] { return optimize(place, options); }), !obeys);
-    if (!fault.empty()) return "pelorus" + words_of(options) + ": " + fault;
-    fault = fault_of(place, run_apart(place, [&] { return interpret(place); }), !obeys);
-    if (!fault.empty()) return "icode-run: " + fault;
-    if (dice() % 4) return {};
-    // The translator has no answer to some good icode.
-    fault = fault_of(place, run_apart(place, [&] { return translate(place); }), true);
-    if (!fault.empty()) return "icode-llvm: " + fault;
-    fault = fault_of(place, run_apart(place, [&] { return disassemble(place); }), false);
-    return fault.empty() ? fault : "icode-dis: " + fault;
+    return put_together(mutant);
 }
 
-PLACE place_of_job(uint32_t job) {
-    const char* folder = getenv("TMPDIR");
-    const std::string base = std::string(folder ? folder : "/tmp") + "/try-mutants-" +
-                             std::to_string(getpid()) + "-" + std::to_string(job);
-    return {base + ".if", base + ".opt", base + ".odb", base + ".messages"};
-}
+class TRIAL {
+public:
+    TRIAL(const WORKPLACE& workplace, PROGRESS& progress) : workplace_(workplace), progress_(progress) {}
 
-void remove_files(const PLACE& place) {
-    for (const std::string& name : {place.input, place.output, place.trace, place.messages})
-        unlink(name.c_str());
-    unlink((place.input.substr(0, place.input.size() - 3) + ".nfo").c_str());
-}
+    // Makes the mutant of a seed and runs the programs on it. What is wrong, or nothing.
+    std::string run(const std::vector<SAMPLE>& samples, uint32_t seed);
 
-// Every `jobs`th run. The number of bad ones, at most 250.
-int run_job(const COMMAND& command, const std::vector<SAMPLE>& samples, uint32_t job) {
-    const PLACE place = place_of_job(job);
-    int bad = 0;
-    for (uint32_t number = job; number < command.runs; number += command.jobs) {
-        const uint32_t seed = command.seed + number;
-        const std::string fault = try_seed(samples, place, seed);
-        if (fault.empty()) continue;
-        const std::string kept = command.keep + "/mutant-" + std::to_string(seed) + ".if";
-        write_bytes(kept, file_bytes(place.input));
-        printf("%s: %s\n", kept.c_str(), fault.c_str());
-        fflush(stdout);
-        bad += bad < 250;
+private:
+    void announce(const std::string& what) const {
+        strncpy(progress_.command, what.c_str(), sizeof progress_.command - 1);
     }
-    remove_files(place);
+    template <class F>
+    std::string try_program(const std::string& command, bool may_refuse, F program) const {
+        announce(command);
+        const std::string fault = fault_of(program(), may_refuse);
+        return fault.empty() ? fault : command + ": " + fault;
+    }
+
+    const WORKPLACE& workplace_;
+    PROGRESS& progress_;
+};
+
+std::string TRIAL::run(const std::vector<SAMPLE>& samples, uint32_t seed) {
+    announce("making the mutant");
+    DICE dice(seed);
+    const std::string bytes = mutant_of(samples, dice);
+    announce("icode-val");
+    const bool obeys = validate_icode(bytes, 0, {}) == 0;
+    const std::vector<std::string> options = some_options(dice);
+    const bool translated = dice() % 4 == 0;
+    workplace_.put_input(bytes);
+    std::string fault = try_program("pelorus" + words_of(options), !obeys,
+                                    [&]() -> ENDED { return workplace_.optimize(options); });
+    const auto try_on_bytes = [&](const char* name, bool may_refuse, int (*program)(const std::string&)) {
+        if (fault.empty())
+            fault =
+                try_program(name, may_refuse, [&] { return workplace_.run([&] { return program(bytes); }); });
+    };
+    try_on_bytes("icode-run", !obeys, interpret);
+    if (!translated) return fault;
+    try_on_bytes("icode-llvm", true, translate); // it has no answer to some good icode
+    try_on_bytes("icode-dis", false, disassemble);
+    return fault;
+}
+
+void keep_mutant(const COMMAND& command, const std::vector<SAMPLE>& samples, uint32_t seed,
+                 const std::string& fault, FILE* report) {
+    DICE dice(seed);
+    const std::string kept = command.keep + "/mutant-" + std::to_string(seed) + ".if";
+    write_bytes(kept, mutant_of(samples, dice));
+    fprintf(report, "%s: %s\n", kept.c_str(), fault.c_str());
+    fflush(report);
+}
+
+// Every `jobs`th run, from the one that the progress names.
+void run_job(const COMMAND& command, const std::vector<SAMPLE>& samples, PROGRESS& progress) {
+    const WORKPLACE workplace;
+    for (; progress.number < command.runs; progress.number += command.jobs) {
+        alarm(SECONDS);
+        const uint32_t seed = command.seed + progress.number;
+        const std::string fault = TRIAL(workplace, progress).run(samples, seed);
+        if (fault.empty()) continue;
+        keep_mutant(command, samples, seed, fault, workplace.report());
+        progress.bad++;
+    }
+}
+
+pid_t start_job(const COMMAND& command, const std::vector<SAMPLE>& samples, PROGRESS& progress) {
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child != 0) return child;
+    run_job(command, samples, progress);
+    _exit(0);
+}
+
+void note_death(const COMMAND& command, const std::vector<SAMPLE>& samples, PROGRESS& progress, int status) {
+    const std::string how =
+        WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "status " + std::to_string(WEXITSTATUS(status));
+    keep_mutant(command, samples, command.seed + progress.number,
+                std::string(progress.command) + ": died, " + how, stdout);
+    progress.bad++;
+    progress.number += command.jobs;
+}
+
+// The number of bad runs.
+uint32_t run_jobs(const COMMAND& command, const std::vector<SAMPLE>& samples, PROGRESS* progress) {
+    std::map<pid_t, PROGRESS*> children;
+    for (uint32_t job = 0; job < command.jobs; ++job) {
+        progress[job].number = job;
+        children[start_job(command, samples, progress[job])] = &progress[job];
+    }
+    uint32_t bad = 0;
+    for (int status = 0; !children.empty();) {
+        const pid_t child = wait(&status);
+        if (child < 0) return bad + 1;
+        PROGRESS& ended = *children[child];
+        children.erase(child);
+        if (status == 0) {
+            bad += ended.bad;
+            continue;
+        }
+        note_death(command, samples, ended, status);
+        children[start_job(command, samples, ended)] = &ended;
+    }
     return bad;
 }
 
@@ -281,19 +294,10 @@ int main(int count, char** arguments) {
         return 2;
     }
     if (!read_samples(command, samples)) return 2;
-    std::vector<pid_t> children;
-    for (uint32_t job = 0; job < command.jobs; ++job) {
-        fflush(stdout);
-        const pid_t child = fork();
-        if (child == 0) _exit(run_job(command, samples, job));
-        children.push_back(child);
-    }
-    int bad = 0;
-    for (const pid_t child : children) {
-        int status = 0;
-        waitpid(child, &status, 0);
-        bad += WIFEXITED(status) ? WEXITSTATUS(status) : 1;
-    }
-    printf("%u mutants of %zu files, %d bad runs\n", command.runs, samples.size(), bad);
+    void* memory = mmap(nullptr, command.jobs * sizeof(PROGRESS), PROT_READ | PROT_WRITE,
+                        MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) return perror("mmap"), 2;
+    const uint32_t bad = run_jobs(command, samples, static_cast<PROGRESS*>(memory));
+    printf("%u mutants of %zu files, %u bad runs\n", command.runs, samples.size(), bad);
     return bad != 0;
 }

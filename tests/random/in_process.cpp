@@ -65,6 +65,17 @@ void WORKPLACE::put_input(std::string_view bytes) const {
     fclose(file);
 }
 
+ENDED WORKPLACE::run(const std::function<int()>& program) const {
+    ENDED result;
+    try {
+        result.status = program();
+    } catch (const PROCESS_ENDS& end) {
+        result.status = end.status;
+    }
+    result.messages = take_messages();
+    return result;
+}
+
 OPTIMIZED WORKPLACE::optimize(const std::vector<std::string>& options) const {
     std::vector<std::string> words{"pelorus"};
     words.insert(words.end(), options.begin(), options.end());
@@ -72,16 +83,10 @@ OPTIMIZED WORKPLACE::optimize(const std::vector<std::string>& options) const {
     words.push_back(output_);
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
-    OPTIMIZED result;
     unlink(output_.c_str());
-    try {
-        result.status = run_optimizer(static_cast<int>(arguments.size()), arguments.data());
-    } catch (const PROCESS_ENDS& end) {
-        result.status = end.status;
-    }
-    result.messages = take_messages();
-    result.output = bytes_of(output_);
-    return result;
+    const ENDED ended =
+        run([&] { return run_optimizer(static_cast<int>(arguments.size()), arguments.data()); });
+    return {ended, bytes_of(output_)};
 }
 
 std::string words_of(const std::vector<std::string>& options) {

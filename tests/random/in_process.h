@@ -2,16 +2,20 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace pelorus {
 
-struct OPTIMIZED {
+struct ENDED {
     int status = 0;
-    std::string output;   // the bytes of the file; empty when there is none
     std::string messages; // what was printed on both standard streams
+};
+
+struct OPTIMIZED : ENDED {
+    std::string output; // the bytes of the file; empty when there is none
 };
 
 // A place for the files of one process: a folder in memory. The standard streams of the process lead into a
@@ -26,6 +30,8 @@ public:
     // Writes the input of the runs that follow.
     void put_input(std::string_view bytes) const;
     OPTIMIZED optimize(const std::vector<std::string>& options) const;
+    // Runs anything that may end the process by the driver's ends.
+    ENDED run(const std::function<int()>& program) const;
     FILE* report() const { return report_; }
 
 private:
