@@ -28,6 +28,7 @@
 #include "scalar/assignments.h"
 #include "support/decision.h"
 #include "support/trace.h"
+#include "tree/access.h"
 #include "tree/operator_assignment.h"
 #include "tree/query.h"
 #include "tree/simplify.h"
@@ -144,7 +145,9 @@ void walk_operator_assignment(WALK& walk, const PLACE& place) {
     NODE* node = *place.slot;
     SYMBOL* variable = node->left->symbol();
     walk.embedded |= !place.top;
-    const bool droppable = place.top || !is_increment(node) || !tree_has_effects(node->right);
+    // Where the value is wanted, it is that of an operator which reads the variable before its right operand.
+    const bool droppable = place.top || (is_increment(node) ? !tree_has_effects(node->right)
+                                                            : !tree_defines(node->right, variable));
     if (!is_live(walk, variable) && droppable && may_drop(walk, node, SITE_dead_assignment)) {
         if (is_increment(node)) return drop_increment(walk, place);
         *place.slot = expand_operator_assignment(node);
