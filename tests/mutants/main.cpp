@@ -6,9 +6,9 @@
 // Every run makes one mutant, from a seed of its own, and hands it to the optimizer at a level and with
 // options that the seed decides, and to the interpreter; some mutants go to the translator and the
 // disassembler too. A job does all of this in one process; when it dies, the mutant that it was at was a bad
-// run, and another process goes on behind it. A run is good when the program ends with 0, or with 1 and a message, and
-// when neither optimizer nor interpreter refuses what obeys all rules of icode. A mutant whose run was bad is
-// kept in the folder, and `--seed=N --runs=1` with the number in its name makes it again.
+// run, and another process goes on behind it. A run is good when the program ends with 0, or with 1 and a
+// message, and when neither optimizer nor interpreter refuses what obeys all rules of icode. A mutant whose
+// run was bad is kept in the folder, and `--seed=N --runs=1` with the number in its name makes it again.
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>

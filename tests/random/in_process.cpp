@@ -9,6 +9,7 @@
 
 #include "driver/driver.h"
 #include "driver/files.h"
+#include "support/settings.h"
 
 namespace pelorus {
 
@@ -73,6 +74,7 @@ ENDED WORKPLACE::run(const std::function<int()>& program) const {
         result.status = end.status;
     }
     result.messages = take_messages();
+    reset_settings(); // what is volatile, for one, is what the options of the run said
     return result;
 }
 
