@@ -126,6 +126,16 @@ TEST_F(RunMemory, Frames) {
     EXPECT_EQ(describe_address(memory, frame + count.offset), "`count' of f (4 bytes), which has returned");
 }
 
+// The sizes of a file's symbols can add up to more than an address counts.
+TEST_F(RunMemory, AFrameThatNoMemoryHoldsIsNotOpened) {
+    FRAME_LAYOUT layout;
+    add_variable(layout, 4, 4, "i", true);
+    add_variable(layout, 0xFFFFFFF0, 8, "a", true);
+    add_variable(layout, 0x20, 8, "b", true);
+    finish_layout(layout);
+    EXPECT_EQ(open_frame(memory, layout, 0), 0u);
+}
+
 TEST_F(RunMemory, Descriptions) {
     const ADDRESS table = make(40, OBJECT_KIND::GLOBAL, 4, "table"),
                   flag = make(1, OBJECT_KIND::GLOBAL, 1, "flag");

@@ -37,7 +37,7 @@ void fill_variables(MACHINE& machine, const FUNCTION_CODE& function, uint64_t* s
 }
 
 ADDRESS open_frame_of(MACHINE& machine, const FUNCTION_CODE& function) {
-    if (!function.layout.size) return 0;
+    if (!function.layout.size && !function.layout.too_large) return 0;
     const ADDRESS memory = open_frame(*machine.memory, function.layout, machine.options.fill);
     if (!memory) end_run(OUTCOME_KIND::LIMIT, "memory for the variables of " + function.name);
     return memory;

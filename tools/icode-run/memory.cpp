@@ -25,6 +25,7 @@ namespace {
 
 constexpr uint64_t SPACE = uint64_t(1) << 31;     // bytes that are mapped
 constexpr uint64_t MAP_BYTES = uint64_t(1) << 29; // of all addresses, so that any can be looked up
+constexpr uint32_t LARGEST_FRAME = 1u << 29;      // bytes of the variables of one call
 constexpr uint32_t GAP = 16;                      // the least gap, and the alignment of slots
 constexpr uint32_t LARGEST_GAP = 2048;            // a quarter of an object's size up to this
 
@@ -252,16 +253,17 @@ void make_constant(MEMORY& memory, ADDRESS first) {
 
 uint32_t add_variable(FRAME_LAYOUT& layout, uint32_t size, uint32_t alignment, std::string_view name,
                       bool at_entry) {
-    const uint32_t gap = gap_of(size);
-    const uint32_t offset = uint32_t(rounded_up(layout.size + gap, std::max(alignment, 8u)));
-    layout.variables.push_back({offset, size, name, at_entry});
-    layout.size = uint32_t(rounded_up(offset + size, GAP));
+    const uint64_t offset = rounded_up(uint64_t{layout.size} + gap_of(size), std::max(alignment, 8u));
+    layout.too_large |= offset + size > LARGEST_FRAME;
+    if (layout.too_large) size = 0;
+    layout.variables.push_back({layout.too_large ? 0 : uint32_t(offset), size, name, at_entry});
+    if (!layout.too_large) layout.size = uint32_t(rounded_up(offset + size, GAP));
     layout.alignment = std::max(layout.alignment, alignment);
     return uint32_t(layout.variables.size() - 1);
 }
 
 void finish_layout(FRAME_LAYOUT& layout) {
-    if (!layout.size) return;
+    if (!layout.size || layout.too_large) return;
     layout.size += GAP;
     layout.map.assign(layout.size / 8, 0);
     for (const FRAME_VARIABLE& variable : layout.variables) {
@@ -273,6 +275,7 @@ void finish_layout(FRAME_LAYOUT& layout) {
 }
 
 ADDRESS open_frame(MEMORY& memory, const FRAME_LAYOUT& layout, uint8_t fill) {
+    if (layout.too_large) return 0;
     bool fresh;
     SLOT* slot =
         place_object(memory, OBJECT_KIND::LOCAL, layout.size, layout.alignment, layout.function, fresh);

@@ -93,6 +93,7 @@ struct FRAME_LAYOUT {
     std::vector<FRAME_VARIABLE> variables; // in the order of their offsets
     uint32_t size = 0;                     // bytes, a multiple of 16; 0 without variables
     uint32_t alignment = 16;               // bytes
+    bool too_large = false;                // no memory holds it: such a frame cannot be opened
     std::vector<uint8_t> map;              // what the map is at the entry
     std::string_view function;             // its name in messages
 };
