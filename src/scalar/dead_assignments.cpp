@@ -88,7 +88,8 @@ void keep_effects_of(WALK& walk, const PLACE& place, NODE* value) {
 // The node becomes its operand, converted to the type that the assignment had.
 void become_value(WALK& walk, NODE* node, NODE* value, bool conditional) {
     if (node->left != value) erase_node(node->left);
-    node->op = type_is_pointer(node->type) ? OP_PCONV : OP_SCONV;
+    const bool from_pointer = type_is_pointer(value->type) && !type_is_bool(node->type);
+    node->op = from_pointer || type_is_pointer(node->type) ? OP_PCONV : OP_SCONV;
     node->left = value;
     node->right = nullptr;
     walk.changed_inside = true;
