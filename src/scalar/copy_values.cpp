@@ -5,6 +5,7 @@
 //   EVALUATE  the tree's value is read: a NAME with a known value is replaced
 //   REACH     what leads to an object is evaluated, but the object is not read
 //   STORE     an assignment below the statement's root happens
+//   CALL      code that is not in the tree runs
 // What a statement assigns at its root is recorded when the statement has been simplified.
 #include "scalar/copy_values.h"
 
@@ -17,6 +18,7 @@
 #include "ir/stmt.h"
 #include "ir/tree_text.h"
 #include "scalar/assignment_query.h"
+#include "scalar/copied_globals.h"
 #include "support/decision.h"
 #include "support/trace.h"
 #include "tree/access.h"
@@ -28,7 +30,7 @@ namespace pelorus {
 
 namespace {
 
-enum class WORK : uint8_t { EVALUATE, REACH, STORE };
+enum class WORK : uint8_t { EVALUATE, REACH, STORE, CALL };
 
 struct TASK {
     NODE** slot;
@@ -73,16 +75,6 @@ bool holds_identity(const NODE* value) {
     return false;
 }
 
-// No assignment to what the value reads was made since it was recorded.
-bool holds_still(const COPY_SWEEP& sweep, const NODE* value, const COPY_STATE& recorded) {
-    const NODE* name = name_in(value);
-    if (!name) return true;
-    const SYMBOL* symbol = name->symbol();
-    if (symbol->candidate < 0) return false;
-    const COPY_STATE& state = state_of(sweep, symbol);
-    return state.is_home || state.assigned_at < recorded.recorded_at;
-}
-
 bool has_name_of_pass(const SYMBOL* symbol) {
     return (symbol->name[0] == 'K' || symbol->name[0] == 'Q') && symbol->name[1] == '$';
 }
@@ -94,13 +86,13 @@ const NODE* recorded_value(const COPY_SWEEP& sweep, const SYMBOL* symbol) {
     const NODE* value = symbol->single_asg->right;
     const bool everywhere = symbol->assignment_count == 1 && !has_name_of_pass(symbol);
     const bool here = symbol->assignment_count >= 1 && state.region == sweep.region;
-    return everywhere || (here && holds_still(sweep, value, state)) ? value : nullptr;
+    return everywhere || (here && holds_since(sweep, value, state.recorded_at)) ? value : nullptr;
 }
 
 // The value that may take the place of a NAME of the variable; null for none.
 const NODE* value_to_copy(const COPY_SWEEP& sweep, const NODE* name) {
-    if (!names_candidate(name)) return nullptr;
-    const NODE* value = recorded_value(sweep, name->symbol());
+    const NODE* value =
+        names_candidate(name) ? recorded_value(sweep, name->symbol()) : value_of_global(sweep, name);
     if (!value || holds_identity(value)) return nullptr;
     if (has_name_of_pass(name->symbol()) && !type_is_pointer(name->type)) return nullptr;
     return value;
@@ -112,6 +104,7 @@ void replace_name(COPY_SWEEP& sweep, NODE*& slot) {
                                   slot, value))
         return;
     NODE* name = slot;
+    if (name->symbol()->level == 0) trace("\t\t(%s is a GLOBAL variable)\n", name->symbol()->name);
     slot = converted_value(copy_tree(value), name->type);
     erase_node(name);
     sweep.replaced_here = true;
@@ -166,6 +159,11 @@ void add_operands(WALK& walk, NODE* node) {
     add(walk, node->left);
 }
 
+bool runs_other_code(const NODE* node) {
+    if (node->op == OP_ASM || opcode_arity(node->op) < 0 || !opcode_fact(node->op).name) return true;
+    return opcode_fact(node->op).kind == OPCODE_CLASS::CALLS;
+}
+
 void evaluate(WALK& walk, NODE*& slot) {
     NODE* node = slot;
     switch (node->op) {
@@ -185,6 +183,7 @@ void evaluate(WALK& walk, NODE*& slot) {
     case OP_ENDLOOP: return add(walk, slot, WORK::STORE);
     default: break;
     }
+    if (runs_other_code(node)) add(walk, slot, WORK::CALL);
     if (is_call(node) && named_callee(node)) return add(walk, node->right);
     if (!opcode_assigns(node->op)) return add_operands(walk, node);
     add(walk, slot, WORK::STORE);
@@ -203,7 +202,10 @@ void reach(WALK& walk, NODE*& slot) {
 }
 
 void store(WALK& walk, const NODE* node) {
-    if (names_candidate(node->left)) note_other_value(walk.sweep, node->left->symbol());
+    if (names_candidate(node->left))
+        note_other_value(walk.sweep, node->left->symbol());
+    else
+        note_store(walk.sweep, node);
 }
 
 void run(WALK& walk) {
@@ -214,6 +216,7 @@ void run(WALK& walk) {
         case WORK::EVALUATE: evaluate(walk, *task.slot); break;
         case WORK::REACH: reach(walk, *task.slot); break;
         case WORK::STORE: store(walk, *task.slot); break;
+        case WORK::CALL: forget_globals(walk.sweep); break;
         }
     }
 }
@@ -249,6 +252,14 @@ bool is_copyable(const NODE* value) {
         }
 }
 
+bool holds_since(const COPY_SWEEP& sweep, const NODE* value, uint32_t recorded_at) {
+    const NODE* name = name_in(value);
+    if (!name) return true;
+    if (name->symbol()->candidate < 0) return false;
+    const COPY_STATE& state = state_of(sweep, name->symbol());
+    return state.is_home || state.assigned_at < recorded_at;
+}
+
 bool is_copyable_everywhere(const COPY_SWEEP& sweep, const NODE* value) {
     if (!is_copyable(value)) return false;
     const NODE* name = name_in(value);
@@ -264,6 +275,7 @@ bool rewrite_copies(COPY_SWEEP& sweep, const BB* block, STMT* cell) {
     add(walk, assigns ? cell->tree->right : cell->tree);
     run(walk);
     if (sweep.replaced_here && simplify_replaced(block, cell)) return true;
+    if (!assigns) note_global_value(sweep, cell->tree);
     if (!assigns || !assigns_candidate(cell->tree)) return false;
     if (repeats_value(sweep, cell->tree)) {
         erase_tree(cell->tree);

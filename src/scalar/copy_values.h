@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "ir/node.h"
 
@@ -26,6 +27,14 @@ struct COPY_STATE {
     bool is_home; // the unchanged home of a parameter: it holds one value as long as the function runs
 };
 
+// A global and the value that it was assigned (copied_globals.h).
+struct GLOBAL_COPY {
+    const SYMBOL* symbol;
+    NODE* value;          // a copy of its own
+    uint32_t region;      // in which it was recorded; 0: it is not known any more
+    uint32_t recorded_at; // the clock then
+};
+
 struct COPY_SWEEP {
     COPY_STATE* states = nullptr; // function zone
     uint32_t region = 1;
@@ -33,6 +42,7 @@ struct COPY_SWEEP {
     int64_t replaced = 0;       // names replaced in the run
     bool replaced_here = false; // in the statement
     uint32_t line = 0;          // of the statement
+    std::vector<GLOBAL_COPY> globals{};
 };
 
 // The value may stand for the variable it is assigned to, as far as its own parts are concerned:
@@ -41,6 +51,9 @@ struct COPY_SWEEP {
 bool is_copyable(const NODE* value);
 // The same for every place in the function: what it names never changes.
 bool is_copyable_everywhere(const COPY_SWEEP& sweep, const NODE* value);
+
+// No assignment to what the copyable value reads was made since the clock stood there.
+bool holds_since(const COPY_SWEEP& sweep, const NODE* value, uint32_t recorded_at);
 
 // Rewrites one statement: names become the values that are known for them, in the order of evaluation, and
 // what the statement assigns is taken note of. True when nothing is left of it; its tree is null then.

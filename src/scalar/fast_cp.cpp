@@ -17,7 +17,7 @@
 // - A local variable is stable, so that it may stand for another, where no assignment to it lies between the
 //   copy and the use: everywhere for the unchanged home of a parameter, otherwise within the region.
 // - Symbols that are no candidates are never replaced: not the parameters themselves, not variables in
-//   memory.
+//   memory; but for globals with program mode 2 (copied_globals.h).
 // - Temporaries "K$" and "Q$" hold addresses and constants that were given a name on purpose, so that the
 //   machine computes them once: the passes over loops and common subexpressions will make them. Only
 //   pointers among them are copied.
