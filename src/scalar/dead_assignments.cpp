@@ -272,7 +272,9 @@ void walk_cell(WALK& walk, BB* block, STMT* cell) {
         walk.last_uses = std::move(next_uses);
     } else if (combined && assigns_candidate(cell->tree) && combine_into_next(block, cell)) {
         note_combined(walk, combined, next_uses);
-        if (!cell->tree) remove_cell(block, cell);
+        if (cell->tree) return;
+        remove_cell(block, cell);
+        walk.last_uses.clear(); // what the two read, v among them, is read later as well
     }
 }
 
