@@ -91,4 +91,46 @@ NODE* convert_pointer(NODE* node) {
     return as_type(take_left(middle), node->type);
 }
 
+namespace {
+
+// The low bits of the result depend on the low bits of the operands alone.
+bool keeps_low_bits(int32_t op) {
+    switch (op) {
+    case OP_PLUS:
+    case OP_MINUS:
+    case OP_MULT:
+    case OP_ANDB:
+    case OP_ORB:
+    case OP_XORB: return true;
+    default: return false;
+    }
+}
+
+// An operand that is as good in the narrow type: a constant, or one that was widened from no wider type.
+bool is_narrow(const NODE* operand, const NODE* narrow) {
+    if (is_icon(operand)) return true;
+    return is_op(operand, OP_SCONV) && is_integer(operand->left) && !type_is_bool(operand->type) &&
+           bits_of(operand->left) <= bits_of(narrow);
+}
+
+NODE* narrowed(NODE* operand, const NODE* narrow) {
+    if (is_icon(operand)) return make_icon(narrow->type, operand->value());
+    return as_type(is_narrow(operand, narrow) ? take_left(operand) : operand, narrow->type);
+}
+
+} // namespace
+
+// Below the width of int nothing is gained: there are no narrower operators.
+NODE* convert_operands(NODE* node) {
+    NODE* wide = node->left;
+    if (!is_integer(node) || type_is_bool(node->type) || !keeps_low_bits(wide->op) || !is_integer(wide) ||
+        type_is_bool(wide->type) || bits_of(node) < 32 || bits_of(node) >= bits_of(wide) ||
+        !is_integer(wide->left) || !is_integer(wide->right))
+        return nullptr;
+    if (!is_narrow(wide->left, node) && !is_narrow(wide->right, node)) return nullptr;
+    NODE* left = narrowed(wide->left, node);
+    NODE* right = narrowed(wide->right, node);
+    return make_binary(wide->op, node->type, left, right);
+}
+
 } // namespace pelorus

@@ -109,10 +109,10 @@ NODE* add_negative(NODE* node) {
 }
 
 NODE* add_negation(NODE* node) {
-    if (!is_word(node)) return nullptr;
+    if (!is_word(node) && !is_floating(node)) return nullptr;
     if (is_op(node->right, OP_UMINUS))
         return make_binary(OP_MINUS, node->type, node->left, take_left(node->right));
-    if (is_op(node->left, OP_UMINUS) && is_integer(node) && is_integer(node->right) &&
+    if (is_op(node->left, OP_UMINUS) && !type_is_pointer(node->type) && !type_is_pointer(node->right->type) &&
         may_exchange(node->left, node->right))
         return make_binary(OP_MINUS, node->type, node->right, take_left(node->left));
     return nullptr;
@@ -173,7 +173,7 @@ NODE* subtract_negative(NODE* node) {
 }
 
 NODE* subtract_negation(NODE* node) {
-    if (!is_word(node) || !is_op(node->right, OP_UMINUS)) return nullptr;
+    if ((!is_word(node) && !is_floating(node)) || !is_op(node->right, OP_UMINUS)) return nullptr;
     return make_binary(OP_PLUS, node->type, node->left, take_left(node->right));
 }
 
@@ -182,6 +182,14 @@ NODE* subtract_like_terms(NODE* node) {
     if (is_word(node) && is_pure(node->left) && same_tree(node->left, node->right))
         return make_icon(node->type, 0);
     return like_terms(node, true);
+}
+
+NODE* subtract_complement(NODE* node) {
+    if (!is_integer(node) || type_is_bool(node->type)) return nullptr;
+    if (is_op(node->left, OP_UMINUS) && is_icon_of(node->right, 1))
+        return make_unary(OP_NOTB, node->type, take_left(node->left));
+    if (!is_all_ones(node->left) || !is_integer(node->right)) return nullptr;
+    return make_unary(OP_NOTB, node->type, node->right);
 }
 
 NODE* subtract_sums(NODE* node) { return sums_joined(node); }

@@ -28,4 +28,7 @@ PRODUCT product_of(NODE* node);
 // The canonical form: SLL for powers of two, UMINUS, the base, 0, or MULT. Needs: `base` is simplified.
 NODE* make_product(TYPE* type, NODE* base, INT96 factor);
 
+// What is zero when the node, a signed remainder by a power of two, is zero; null for other nodes.
+NODE* remainder_as_condition(NODE* node);
+
 } // namespace pelorus

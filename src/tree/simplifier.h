@@ -75,7 +75,10 @@ NODE* make_fcon(TYPE* type, const TARGET_FLOAT& value);
 NODE* make_unary(int32_t op, TYPE* type, NODE* left);
 NODE* make_binary(int32_t op, TYPE* type, NODE* left, NODE* right);
 NODE* make_copy(const NODE* leaf);
-// The same, simplified: for what does not stand at the top of a result. Operands are simplified already.
+// The node simplified, whose operands are simplified already.
+NODE* resimplified(NODE* node);
+// What the makers make, simplified: for what does not stand at the top of a result. Operands are simplified
+// already.
 NODE* inner_unary(int32_t op, TYPE* type, NODE* left);
 NODE* inner_binary(int32_t op, TYPE* type, NODE* left, NODE* right);
 // The node after its operands were changed in place: works its purity out anew.

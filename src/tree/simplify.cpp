@@ -7,11 +7,14 @@
 // It ends, because every rule leaves the first of these numbers that it changes smaller than it was:
 //   1. DIVs and MODs. The rules that spell out a signed division by a power of two make several operators of
 //      one, but none of these.
-//   2. Operators. A conversion that a rule puts in stands for an operator that it took away. So does each
-//      COMMAOP: a tree with so many effects had as many operators, the one that dropped it included.
-//   3. The sum of the weights of the operators, where UAND, STREF > PLUS, MINUS > SLL, SRL > ANDB > COMMAOP
-//      and conversions; MULT > SLL and UMINUS; MINUS > UMINUS; XORB > NOTB; QUEST, EXCLAIM, ANDAND, OROR >
-//      relations; MULTASG > SLLASG. PLUS and MINUS weigh the same, and relations do.
+//   2. Operators, of which a QUEST counts as four, since it tests and goes two ways. A conversion that
+//      a rule puts in stands for an operator that it took away. So does each COMMAOP: a tree with so many
+//      effects had as many operators, the one that dropped it included.
+//   3. The sum of the weights of the operators, where UAND, STREF > PLUS, MINUS > SLL, SRL > ANDB, ORB >
+//      COMMAOP and conversions; MULT > SLL and UMINUS; MINUS > UMINUS; PLUS, MINUS, XORB > NOTB; QUEST,
+//      EXCLAIM, ANDAND, OROR > relations, MINUS; relations > conversions; MULTASG > SLLASG. PLUS and MINUS
+//      weigh the same, ANDB and ORB do, and relations do. An operator of a wide type weighs more than the
+//      same of a narrow one.
 //   4. Operators above a sum with a constant, for all such sums: constants move out of sums and products.
 //   5. Orderings; constants on the left of an operator that takes them on the right, or negative in a sum;
 //      constants other than zero that a bit is compared with; floating constants as conditions.

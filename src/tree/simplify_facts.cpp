@@ -5,7 +5,7 @@
 #include "ir/symbol.h"
 #include "memory/zone.h"
 #include "tree/query.h"
-#include "tree/simplifier.h"
+#include "tree/shapes.h"
 
 namespace pelorus {
 
@@ -215,7 +215,6 @@ NODE* make_binary(int32_t op, TYPE* type, NODE* left, NODE* right) {
 }
 NODE* make_copy(const NODE* leaf) { return changed(copy_tree(leaf)); }
 
-NODE* resimplified(NODE* node); // simplify.cpp
 NODE* inner_unary(int32_t op, TYPE* type, NODE* left) { return resimplified(make_unary(op, type, left)); }
 NODE* inner_binary(int32_t op, TYPE* type, NODE* left, NODE* right) {
     return resimplified(make_binary(op, type, left, right));
@@ -303,6 +302,8 @@ NODE* as_condition(NODE* scalar) {
             return take_left(scalar);
         return nullptr;
     case OP_UMINUS: return take_left(scalar);
+    case OP_MOD:
+    case OP_MINUS: return remainder_as_condition(scalar);
     case OP_SCONV:
     case OP_PCONV: return keeps_zero(scalar) ? take_left(scalar) : nullptr;
     case OP_FCON: return make_icon(type_package()->int_type(), scalar->floating()->value != 0);

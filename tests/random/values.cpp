@@ -311,9 +311,28 @@ TREE with_twin(GENERATOR& g, SCALAR_ID type) {
     return operation(g.dice.one_of(NAMES), type, variant(), variant());
 }
 
+// Two terms that share an operand: what the rules about common factors and few operands look for.
+TREE with_shared(GENERATOR& g, SCALAR_ID type) {
+    constexpr const char* INNER[] = {"ANDB", "ORB", "XORB", "PLUS", "MINUS", "MULT", "SLL", "SRL"};
+    constexpr const char* OUTER[] = {"ANDB", "ORB", "XORB", "PLUS", "MINUS"};
+    const char* inner = g.dice.one_of(INNER);
+    const bool shifts = inner == INNER[6] || inner == INNER[7];
+    const TREE x = shifts ? number(g.dice.below(bits_of(type)), INT) : repeatable(g, type);
+    const auto term = [&] {
+        const TREE other = g.dice.chance(75) ? repeatable(g, type) : constant(g, type);
+        const char* name = g.dice.chance(75) ? inner : g.dice.one_of(OUTER);
+        if (shifts) return operation(inner, type, other, x);
+        return g.dice.chance(50) ? operation(name, type, x, other) : operation(name, type, other, x);
+    };
+    TREE left = term();
+    if (g.dice.chance(25)) left = operation("NOTB", type, left);
+    return operation(g.dice.one_of(OUTER), type, left, shifts || g.dice.chance(70) ? term() : x);
+}
+
 TREE arithmetic(GENERATOR& g, SCALAR_ID type, int depth) {
     constexpr const char* NAMES[] = {"PLUS", "MINUS", "MULT", "ANDB", "ORB", "XORB", "PLUS", "MINUS"};
-    switch (g.dice.below(10)) {
+    switch (g.dice.below(11)) {
+    case 10: return with_shared(g, type);
     case 0: return quotient(g, type, depth);
     case 1:
         return operation(g.dice.chance(50) ? "SLL" : "SRL", type, value(g, type, depth - 1),
@@ -352,12 +371,62 @@ const char* some_relation(GENERATOR& g, SCALAR_ID type) {
 
 TREE truth(GENERATOR& g, int depth);
 
+// Of a value with another form of it, or of a form of it with a constant.
+TREE derived_relation(GENERATOR& g, SCALAR_ID type, const TREE& x) {
+    const TREE y = repeatable(g, type);
+    const TREE z = repeatable(g, type);
+    const TREE small = number(g.dice.between(0, 8), type);
+    const TREE places = number(g.dice.below(bits_of(type)), INT);
+    const char* equality = g.dice.chance(50) ? "EQ" : "NEQ";
+    switch (g.dice.below(8)) {
+    case 0: return operation(some_relation(g, type), INT, operation("PLUS", type, y, constant(g, type)), y);
+    case 1: return operation(some_relation(g, type), INT, operation("SRL", type, x, places), small);
+    case 2: return operation(equality, INT, operation("SRL", type, x, number(bits_of(type) - 1, INT)), small);
+    case 3: return operation(equality, INT, operation("SLL", type, x, places), small);
+    case 4: {
+        constexpr const char* NAMES[] = {"PLUS", "MINUS", "XORB"};
+        const char* name = g.dice.one_of(NAMES);
+        return operation(equality, INT, operation(name, type, y, z),
+                         g.dice.chance(30) ? y : operation(name, type, x, z));
+    }
+    case 5: return operation(equality, INT, operation("MINUS", type, constant(g, type), x), small);
+    case 6:
+        return operation(equality, INT,
+                         operation(g.dice.chance(50) ? "ORB" : "MULT", type, x, constant(g, type)), small);
+    default: {
+        constexpr int64_t POWERS[] = {2, 4, 8, 16, 32};
+        return operation(equality, INT, operation("MOD", type, x, number(g.dice.one_of(POWERS), type)),
+                         small);
+    }
+    }
+}
+
+// Two tests of one value, of which often one would do.
+TREE two_tests(GENERATOR& g, SCALAR_ID type) {
+    const TREE x = repeatable(g, type);
+    const auto test = [&] {
+        const TREE small = number(g.dice.between(0, 10), type);
+        const TREE masked =
+            operation("ANDB", type, x, number(int64_t{1} << g.dice.below(bits_of(type)), type));
+        if (g.dice.chance(15)) return masked;
+        if (g.dice.chance(15)) return operation("EQ", INT, masked, number(0, type));
+        return operation(some_relation(g, type), INT, x, small);
+    };
+    const TREE left = test();
+    return operation(g.dice.chance(50) ? "ANDAND" : "OROR", INT, left, test());
+}
+
 // What the rules about comparisons look for.
 TREE special_relation(GENERATOR& g, int depth) {
     const SCALAR_ID type = some_integer(g);
     const TREE x = g.dice.chance(60) ? repeatable(g, type) : value(g, type, depth - 1);
     const auto mask = [&] { return number(int64_t{1} << g.dice.below(bits_of(type)), type); };
-    switch (g.dice.below(9)) {
+    switch (g.dice.below(14)) {
+    case 11:
+    case 12: return two_tests(g, type);
+    case 8:
+    case 9:
+    case 10: return derived_relation(g, type, x);
     case 0: { // a bit
         const TREE bit = mask();
         return operation(g.dice.chance(50) ? "EQ" : "NEQ", INT, operation("ANDB", type, x, bit),
@@ -470,10 +539,36 @@ TREE truth(GENERATOR& g, int depth) {
     }
 }
 
+// Arms that have to do with the condition or with each other.
+TREE special_choice(GENERATOR& g, SCALAR_ID type, int depth) {
+    const TREE x = repeatable(g, type);
+    const TREE y = repeatable(g, type);
+    const auto choose = [&](const TREE& test, const TREE& first, const TREE& second) {
+        const bool exchange = g.dice.chance(50);
+        return operation("QUEST", type, test,
+                         "COLON(" + (exchange ? second : first) + ", " + (exchange ? first : second) + ")");
+    };
+    const int64_t near = g.dice.between(0, 9);
+    switch (g.dice.below(5)) {
+    case 0: return choose(operation(g.dice.chance(50) ? "EQ" : "NEQ", INT, x, y), x, y);
+    case 1: return choose(condition(g, depth - 1), number(near, type), number(near + 1, type));
+    case 2: return choose(condition(g, depth - 1), number(0, type), number(int64_t{1} << near, type));
+    case 3:
+        return choose(operation(some_relation(g, type), INT, x, number(0, type)), x,
+                      operation("UMINUS", type, x));
+    default:
+        if (type != INT) return choose(condition(g, depth - 1), x, number(0, type));
+        return operation("QUEST", INT, condition(g, depth - 1),
+                         g.dice.chance(50) ? "COLON(" + truth(g, depth - 1) + ", 0:int)"
+                                           : "COLON(1:int, " + truth(g, depth - 1) + ")");
+    }
+}
+
 TREE choice(GENERATOR& g, SCALAR_ID type, int depth) {
     if (type == INT && g.dice.chance(10))
         return operation("QUEST", INT, condition(g, depth - 1),
                          g.dice.chance(50) ? "COLON(1:int, 0:int)" : "COLON(0:int, 1:int)");
+    if (!is_floating(type) && bits_of(type) >= 32 && g.dice.chance(30)) return special_choice(g, type, depth);
     const TREE left = value(g, type, depth - 1);
     const TREE test =
         g.dice.chance(20) ? operation("EXCLAIM", INT, condition(g, depth - 1)) : condition(g, depth - 1);
