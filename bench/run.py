@@ -13,6 +13,8 @@
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
                 through llc-19 -O2. A second table has our side without mem2reg.
+  expressions   what is left of each function of bench/expressions.c: operators of our trees before and after level 2, instructions of
+                clang's IR after opt-19 with instcombine; and the ARM instructions of both after llc-19 -O2, returns not counted
   interpreter   operations a second that icode-run executes, on the examples after pelorus at level 2, and its time against that of
                 qemu-arm for the executable that pelorus-cc -O2 makes
 
@@ -30,6 +32,8 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 TARGET = "--target=armv7-linux-gnueabihf"
 LEVELS = range(5)
+# What is no operation by itself in the text form of a tree.
+NO_OPERATORS = {"ASG", "PCOMMA", "COMMA", "COLON", "RETURN", "URETURN", "IF", "BRANCH", "UAND", "NAME", "LCON", "FCON"}
 PEERS = {"mem2reg": "mem2reg", "O1": "default<O1>", "O2": "default<O2>"}
 
 
@@ -268,6 +272,38 @@ class Bench:
         counted = subprocess.run([self.tools / "icode-run", "--stats", icode], capture_output=True, text=True, check=True).stderr
         return int(re.search(r"^ *(\d+) .* all$", counted, re.M)[1])
 
+    def operators(self, icode):
+        """Operators of each function's trees; leaves, assignments and what holds a statement together count nothing."""
+        text = run(self.tools / "icode-dis", icode).decode()
+        counts = {}
+        for name, body in re.findall(r"^function @_(\w+).*?$(.*?)^end_function", text, re.M | re.S):
+            trees = "\n".join(line for line in body.split("\n") if not line.lstrip().startswith(("symbol", "note", "label")))
+            counts[name] = sum(op not in NO_OPERATORS for op in re.findall(r"\b([A-Z]+)(?::[\w.*]+)?\(", trees))
+        return counts
+
+    def arm_instructions(self, ir):
+        """ARM instructions of each function, its returns not counted."""
+        text = run("llc-19", "-O2", "-filetype=asm", ir, "-o", "-").decode()
+        functions = re.findall(r"^(\w+):[^\n]*$(.*?)^\.Lfunc_end", text, re.M | re.S)
+        return {name: sum(not re.match(r"bx\tlr|pop\t.*pc", line) for line in re.findall(r"^\t([a-z].*)", body, re.M)) for name, body in functions}
+
+    def expressions(self):
+        source = ROOT / "bench" / "expressions.c"
+        icode, bitcode = self.both_forms(source)
+        optimized, stem = self.folder / "expressions.opt", self.folder / "expressions"
+        run(self.tools / "pelorus", "-o2", icode, optimized)
+        run(self.tools / "icode-llvm", optimized, "-o", f"{stem}.ll")
+        run("opt-19", "-passes=mem2reg", f"{stem}.ll", "-o", f"{stem}.ours.bc")
+        run("opt-19", "-passes=mem2reg,instcombine", bitcode, "-S", "-o", f"{stem}.peer.ll")
+        peer = re.findall(r"^define [^\n]*@(\w+)\([^\n]*\{$(.*?)^\}", pathlib.Path(f"{stem}.peer.ll").read_text(), re.M | re.S)
+        peer = {name: len(re.findall(r"^  (?!ret |br )", body, re.M)) for name, body in peer}
+        before, after = self.operators(icode), self.operators(optimized)
+        ours_arm, peer_arm = self.arm_instructions(f"{stem}.ours.bc"), self.arm_instructions(f"{stem}.peer.ll")
+        print("\nOperators left of an expression; instructions\n")
+        print("| function | operators before | after | opt-19 instcombine | ARM instructions | of opt-19 |\n|---|---|---|---|---|---|")
+        for name in before:
+            print(f"| {name} | {before[name]} | {after[name]} | {peer[name]} | {ours_arm[name]} | {peer_arm[name]} |")
+
     def interpreter(self, examples):
         print("\nOperations that icode-run executes, and its time against qemu-arm's\n")
         print("| example | operations (millions) | a second (millions) | time ms | qemu-arm | ratio |\n|---|---|---|---|---|---|")
@@ -341,10 +377,10 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, variables, decisions, levels, interpreter, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, variables, decisions, levels, expressions, interpreter, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "variables", "decisions", "levels", "interpreter", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "variables", "decisions", "levels", "expressions", "interpreter", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -359,6 +395,8 @@ def main():
             bench.decisions(examples, arguments.against)
         if "levels" in wanted:
             bench.levels(examples)
+        if "expressions" in wanted:
+            bench.expressions()
         if "interpreter" in wanted:
             bench.interpreter(examples)
         if "instructions" in wanted:
