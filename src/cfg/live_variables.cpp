@@ -18,7 +18,6 @@
 #include "support/fatal.h"
 #include "support/trace.h"
 #include "tree/access.h"
-#include "tree/operator_assignment.h"
 #include "tree/query.h"
 
 namespace pelorus {

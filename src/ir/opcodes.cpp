@@ -161,4 +161,22 @@ bool opcode_has_side_effect(int32_t number) {
     return kind == OPCODE_CLASS::ASSIGNS || kind == OPCODE_CLASS::CALLS || kind == OPCODE_CLASS::CONTROL;
 }
 
+int32_t plain_operator(int32_t op) {
+    switch (op) {
+    case OP_PLUSASG:
+    case OP_PLUSPLUS: return OP_PLUS;
+    case OP_MINUSASG:
+    case OP_MINMIN: return OP_MINUS;
+    case OP_MULTASG: return OP_MULT;
+    case OP_DIVASG: return OP_DIV;
+    case OP_MODASG: return OP_MOD;
+    case OP_ANDBASG: return OP_ANDB;
+    case OP_ORBASG: return OP_ORB;
+    case OP_XORBASG: return OP_XORB;
+    case OP_SLLASG: return OP_SLL;
+    case OP_SRLASG: return OP_SRL;
+    default: return OP_NOP;
+    }
+}
+
 } // namespace pelorus

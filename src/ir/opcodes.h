@@ -96,6 +96,9 @@ inline bool opcode_assigns(int32_t number) {
     return opcode_arity(number) >= 0 && opcode_fact(number).kind == OPCODE_CLASS::ASSIGNS;
 }
 
+// The operator of `x op= v`, x++ and x--: PLUS for PLUSASG and PLUSPLUS. NOP for all other opcodes.
+int32_t plain_operator(int32_t op);
+
 // EQ to UGT: the operators that compare.
 constexpr bool opcode_is_relation(int32_t number) { return number >= OP_EQ && number <= OP_UGT; }
 

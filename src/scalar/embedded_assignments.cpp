@@ -12,7 +12,6 @@
 #include "scalar/assignment_query.h"
 #include "scalar/assignments.h"
 #include "support/decision.h"
-#include "tree/operator_assignment.h"
 #include "tree/query.h"
 
 namespace pelorus {

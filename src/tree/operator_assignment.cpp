@@ -15,24 +15,6 @@ NODE* converted_value(NODE* value, TYPE* type) {
     return new_unary(pointer && !type_is_bool(type) ? OP_PCONV : OP_SCONV, type, value);
 }
 
-int32_t plain_operator(int32_t op) {
-    switch (op) {
-    case OP_PLUSASG:
-    case OP_PLUSPLUS: return OP_PLUS;
-    case OP_MINUSASG:
-    case OP_MINMIN: return OP_MINUS;
-    case OP_MULTASG: return OP_MULT;
-    case OP_DIVASG: return OP_DIV;
-    case OP_MODASG: return OP_MOD;
-    case OP_ANDBASG: return OP_ANDB;
-    case OP_ORBASG: return OP_ORB;
-    case OP_XORBASG: return OP_XORB;
-    case OP_SLLASG: return OP_SLL;
-    case OP_SRLASG: return OP_SRL;
-    default: return OP_NOP;
-    }
-}
-
 namespace {
 
 // The type in which the operator works.

@@ -9,9 +9,6 @@ namespace pelorus {
 // converted. Nothing is simplified.
 NODE* converted_value(NODE* value, TYPE* type);
 
-// The operator of `x op= v`, x++ and x--: PLUS for PLUSASG and PLUSPLUS. NOP for all other opcodes.
-int32_t plain_operator(int32_t op);
-
 // `x op= v` as `x = x op v`, not simplified: the operator works in the type of v (shifts in that of x after
 // promotion), and what it gives is converted to the type of x. x++ becomes `x = x + v`, so that its value is
 // another one. The node is used up.

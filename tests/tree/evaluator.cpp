@@ -413,24 +413,6 @@ EVALUATED relation(MACHINE& machine, const NODE* node) {
 
 // --- Assignments ---
 
-int32_t plain_operator(int32_t op) {
-    switch (op) {
-    case OP_PLUSASG:
-    case OP_PLUSPLUS: return OP_PLUS;
-    case OP_MINUSASG:
-    case OP_MINMIN: return OP_MINUS;
-    case OP_MULTASG: return OP_MULT;
-    case OP_DIVASG: return OP_DIV;
-    case OP_MODASG: return OP_MOD;
-    case OP_ANDBASG: return OP_ANDB;
-    case OP_ORBASG: return OP_ORB;
-    case OP_XORBASG: return OP_XORB;
-    case OP_SLLASG: return OP_SLL;
-    case OP_SRLASG: return OP_SRL;
-    default: return OP_NOP;
-    }
-}
-
 // The type in which a compound assignment works.
 const TYPE* working_type(const NODE* node, int32_t op) {
     const TYPE* type = node->left->type;

@@ -119,24 +119,6 @@ const TYPE* working_type(const NODE* tree, bool is_shift) {
     return own->size < 4 ? type_package()->int_type() : own;
 }
 
-int32_t operator_of(int32_t op) {
-    switch (op) {
-    case OP_PLUSASG:
-    case OP_PLUSPLUS: return OP_PLUS;
-    case OP_MINUSASG:
-    case OP_MINMIN: return OP_MINUS;
-    case OP_MULTASG: return OP_MULT;
-    case OP_DIVASG: return OP_DIV;
-    case OP_MODASG: return OP_MOD;
-    case OP_ANDBASG: return OP_ANDB;
-    case OP_ORBASG: return OP_ORB;
-    case OP_XORBASG: return OP_XORB;
-    case OP_SLLASG: return OP_SLL;
-    case OP_SRLASG: return OP_SRL;
-    default: return OP_NOP;
-    }
-}
-
 VALUE compound_assignment(EMITTER& emitter, const NODE* tree, int32_t op) {
     PLACE place = emit_place(emitter, tree->left);
     VALUE right = emit_value(emitter, tree->right);
@@ -217,7 +199,7 @@ void store_structure(EMITTER& emitter, const PLACE& to, const VALUE& from) {
 }
 
 VALUE emit_assignment(EMITTER& emitter, const NODE* tree) {
-    if (int32_t op = operator_of(tree->op); op != OP_NOP) return compound_assignment(emitter, tree, op);
+    if (int32_t op = plain_operator(tree->op); op != OP_NOP) return compound_assignment(emitter, tree, op);
     if (tree->op != OP_ASG && tree->op != OP_STASG)
         refuse(emitter.module, "%s (opcode %d) cannot be translated", opcode_name(tree->op), tree->op);
     PLACE place = emit_place(emitter, tree->left);

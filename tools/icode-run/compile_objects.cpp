@@ -249,24 +249,6 @@ uint32_t store_bits(COMPILER& compiler, const OBJECT_PLACE& place, uint32_t valu
 
 // --- Assignments ---
 
-int32_t operator_of(int32_t op) {
-    switch (op) {
-    case OP_PLUSASG:
-    case OP_PLUSPLUS: return OP_PLUS;
-    case OP_MINUSASG:
-    case OP_MINMIN: return OP_MINUS;
-    case OP_MULTASG: return OP_MULT;
-    case OP_DIVASG: return OP_DIV;
-    case OP_MODASG: return OP_MOD;
-    case OP_ANDBASG: return OP_ANDB;
-    case OP_ORBASG: return OP_ORB;
-    case OP_XORBASG: return OP_XORB;
-    case OP_SLLASG: return OP_SLL;
-    case OP_SRLASG: return OP_SRL;
-    default: return OP_NOP;
-    }
-}
-
 // What the operator of a compound assignment works on: v's type; for shifts x's own, promoted.
 SHAPE working_shape(const SHAPE& own, const SHAPE& right, int32_t op) {
     if (own.is_pointer) return own;
@@ -382,7 +364,7 @@ void emit_copy(COMPILER& compiler, uint32_t to, uint32_t from, uint32_t size) {
 
 uint32_t emit_assignment(COMPILER& compiler, const NODE* tree, uint32_t wanted, bool used) {
     count_operator(compiler, tree);
-    if (const int32_t op = operator_of(tree->op); op != OP_NOP)
+    if (const int32_t op = plain_operator(tree->op); op != OP_NOP)
         return compound_assignment(compiler, tree, op, wanted, used);
     const OBJECT_PLACE place = emit_place(compiler, tree->left, tree->right);
     const SHAPE shape = shape_of(place.type);
