@@ -4,6 +4,7 @@
 // Arithmetic is modulo the width, so x + c < x holds just where the sum goes past the end of the range: for
 // an unsigned x from 2^n - c on. H. Warren, "Hacker's Delight", 2-13 and 10-1.
 #include "support/settings.h"
+#include "tree/query.h"
 #include "tree/shapes.h"
 
 namespace pelorus {
@@ -66,13 +67,12 @@ bool is_spelled_remainder(const NODE* node, REMAINDER& found) {
     const int power = int96_log2(mask);
     if (power < 1 || !is_op(sum, OP_PLUS) || !is_pure(node->left) || !same_tree(sum->left, node->left))
         return false;
-    const NODE* rounding = sum->right;
-    uint32_t places = 0;
     found = {node->left, static_cast<uint32_t>(power)};
-    return is_op(rounding, OP_ANDB) && is_icon(rounding->right) && is_op(rounding->left, OP_SRL) &&
-           as_bits(node, rounding->right->value()) == low_ones(found.power) && !is_unsigned(rounding->left) &&
-           is_shift_by(rounding->left, places) && places == bits_of(node) - 1 &&
-           same_tree(rounding->left->left, node->left);
+    if (!is_variable(node->left)) return false;
+    NODE* rounding = rounding_of(node->type, node->left, found.power);
+    const bool same = same_tree(sum->right, rounding);
+    erase_tree(rounding);
+    return same;
 }
 
 bool is_remainder(const NODE* node, REMAINDER& found) {
@@ -214,6 +214,15 @@ NODE* compare_top_bit(NODE* node) {
         return nullptr;
     return make_binary(is_op(node, OP_NEQ) ? OP_GT : OP_LE, node->type, left->left,
                        make_icon(left->left->type, low_ones(bits_of(left) - 1)));
+}
+
+// What is 0 or 1 anyway is its own truth.
+NODE* compare_low_bit(NODE* node) {
+    NODE* left = node->left;
+    if (!is_number(left) || is_icon(left) || !is_icon_of(node->right, is_op(node, OP_EQ) ? 1 : 0))
+        return nullptr;
+    if (possible_bits(left) != int96_signed(1)) return nullptr;
+    return type_same_representation(left->type, node->type) ? left : make_unary(OP_SCONV, node->type, left);
 }
 
 // Of bool values, converted or not: compared with 1, or with 0 for the truth.

@@ -129,6 +129,18 @@ NODE* shift_out(NODE* node) {
 
 // --- DIV and MOD ---
 
+// The sign shifted to the low bits. As words without sign by one shift, which the processor adds at once; in
+// other types by a mask.
+NODE* rounding_of(TYPE* type, const NODE* dividend, uint32_t power) {
+    const uint32_t bits = type_bits(type);
+    const bool is_int = type_same_representation(type, type_package()->int_type());
+    TYPE* logical = type_package()->unsigned_int_type();
+    if (is_int && power == 1) return make_binary(OP_SRL, logical, make_copy(dividend), amount_icon(bits - 1));
+    NODE* sign = make_binary(OP_SRL, type, make_copy(dividend), amount_icon(bits - 1));
+    if (is_int) return make_binary(OP_SRL, logical, sign, amount_icon(bits - power));
+    return make_binary(OP_ANDB, type, sign, make_icon(type, low_ones(power)));
+}
+
 namespace {
 
 bool divisions_stay() { return settings.no_divide_replacement != 0; }
@@ -136,12 +148,6 @@ bool divisions_stay() { return settings.no_divide_replacement != 0; }
 bool is_never_negative(const NODE* node) {
     return is_unsigned(node) ||
            (type_is_signed(node->left->type) && !int96_is_negative(range_of(node->left).low));
-}
-
-// v >> 31 & 2^k - 1: what a negative dividend lacks to be rounded up.
-NODE* rounding_of(const NODE* node, uint32_t power) {
-    NODE* sign = make_binary(OP_SRL, node->type, make_copy(node->left), amount_icon(bits_of(node) - 1));
-    return make_binary(OP_ANDB, node->type, sign, make_icon(node->type, low_ones(power)));
 }
 
 // The power of two that a signed constant divisor, or its negative, is; 0 when it is none above 1.
@@ -193,7 +199,7 @@ NODE* divide_variable_by_power(NODE* node) {
     bool negative = false;
     const uint32_t power = signed_power(node, negative);
     if (!power) return nullptr;
-    NODE* rounded = make_binary(OP_PLUS, node->type, node->left, rounding_of(node, power));
+    NODE* rounded = make_binary(OP_PLUS, node->type, node->left, rounding_of(node->type, node->left, power));
     NODE* quotient = make_binary(OP_SRL, node->type, rounded, amount_icon(power));
     return negative ? make_unary(OP_UMINUS, node->type, quotient) : quotient;
 }
@@ -232,7 +238,8 @@ NODE* remainder_of_variable(NODE* node) {
     bool negative = false;
     const uint32_t power = signed_power(node, negative);
     if (!power) return nullptr;
-    NODE* rounded = make_binary(OP_PLUS, node->type, make_copy(node->left), rounding_of(node, power));
+    NODE* rounded =
+        make_binary(OP_PLUS, node->type, make_copy(node->left), rounding_of(node->type, node->left, power));
     NODE* mask = make_icon(node->type, int96_shift_left(int96_signed(-1), power));
     return make_binary(OP_MINUS, node->type, node->left, make_binary(OP_ANDB, node->type, rounded, mask));
 }

@@ -28,6 +28,9 @@ PRODUCT product_of(NODE* node);
 // The canonical form: SLL for powers of two, UMINUS, the base, 0, or MULT. Needs: `base` is simplified.
 NODE* make_product(TYPE* type, NODE* base, INT96 factor);
 
+// What a signed variable lacks to be divided by 2^power with a shift: 2^power - 1 when it is negative, else
+// 0.
+NODE* rounding_of(TYPE* type, const NODE* dividend, uint32_t power);
 // What is zero when the node, a signed remainder by a power of two, is zero; null for other nodes.
 NODE* remainder_as_condition(NODE* node);
 

@@ -401,6 +401,17 @@ TREE derived_relation(GENERATOR& g, SCALAR_ID type, const TREE& x) {
     }
 }
 
+// Of floating values whose signs or widths a comparison need not look at.
+TREE floating_relation(GENERATOR& g) {
+    constexpr const char* CONSTANTS[] = {"1", "0.5", "-2", "0.1", "3"};
+    const std::string constant = std::string("FCON:double \"") + g.dice.one_of(CONSTANTS) + "\"";
+    const TREE wide = operation("SCONV", DOUBLE, value(g, FLOAT, 1));
+    if (g.dice.chance(30))
+        return operation(g.dice.one_of(RELATIONS), INT, wide, operation("SCONV", DOUBLE, value(g, FLOAT, 1)));
+    return operation(g.dice.one_of(RELATIONS), INT,
+                     g.dice.chance(70) ? wide : operation("UMINUS", DOUBLE, value(g, DOUBLE, 1)), constant);
+}
+
 // Two tests of one value, of which often one would do.
 TREE two_tests(GENERATOR& g, SCALAR_ID type) {
     const TREE x = repeatable(g, type);
@@ -421,7 +432,8 @@ TREE special_relation(GENERATOR& g, int depth) {
     const SCALAR_ID type = some_integer(g);
     const TREE x = g.dice.chance(60) ? repeatable(g, type) : value(g, type, depth - 1);
     const auto mask = [&] { return number(int64_t{1} << g.dice.below(bits_of(type)), type); };
-    switch (g.dice.below(14)) {
+    switch (g.dice.below(15)) {
+    case 13: return floating_relation(g);
     case 11:
     case 12: return two_tests(g, type);
     case 8:
