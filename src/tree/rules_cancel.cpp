@@ -45,10 +45,10 @@ bool cancel(const TERM& a, const TERM& b) {
            type_is_pointer(a.tree->type) == type_is_pointer(b.tree->type) && same_tree(a.tree, b.tree);
 }
 
-// Drops the first two terms that take each other away.
+// Drops the first two terms that take each other away. What is evaluated between them must not change them.
 bool drop_opposites(TERMS& terms) {
     for (int i = 0; i < terms.count; ++i)
-        for (int j = i + 1; j < terms.count; ++j)
+        for (int j = i + 1; j < terms.count && (j == i + 1 || is_pure(terms.list[j - 1].tree)); ++j)
             if (cancel(terms.list[i], terms.list[j])) {
                 drop_term(terms, j);
                 drop_term(terms, i);
@@ -119,10 +119,10 @@ NODE* equal_to_zero(NODE* node, NODE* operand) {
 
 // x ^ y == x is y == 0, x ^ y == x ^ z is y == z.
 NODE* xors_compared(NODE* node) {
+    if (!is_pure(node->left) || !is_pure(node->right)) return nullptr;
     if (NODE* rest = xor_partner(node->left, node->right)) return equal_to_zero(node, rest);
     if (NODE* rest = xor_partner(node->right, node->left)) return equal_to_zero(node, rest);
     if (!is_op(node->left, OP_XORB) || !is_op(node->right, OP_XORB)) return nullptr;
-    if (!is_pure(node->left) || !is_pure(node->right)) return nullptr;
     if (NODE* rest = xor_partner(node->right, node->left->left))
         return make_binary(node->op, node->type, node->left->right, rest);
     if (NODE* rest = xor_partner(node->right, node->left->right))
