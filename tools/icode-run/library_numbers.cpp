@@ -35,12 +35,21 @@ std::string number_text(MACHINE& machine, ADDRESS place) {
     return text;
 }
 
+// For a base that does not exist the host says nothing of where the number ends.
+template <typename CONVERT>
+auto in_base(int base, const char* text, char** end, const CONVERT& convert) {
+    if (base == 0 || (base >= 2 && base <= 36)) return convert(text, end, base);
+    *end = const_cast<char*>(text);
+    errno = EINVAL;
+    return decltype(convert(text, end, base)){0};
+}
+
 // Reads a number from the first argument with `convert`, stores where it ends and what went wrong.
 template <typename CONVERT>
 auto converted(GUEST_CALL& call, bool has_end, const CONVERT& convert) {
     const ADDRESS place = word_argument(call, 0);
     std::string text = number_text(call.machine, place);
-    char* end = text.data(); // the host sets it for a base that exists only
+    char* end = text.data();
     errno = 0;
     const auto value = convert(text.c_str(), &end);
     if (errno) set_errno(call.library, errno);
@@ -53,7 +62,7 @@ template <typename T>
 void call_strto_signed(GUEST_CALL& call) {
     const int base = int_argument(call, 2);
     give(call, converted(call, true, [&](const char* text, char** end) -> int64_t {
-             const int64_t value = std::strtoll(text, end, base);
+             const int64_t value = in_base(base, text, end, std::strtoll);
              if (value >= std::numeric_limits<T>::min() && value <= std::numeric_limits<T>::max())
                  return value;
              errno = ERANGE;
@@ -63,7 +72,7 @@ void call_strto_signed(GUEST_CALL& call) {
 
 // A minus sign negates the number in the type of the result, after its size was looked at.
 uint32_t word_of_text(const char* text, char** end, int base) {
-    const uint64_t value = std::strtoull(text, end, base);
+    const uint64_t value = in_base(base, text, end, std::strtoull);
     if (errno == ERANGE) return UINT32_MAX;
     const std::string_view sign(text, static_cast<size_t>(*end - text));
     const bool negative = sign.find('-') != std::string_view::npos;
@@ -83,7 +92,7 @@ void call_strtoul(GUEST_CALL& call) {
 void call_strtoull(GUEST_CALL& call) {
     const int base = int_argument(call, 2);
     give(call, converted(call, true, [&](const char* text, char** end) {
-             return static_cast<int64_t>(std::strtoull(text, end, base));
+             return static_cast<int64_t>(in_base(base, text, end, std::strtoull));
          }));
 }
 
