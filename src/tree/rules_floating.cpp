@@ -1,6 +1,7 @@
 // Rules for floating values. Each gives the same number for every operand and in every mode of rounding:
 // changing a sign is exact, and so is widening. Nothing is regrouped, and nothing cancels: infinities and
-// NaNs are no zero when they are subtracted from themselves.
+// NaNs are no zero when they are subtracted from themselves. Nor do signs move out of sums and products: an
+// operator hands a NaN on with its sign, which x * -1.0 keeps and -x turns round.
 #include "tree/shapes.h"
 
 namespace pelorus {
@@ -11,19 +12,7 @@ NODE* negated_constant(const NODE* constant) {
     return make_fcon(constant->type, target_float_negate(*constant->floating()));
 }
 
-// The operator without the signs of both operands, or with the sign of one moved into the other's constant.
-NODE* signs_moved(NODE* node) {
-    if (!is_floating(node) || !is_op(node->left, OP_UMINUS)) return nullptr;
-    if (is_op(node->right, OP_UMINUS))
-        return make_binary(node->op, node->type, take_left(node->left), take_left(node->right));
-    if (!is_fcon(node->right)) return nullptr;
-    return make_binary(node->op, node->type, take_left(node->left), negated_constant(node->right));
-}
-
 } // namespace
-
-NODE* multiply_signs(NODE* node) { return signs_moved(node); }
-NODE* divide_signs(NODE* node) { return signs_moved(node); }
 
 // The sign of an absolute value's operand does not count; an unsigned operand has none.
 NODE* absolute_of_sign(NODE* node) {

@@ -24,8 +24,6 @@ INT96 low_ones(uint32_t count) {
 
 NODE* multiply_nothing(NODE* node) {
     if (is_fcon(node->right) && node->right->floating()->value == 1) return as_type(node->left, node->type);
-    if (is_fcon(node->right) && node->right->floating()->value == -1)
-        return make_unary(OP_UMINUS, node->type, node->left);
     if (!is_icon_of(node->right, 0) && !is_icon_of(node->right, 1) &&
         !(is_all_ones(node->right) && is_integer(node)))
         return nullptr;
@@ -167,8 +165,6 @@ bool is_variable_division(const NODE* node) {
 
 NODE* divide_nothing(NODE* node) {
     if (is_fcon(node->right) && node->right->floating()->value == 1) return as_type(node->left, node->type);
-    if (is_fcon(node->right) && node->right->floating()->value == -1)
-        return make_unary(OP_UMINUS, node->type, node->left);
     if (is_icon_of(node->right, 1)) return as_type(node->left, node->type);
     if (!is_integer(node) || is_unsigned(node) || !is_all_ones(node->right)) return nullptr;
     return make_unary(OP_UMINUS, node->type, node->left);

@@ -109,7 +109,7 @@ NODE* add_negative(NODE* node) {
 }
 
 NODE* add_negation(NODE* node) {
-    if (!is_word(node) && !is_floating(node)) return nullptr;
+    if (!is_word(node)) return nullptr;
     if (is_op(node->right, OP_UMINUS))
         return make_binary(OP_MINUS, node->type, node->left, take_left(node->right));
     if (is_op(node->left, OP_UMINUS) && !type_is_pointer(node->type) && !type_is_pointer(node->right->type) &&
@@ -173,7 +173,7 @@ NODE* subtract_negative(NODE* node) {
 }
 
 NODE* subtract_negation(NODE* node) {
-    if ((!is_word(node) && !is_floating(node)) || !is_op(node->right, OP_UMINUS)) return nullptr;
+    if (!is_word(node) || !is_op(node->right, OP_UMINUS)) return nullptr;
     return make_binary(OP_PLUS, node->type, node->left, take_left(node->right));
 }
 
