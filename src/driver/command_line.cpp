@@ -82,7 +82,7 @@ void open_input() {
     OWNED_STREAM stream(open_file("Input icode File", run.input_name, "rb"));
     run_files.reader = open_icode(stream.get(), run.input_name.c_str(), optimizer_client());
     if (run_files.reader) {
-        (void)stream.release(); // it is the reader's now
+        [[maybe_unused]] FILE* readers = stream.release();
         return;
     }
     fprintf(stderr, "\n>> Error when opening input icode file : %s, Aborting\n", run.input_name.c_str());

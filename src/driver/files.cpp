@@ -173,7 +173,7 @@ void open_output_file() {
     }
     run_files.writer = create_icode(stream.get(), run.output_name.c_str(),
                                     icode_source_name(*run_files.reader), *type_package());
-    (void)stream.release(); // it is the writer's now
+    [[maybe_unused]] FILE* writers = stream.release();
 }
 
 // --- Ends ---

@@ -251,7 +251,7 @@ void fill_globals(MACHINE& machine) {
         for (const GLOBAL_OBJECT::CHUNK& chunk : machine.program.globals[i].chunks) {
             uint8_t* to = machine.view.bytes + machine.globals[i] + chunk.offset;
             if (chunk.target == NO_NUMBER) {
-                memcpy(to, chunk.bytes.data(), chunk.bytes.size());
+                std::copy(chunk.bytes.begin(), chunk.bytes.end(), to);
                 continue;
             }
             const uint32_t address = machine.globals[chunk.target] + chunk.addend;
