@@ -189,7 +189,8 @@ bool unmask(NODE*& operand, INT96 wanted) {
     if (!is_op(operand, OP_ANDB) || !is_icon(operand->right) || !is_number(operand)) return false;
     const INT96 mask = as_bits(operand, operand->right->value());
     if (int96_and(mask, wanted) != wanted) return false;
-    operand = as_type(take_left(operand), operand->type);
+    TYPE* type = operand->type; // the node goes
+    operand = as_type(take_left(operand), type);
     return true;
 }
 
