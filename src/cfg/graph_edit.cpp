@@ -71,7 +71,7 @@ BB_LIST* find_in(BB_LIST* set, const BB* block) {
     return set;
 }
 
-void remove_cell(BB_LIST*& set, BB_LIST* cell) {
+void remove_edge_cell(BB_LIST*& set, BB_LIST* cell) {
     (cell->previous ? cell->previous->next : set) = cell->next;
     if (cell->next) cell->next->previous = cell->previous;
     if (cell->twin) cell->twin->twin = nullptr;
@@ -84,7 +84,7 @@ BB_LIST* other_side(const BB_LIST* edge, BB_LIST* set, const BB* block) {
 }
 
 void free_set(BB_LIST*& set) {
-    while (set) remove_cell(set, set);
+    while (set) remove_edge_cell(set, set);
 }
 
 bool same_sequence(const BB_LIST* a, const BB_LIST* b) {
@@ -130,8 +130,8 @@ void add_edge(BB* from, BB* to) {
 
 void remove_edge(BB* from, BB* to) {
     BB_LIST* forth = find_in(from->succs, to);
-    if (BB_LIST* back = other_side(forth, to->preds, from)) remove_cell(to->preds, back);
-    if (forth) remove_cell(from->succs, forth);
+    if (BB_LIST* back = other_side(forth, to->preds, from)) remove_edge_cell(to->preds, back);
+    if (forth) remove_edge_cell(from->succs, forth);
     edges_changed();
 }
 
@@ -160,7 +160,7 @@ bool recompute_successors(BB* block) {
         if (marked(cell->block))
             join(cell->block->dfs_cursor, back);
         else
-            remove_cell(cell->block->preds, back);
+            remove_edge_cell(cell->block->preds, back);
     }
     mark_all(block->succs);
     for (BB_LIST* cell = targets; cell; cell = cell->next)

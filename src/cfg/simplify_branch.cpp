@@ -237,7 +237,7 @@ NODE* nested_test(const BB* block, const BB* inner) {
     return target_of(true_leaf(test)) == inner || target_of(false_leaf(test)) == inner ? nullptr : test;
 }
 
-bool may_merge_tests(const NODE* tree, const BB* inner, const NODE* test, bool inverted) {
+bool may_nest_tests(const NODE* tree, const BB* inner, const NODE* test, bool inverted) {
     if (!is_short_enough(tree->left, test->left))
         return refuse(SITE_nested_test, "the condition would be too long");
     if (inverted && !has_complement(test->left))
@@ -258,7 +258,7 @@ bool merge_nested_test(BB* block, NODE* tree) {
         const bool same_side = target_of(over_true ? false_leaf(test) : true_leaf(test)) == target_of(shared);
         const bool other_side =
             target_of(over_true ? true_leaf(test) : false_leaf(test)) == target_of(shared);
-        if ((!same_side && !other_side) || !may_merge_tests(tree, inner, test, !same_side)) continue;
+        if ((!same_side && !other_side) || !may_nest_tests(tree, inner, test, !same_side)) continue;
         if (!same_side) invert_if(test);
         NODE* onward = over_true ? true_leaf(test) : false_leaf(test);
         tree->left = new_binary(over_true ? OP_ANDAND : OP_OROR, type_package()->int_type(), tree->left,

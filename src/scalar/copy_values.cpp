@@ -37,7 +37,7 @@ struct TASK {
     WORK work;
 };
 
-struct WALK {
+struct COPY_WALK {
     COPY_SWEEP& sweep;
     std::vector<TASK> tasks{};
 };
@@ -149,12 +149,12 @@ bool repeats_value(const COPY_SWEEP& sweep, const NODE* assignment) {
 
 // --- The walk ---
 
-void add(WALK& walk, NODE*& tree, WORK work = WORK::EVALUATE) {
+void add(COPY_WALK& walk, NODE*& tree, WORK work = WORK::EVALUATE) {
     if (tree) walk.tasks.push_back({&tree, work});
 }
 
 // The left operand is evaluated first, so that it is put in last.
-void add_operands(WALK& walk, NODE* node) {
+void add_operands(COPY_WALK& walk, NODE* node) {
     add(walk, node->right);
     add(walk, node->left);
 }
@@ -164,7 +164,7 @@ bool runs_other_code(const NODE* node) {
     return opcode_fact(node->op).kind == OPCODE_CLASS::CALLS;
 }
 
-void evaluate(WALK& walk, NODE*& slot) {
+void evaluate(COPY_WALK& walk, NODE*& slot) {
     NODE* node = slot;
     switch (node->op) {
     case OP_NAME: return replace_name(walk.sweep, slot);
@@ -191,7 +191,7 @@ void evaluate(WALK& walk, NODE*& slot) {
     add(walk, node->left, WORK::REACH);
 }
 
-void reach(WALK& walk, NODE*& slot) {
+void reach(COPY_WALK& walk, NODE*& slot) {
     NODE* node = slot;
     switch (node->op) {
     case OP_NAME: return;
@@ -201,14 +201,14 @@ void reach(WALK& walk, NODE*& slot) {
     }
 }
 
-void store(WALK& walk, const NODE* node) {
+void store(COPY_WALK& walk, const NODE* node) {
     if (names_candidate(node->left))
         note_other_value(walk.sweep, node->left->symbol());
     else
         note_store(walk.sweep, node);
 }
 
-void run(WALK& walk) {
+void run(COPY_WALK& walk) {
     while (!walk.tasks.empty()) {
         const TASK task = walk.tasks.back();
         walk.tasks.pop_back();
@@ -269,7 +269,7 @@ bool is_copyable_everywhere(const COPY_SWEEP& sweep, const NODE* value) {
 bool rewrite_copies(COPY_SWEEP& sweep, const BB* block, STMT* cell) {
     sweep.line = cell->position.line;
     sweep.replaced_here = false;
-    WALK walk{sweep};
+    COPY_WALK walk{sweep};
     if (cell->tree->left && cell->tree->left->op == OP_NAME) expand_where_known(sweep, cell);
     const bool assigns = assigns_candidate(cell->tree);
     add(walk, assigns ? cell->tree->right : cell->tree);

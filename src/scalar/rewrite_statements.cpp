@@ -70,13 +70,13 @@ bool add_up(STMT* before, NODE* tree) {
 }
 
 // What becomes of a statement and the one before it.
-enum class OUTCOME : uint8_t { NOTHING, DROP_THIS, DROP_BEFORE };
+enum class PAIR_OUTCOME : uint8_t { NOTHING, DROP_THIS, DROP_BEFORE };
 
-OUTCOME rewrite_pair(STMT* before, NODE* tree) {
-    if (repeats(before, tree)) return OUTCOME::DROP_THIS;
-    if (overwrite(before, tree)) return before->tree ? OUTCOME::NOTHING : OUTCOME::DROP_BEFORE;
-    if (add_up(before, tree)) return OUTCOME::DROP_BEFORE;
-    return OUTCOME::NOTHING;
+PAIR_OUTCOME rewrite_pair(STMT* before, NODE* tree) {
+    if (repeats(before, tree)) return PAIR_OUTCOME::DROP_THIS;
+    if (overwrite(before, tree)) return before->tree ? PAIR_OUTCOME::NOTHING : PAIR_OUTCOME::DROP_BEFORE;
+    if (add_up(before, tree)) return PAIR_OUTCOME::DROP_BEFORE;
+    return PAIR_OUTCOME::NOTHING;
 }
 
 void rewrite_block(BB* block) {
@@ -89,13 +89,13 @@ void rewrite_block(BB* block) {
             continue;
         }
         stand_at(block, cell);
-        const OUTCOME outcome = before ? rewrite_pair(before, tree) : OUTCOME::NOTHING;
-        if (outcome == OUTCOME::DROP_THIS) {
+        const PAIR_OUTCOME outcome = before ? rewrite_pair(before, tree) : PAIR_OUTCOME::NOTHING;
+        if (outcome == PAIR_OUTCOME::DROP_THIS) {
             erase_tree(tree);
             remove_cell(block, cell);
             continue;
         }
-        if (outcome == OUTCOME::DROP_BEFORE) {
+        if (outcome == PAIR_OUTCOME::DROP_BEFORE) {
             if (before->tree) erase_tree(before->tree);
             // The statements between the two are comments; the later statement moves up to where the earlier
             // one stood.
