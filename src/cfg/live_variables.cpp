@@ -51,7 +51,7 @@ void note_access(const BB* block, const TREE_ACCESS& access, const SYMBOL* faint
         fatal_error("\n\n   !!! Error in 'local_lva_defs()', opcode=%d %s !!!\n", access.by->op,
                     opcode_name(access.by->op));
     if (!access.symbol || access.symbol->candidate < 0) return;
-    const auto number = static_cast<uint32_t>(access.symbol->candidate);
+    const auto number = candidate_number(access.symbol);
     if (access.symbol != faint && is_use(access)) note_use(block, number);
     if (!is_definition(access)) return;
     bv_set(block->all_defs, number);
@@ -110,8 +110,7 @@ SETS start_touched(uint32_t count) {
         bv_merge(set_of(touched, block), block->all_defs);
     }
     for (const SYMBOL* symbol = function_symbols.parameters.first; symbol; symbol = symbol->next)
-        if (symbol->candidate >= 0)
-            bv_set(set_of(touched, flow_graph.bb_list), static_cast<uint32_t>(symbol->candidate));
+        if (symbol->candidate >= 0) bv_set(set_of(touched, flow_graph.bb_list), candidate_number(symbol));
     return touched;
 }
 

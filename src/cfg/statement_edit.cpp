@@ -6,16 +6,22 @@
 
 namespace pelorus {
 
-void insert_before_ending(BB* block, NODE* tree) {
-    STMT* ending = block->last_stmt;
-    // The cell of the branch takes the new statement, and a new cell the branch, so that no predecessor cell
-    // is needed.
-    STMT* cell = new_stmt(ending->tree, ending->position, ending->next);
-    ending->tree = tree;
-    ending->next = cell;
-    block->last_stmt = cell;
-    if (block->end_pos) block->end_pos = &cell->position;
+// The cell takes the new statement, and a new cell what it held, so that no predecessor cell is needed.
+STMT* insert_before(BB* block, STMT* cell, NODE* tree, const POSITION& position) {
+    STMT* rest = new_stmt(cell->tree, cell->position, cell->next);
+    cell->tree = tree;
+    cell->position = position;
+    cell->next = rest;
+    if (block->last_stmt == cell) {
+        block->last_stmt = rest;
+        if (block->end_pos) block->end_pos = &rest->position;
+    }
     trees_changed();
+    return rest;
+}
+
+void insert_before_ending(BB* block, NODE* tree) {
+    insert_before(block, block->last_stmt, tree, block->last_stmt->position);
 }
 
 void replace_ending(BB* block, NODE* tree) {

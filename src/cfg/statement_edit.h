@@ -12,6 +12,8 @@ inline void trees_changed() { lose_facts(EDIT_TREES); }
 // A variable was made, or its type was changed.
 inline void symbols_changed() { lose_facts(EDIT_SYMBOLS); }
 
+// Puts a statement in front of what the cell holds; answers the cell that holds that from now on.
+STMT* insert_before(BB* block, STMT* cell, NODE* tree, const POSITION& position);
 // Puts a statement in front of the ending branch, with the branch's position.
 void insert_before_ending(BB* block, NODE* tree);
 // Replaces the ending branch; the old tree is the caller's.

@@ -34,12 +34,13 @@ constexpr char COMBINED[] = "\n\tCombining the assignments {}\n\t...............
 
 // --- Places ---
 
-bool reads_memory(const NODE* tree) {
-    bool reads = false;
+// How often the tree touches what a store may change.
+int memory_accesses(const NODE* tree) {
+    int accesses = 0;
     for_each_access(tree, [&](const TREE_ACCESS& access) {
-        reads |= access.kind != ACCESS::EXPOSE && (!access.symbol || access.symbol->candidate < 0);
+        accesses += access.kind != ACCESS::EXPOSE && (!access.symbol || access.symbol->candidate < 0);
     });
-    return reads;
+    return accesses;
 }
 
 // A store to memory whose address reads no memory, and which is not volatile.
@@ -47,11 +48,7 @@ bool stores_plainly(const NODE* tree) {
     if (tree->op != OP_ASG || names_candidate(tree->left) || is_bitfield_member(tree->left)) return false;
     if (tree->left->op == OP_NAME) return !node_has_effect(tree->left);
     if (tree_has_effects(tree->left)) return false;
-    int accesses = 0; // the place itself is one
-    for_each_access(static_cast<const NODE*>(tree->left), [&](const TREE_ACCESS& access) {
-        accesses += access.kind != ACCESS::EXPOSE && (!access.symbol || access.symbol->candidate < 0);
-    });
-    return accesses == 1;
+    return memory_accesses(tree->left) == 1; // the place itself
 }
 
 bool overwrites(const NODE* first, const NODE* next) {
@@ -59,7 +56,7 @@ bool overwrites(const NODE* first, const NODE* next) {
         return false;
     if (tree_has_effects(first->right) || tree_has_effects(next->right))
         return refuse(SITE_overwritten_store, "a value has effects", "{}", first);
-    if (reads_memory(next->right))
+    if (memory_accesses(next->right) > 0)
         return refuse(SITE_overwritten_store, "the next value may read it", "{}", next);
     return change_exactly(SITE_overwritten_store, COMBINED, first, next, next);
 }
@@ -226,30 +223,30 @@ bool folds_increment(NODE* first, const NODE* next) {
 
 // --- Pairs ---
 
-enum class OUTCOME : uint8_t { NOTHING, CHANGED, DROP_FIRST, DROP_NEXT };
+enum class STORES_OUTCOME : uint8_t { NOTHING, CHANGED, DROP_FIRST, DROP_NEXT };
 
-OUTCOME combine_pair(STMT* first, STMT* next, bool late) {
-    if (overwrites(first->tree, next->tree)) return OUTCOME::DROP_FIRST;
+STORES_OUTCOME combine_pair(STMT* first, STMT* next, bool late) {
+    if (overwrites(first->tree, next->tree)) return STORES_OUTCOME::DROP_FIRST;
     if (forwards(first->tree, next->tree)) {
         forward(first->tree, next->tree);
-        return OUTCOME::CHANGED;
+        return STORES_OUTCOME::CHANGED;
     }
-    if (!late) return OUTCOME::NOTHING;
-    if (widens(first->tree, next)) return OUTCOME::DROP_FIRST;
-    return folds_increment(first->tree, next->tree) ? OUTCOME::DROP_NEXT : OUTCOME::NOTHING;
+    if (!late) return STORES_OUTCOME::NOTHING;
+    if (widens(first->tree, next)) return STORES_OUTCOME::DROP_FIRST;
+    return folds_increment(first->tree, next->tree) ? STORES_OUTCOME::DROP_NEXT : STORES_OUTCOME::NOTHING;
 }
 
 void combine_block(BB* block, bool late) {
     for (STMT* cell = block->stmts; cell->next && cell->next != block->last_stmt;) {
         stand_at(block, cell);
         switch (combine_pair(cell, cell->next, late)) {
-        case OUTCOME::NOTHING: cell = cell->next; break;
-        case OUTCOME::CHANGED: cell = cell->next; break;
-        case OUTCOME::DROP_FIRST:
+        case STORES_OUTCOME::NOTHING: cell = cell->next; break;
+        case STORES_OUTCOME::CHANGED: cell = cell->next; break;
+        case STORES_OUTCOME::DROP_FIRST:
             erase_tree(cell->tree);
             remove_cell(block, cell);
             break;
-        case OUTCOME::DROP_NEXT:
+        case STORES_OUTCOME::DROP_NEXT:
             erase_tree(cell->next->tree);
             remove_cell(block, cell->next);
             break;

@@ -43,7 +43,7 @@ struct PLACE {
     bool conditional; // it may be left out
 };
 
-struct WALK {
+struct DEAD_WALK {
     bitvec* live;
     std::vector<PLACE> waiting;       // the one that is evaluated last on top
     std::vector<SYMBOL*> last_uses{}; // of the statement: candidates that nobody reads behind it
@@ -52,44 +52,44 @@ struct WALK {
     bool embedded = false;       // an assignment to a variable stands below the top
 };
 
-uint32_t number_of(const SYMBOL* symbol) { return static_cast<uint32_t>(symbol->candidate); }
-bool is_live(const WALK& walk, const SYMBOL* symbol) { return bv_test(walk.live, number_of(symbol)); }
+bool is_live(const DEAD_WALK& walk, const SYMBOL* symbol) {
+    return bv_test(walk.live, candidate_number(symbol));
+}
 
-void push(WALK& walk, NODE*& tree, bool conditional, bool top = false) {
+void push(DEAD_WALK& walk, NODE*& tree, bool conditional, bool top = false) {
     if (tree) walk.waiting.push_back({&tree, top, conditional});
 }
 
-void use(WALK& walk, SYMBOL* symbol) {
+void use(DEAD_WALK& walk, SYMBOL* symbol) {
     ++symbol->reference_count;
     if (is_live(walk, symbol)) return;
-    bv_set(walk.live, number_of(symbol));
+    bv_set(walk.live, candidate_number(symbol));
     walk.last_uses.push_back(symbol);
 }
 
-void define(WALK& walk, SYMBOL* symbol, bool conditional) {
+void define(DEAD_WALK& walk, SYMBOL* symbol, bool conditional) {
     ++symbol->reference_count;
-    if (!conditional) bv_clear_range(walk.live, number_of(symbol), number_of(symbol));
+    if (!conditional) bv_clear_range(walk.live, candidate_number(symbol), candidate_number(symbol));
 }
 
 // --- Dead assignments ---
 
-bool may_drop(const WALK& walk, const NODE* node, SITE site) {
-    if (const char* why = why_assignment_stays(node)) return refuse(site, why, "{}", node);
-    return change_exactly(site, "\n\t({}) DEAD 'ASG' TO CANDIDATE {}:    {}\n", walk.line,
+bool may_drop(const DEAD_WALK& walk, const NODE* node) {
+    if (const char* why = why_assignment_stays(node)) return refuse(SITE_dead_assignment, why, "{}", node);
+    return change_exactly(SITE_dead_assignment, "\n\t({}) DEAD 'ASG' TO CANDIDATE {}:    {}\n", walk.line,
                           static_cast<int>(node->left->symbol()->candidate), node);
 }
 
 // What is left of a statement of which only the effects count takes its place.
-void keep_effects_of(WALK& walk, const PLACE& place, NODE* value) {
+void keep_effects_of(DEAD_WALK& walk, const PLACE& place, NODE* value) {
     *place.slot = reduce_to_effects(simplify_tree(value));
     push(walk, *place.slot, place.conditional, true);
 }
 
 // The node becomes its operand, converted to the type that the assignment had.
-void become_value(WALK& walk, NODE* node, NODE* value, bool conditional) {
+void become_value(DEAD_WALK& walk, NODE* node, NODE* value, bool conditional) {
     if (node->left != value) erase_node(node->left);
-    const bool from_pointer = type_is_pointer(value->type) && !type_is_bool(node->type);
-    node->op = from_pointer || type_is_pointer(node->type) ? OP_PCONV : OP_SCONV;
+    node->op = conversion_operator(value->type, node->type);
     node->left = value;
     node->right = nullptr;
     walk.changed_inside = true;
@@ -105,7 +105,7 @@ NODE* without_identity(NODE* value) {
     return value;
 }
 
-void drop_assignment(WALK& walk, const PLACE& place) {
+void drop_assignment(DEAD_WALK& walk, const PLACE& place) {
     NODE* node = *place.slot;
     node->right = without_identity(node->right);
     if (!place.top) return become_value(walk, node, node->right, place.conditional);
@@ -115,7 +115,7 @@ void drop_assignment(WALK& walk, const PLACE& place) {
     keep_effects_of(walk, place, value);
 }
 
-void drop_increment(WALK& walk, const PLACE& place) {
+void drop_increment(DEAD_WALK& walk, const PLACE& place) {
     NODE* node = *place.slot;
     if (!place.top) { // the old value is wanted, and the amount has no effects
         erase_tree(node->right);
@@ -132,24 +132,23 @@ bool is_increment(const NODE* node) { return node->op == OP_PLUSPLUS || node->op
 
 // --- The rule for each opcode ---
 
-void walk_assignment(WALK& walk, const PLACE& place) {
+void walk_assignment(DEAD_WALK& walk, const PLACE& place) {
     NODE* node = *place.slot;
     SYMBOL* variable = node->left->symbol();
     walk.embedded |= !place.top;
-    if (!is_live(walk, variable) && may_drop(walk, node, SITE_dead_assignment))
-        return drop_assignment(walk, place);
+    if (!is_live(walk, variable) && may_drop(walk, node)) return drop_assignment(walk, place);
     define(walk, variable, place.conditional);
     push(walk, node->right, place.conditional);
 }
 
-void walk_operator_assignment(WALK& walk, const PLACE& place) {
+void walk_operator_assignment(DEAD_WALK& walk, const PLACE& place) {
     NODE* node = *place.slot;
     SYMBOL* variable = node->left->symbol();
     walk.embedded |= !place.top;
     // Where the value is wanted, it is that of an operator which reads the variable before its right operand.
     const bool droppable = place.top || (is_increment(node) ? !tree_has_effects(node->right)
                                                             : !tree_defines(node->right, variable));
-    if (!is_live(walk, variable) && droppable && may_drop(walk, node, SITE_dead_assignment)) {
+    if (!is_live(walk, variable) && droppable && may_drop(walk, node)) {
         if (is_increment(node)) return drop_increment(walk, place);
         *place.slot = expand_operator_assignment(node);
         return drop_assignment(walk, place);
@@ -158,12 +157,12 @@ void walk_operator_assignment(WALK& walk, const PLACE& place) {
     push(walk, node->right, place.conditional);
 }
 
-void walk_operands(WALK& walk, NODE* node, bool left_conditional, bool right_conditional) {
+void walk_operands(DEAD_WALK& walk, NODE* node, bool left_conditional, bool right_conditional) {
     push(walk, node->left, left_conditional);
     push(walk, node->right, right_conditional);
 }
 
-void walk_node(WALK& walk, const PLACE& place) {
+void walk_node(DEAD_WALK& walk, const PLACE& place) {
     NODE* node = *place.slot;
     switch (node->op) {
     case OP_NAME:
@@ -195,7 +194,7 @@ void walk_node(WALK& walk, const PLACE& place) {
 }
 
 // A label, a field or a list of cases holds no values; they stand under operators that are walked otherwise.
-void walk_statement(WALK& walk, STMT* cell) {
+void walk_statement(DEAD_WALK& walk, STMT* cell) {
     walk.line = cell->position.line;
     walk.changed_inside = false;
     walk.last_uses.clear();
@@ -216,16 +215,16 @@ void simplify_rewritten(const BB* block, STMT* cell) {
 
 // --- Blocks ---
 
-void use_tree(WALK& walk, const NODE* tree) {
+void use_tree(DEAD_WALK& walk, const NODE* tree) {
     for_each_node(tree, [&](const NODE* node) {
         if (node->op == OP_NAME && node->symbol() && node->symbol()->candidate >= 0)
-            bv_set(walk.live, number_of(node->symbol()));
+            bv_set(walk.live, candidate_number(node->symbol()));
     });
 }
 
 // What is live at the end: what the successors want, and what the count of a loop that begins behind the
 // block is made of.
-void start_block(WALK& walk, BB* block) {
+void start_block(DEAD_WALK& walk, BB* block) {
     bv_clear_range(walk.live, 0, walk.live->n_bits - 1);
     for (const BB_LIST* edge = block->succs; edge; edge = edge->next) {
         if (!edge->block->live_in) {
@@ -237,7 +236,7 @@ void start_block(WALK& walk, BB* block) {
     }
 }
 
-bool was_last_use(const WALK& walk, const NODE* assignment) {
+bool was_last_use(const DEAD_WALK& walk, const NODE* assignment) {
     for (const SYMBOL* symbol : walk.last_uses)
         if (symbol == assignment->left->symbol()) return true;
     return false;
@@ -249,19 +248,19 @@ struct BLOCK_RESULT {
 };
 
 // The next statement, which is walked already, has the last uses that the walk holds.
-bool may_combine(const WALK& walk, const STMT* cell) {
+bool may_combine(const DEAD_WALK& walk, const STMT* cell) {
     return cell->next && assigns_candidate(cell->tree) && was_last_use(walk, cell->tree) &&
            !why_assignment_stays(cell->tree);
 }
 
 // The variable is gone; what its assignment read and what the next statement read is read in one place now.
-void note_combined(WALK& walk, SYMBOL* variable, std::vector<SYMBOL*>& next_uses) {
+void note_combined(DEAD_WALK& walk, SYMBOL* variable, std::vector<SYMBOL*>& next_uses) {
     variable->reference_count -= 2;
     std::erase(next_uses, variable);
     walk.last_uses.insert(walk.last_uses.end(), next_uses.begin(), next_uses.end());
 }
 
-void walk_cell(WALK& walk, BB* block, STMT* cell) {
+void walk_cell(DEAD_WALK& walk, BB* block, STMT* cell) {
     stand_at(block, cell);
     SYMBOL* combined = may_combine(walk, cell) ? cell->tree->left->symbol() : nullptr;
     std::vector<SYMBOL*> next_uses = walk.last_uses;
@@ -278,7 +277,7 @@ void walk_cell(WALK& walk, BB* block, STMT* cell) {
     }
 }
 
-BLOCK_RESULT walk_block(WALK& walk, BB* block) {
+BLOCK_RESULT walk_block(DEAD_WALK& walk, BB* block) {
     const CHANGE_MARK mark;
     walk.embedded = false;
     walk.last_uses.clear();
@@ -294,25 +293,19 @@ BLOCK_RESULT walk_block(WALK& walk, BB* block) {
 
 // --- The list of candidates ---
 
-void clear_counts() {
-    for (int32_t i = 0; i < function_candidates.count; ++i)
-        if (SYMBOL* symbol = function_candidates.symbols[i]) symbol->reference_count = 0;
-}
-
 void drop_unreferenced() {
-    for (int32_t i = 0; i < function_candidates.count; ++i) {
-        SYMBOL* symbol = function_candidates.symbols[i];
-        if (!symbol || symbol->reference_count != 0) continue;
-        trace("\tNo references in the function for (%d) '%s'\n", i, symbol->name);
+    for_each_candidate(function_candidates, [](SYMBOL* symbol) {
+        if (symbol->reference_count != 0) return;
+        trace("\tNo references in the function for (%d) '%s'\n", symbol->candidate, symbol->name);
         drop_candidate(function_candidates, symbol);
-    }
+    });
 }
 
 // Branches alone in their block, which simpcfg leads past.
 bool begins_with_branch(const BB* block) { return block->stmts->tree->op == OP_BRANCH; }
 
 bool walk_function(bool combine_flagged) {
-    WALK walk{new_bitvec(static_cast<uint32_t>(function_candidates.count), true), {}};
+    DEAD_WALK walk{new_bitvec(static_cast<uint32_t>(function_candidates.count), true), {}};
     bool emptied = false;
     for (BB* block = flow_graph.bb_list->rdflink;; block = block->rdflink) {
         BLOCK_RESULT result = walk_block(walk, block);
@@ -331,7 +324,7 @@ bool elim_dead_assigns(bool delay, bool combine_flagged) {
     const CHANGE_MARK mark;
     find_live_variables(true);
     if (function_candidates.count == 0) return mark.any();
-    clear_counts();
+    for_each_candidate(function_candidates, [](SYMBOL* symbol) { symbol->reference_count = 0; });
     trace("\n\n\t\t\t---------- ENTERING 'elim_dead_assigns' ----------\n");
     bool noted = walk_function(combine_flagged);
     drop_unreferenced();

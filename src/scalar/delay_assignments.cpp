@@ -38,13 +38,11 @@ struct BEHIND {
     bool memory_written = false;
 };
 
-uint32_t number_of(const SYMBOL* symbol) { return static_cast<uint32_t>(symbol->candidate); }
-
 void note_accesses(BEHIND& behind, const NODE* tree) {
     for_each_access(tree, [&](const TREE_ACCESS& access) {
         if (access.symbol && access.symbol->candidate >= 0) {
-            if (is_use(access)) bv_set(behind.read, number_of(access.symbol));
-            if (is_definition(access)) bv_set(behind.written, number_of(access.symbol));
+            if (is_use(access)) bv_set(behind.read, candidate_number(access.symbol));
+            if (is_definition(access)) bv_set(behind.written, candidate_number(access.symbol));
         } else if (is_definition(access)) {
             behind.memory_written = true;
         }
@@ -55,7 +53,7 @@ void note_accesses(BEHIND& behind, const NODE* tree) {
 const char* why_it_stays(const NODE* assignment, const BEHIND& behind) {
     if (const char* why = why_assignment_stays(assignment)) return why;
     if (tree_has_effects(assignment->right)) return "its value has effects";
-    const uint32_t number = number_of(assignment->left->symbol());
+    const uint32_t number = candidate_number(assignment->left->symbol());
     if (bv_test(behind.read, number)) return "the variable is read behind it";
     if (bv_test(behind.written, number)) return "the variable is assigned behind it";
     const char* why = nullptr;
@@ -63,7 +61,7 @@ const char* why_it_stays(const NODE* assignment, const BEHIND& behind) {
         if (!access.symbol || access.symbol->candidate < 0) {
             if (access.kind != ACCESS::EXPOSE && behind.memory_written)
                 why = "memory that it reads may change";
-        } else if (bv_test(behind.written, number_of(access.symbol))) {
+        } else if (bv_test(behind.written, candidate_number(access.symbol))) {
             why = "what it reads is assigned behind it";
         }
     });
@@ -86,24 +84,13 @@ TARGETS targets_of(const BB* block, uint32_t number) {
     return targets;
 }
 
-void insert_first(BB* block, NODE* tree, const POSITION& position) {
-    STMT* first = block->stmts;
-    STMT* rest = new_stmt(first->tree, first->position, first->next);
-    if (block->last_stmt == first) {
-        block->last_stmt = rest;
-        block->end_pos = &rest->position;
-    }
-    first->tree = tree;
-    first->position = position;
-    first->next = rest;
-}
-
 // The variable is read by what the block leads to, and by nothing else of it.
 void make_live_in(BB* block, const NODE* assignment) {
-    bv_clear_range(block->live_in, number_of(assignment->left->symbol()),
-                   number_of(assignment->left->symbol()));
+    bv_clear_range(block->live_in, candidate_number(assignment->left->symbol()),
+                   candidate_number(assignment->left->symbol()));
     for_each_access(static_cast<const NODE*>(assignment->right), [&](const TREE_ACCESS& access) {
-        if (access.symbol && access.symbol->candidate >= 0) bv_set(block->live_in, number_of(access.symbol));
+        if (access.symbol && access.symbol->candidate >= 0)
+            bv_set(block->live_in, candidate_number(access.symbol));
     });
 }
 
@@ -130,7 +117,7 @@ bool move_to(const BB* block, const STMT* cell, const TARGETS& targets) {
                             name, static_cast<int>(block->dfn), static_cast<int>(target->dfn), cell->tree,
                             target->stmts->tree))
             return false;
-        insert_first(target, copy_tree(cell->tree), cell->position);
+        insert_before(target, target->stmts, copy_tree(cell->tree), cell->position);
         make_live_in(target, cell->tree);
     }
     return true;
@@ -146,7 +133,7 @@ void delay_in_block(BB* block, BEHIND& behind) {
         STMT* cell = cells[i];
         stand_at(block, cell);
         if (assigns_candidate(cell->tree)) {
-            const TARGETS targets = targets_of(block, number_of(cell->tree->left->symbol()));
+            const TARGETS targets = targets_of(block, candidate_number(cell->tree->left->symbol()));
             if (may_move(cell->tree, behind, targets) && move_to(block, cell, targets)) {
                 erase_tree(cell->tree);
                 remove_cell(block, cell);

@@ -73,13 +73,7 @@ bool split_first(BB* block, STMT* cell) {
     NODE* name = copy_tree(assignment->left);
     set_type(name, assignment->type);
     *place = name;
-    cell->next = new_stmt(cell->tree, cell->position, cell->next);
-    if (block->last_stmt == cell) {
-        block->last_stmt = cell->next;
-        block->end_pos = &cell->next->position;
-    }
-    cell->tree = assignment;
-    trees_changed();
+    insert_before(block, cell, assignment, cell->position);
     return true;
 }
 

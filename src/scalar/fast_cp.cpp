@@ -48,13 +48,10 @@ namespace {
 
 // --- 1: counting ---
 
-void clear_counts() {
-    for (int32_t i = 0; i < function_candidates.count; ++i)
-        if (SYMBOL* symbol = function_candidates.symbols[i]) {
-            symbol->assignment_count = 0;
-            symbol->reference_count = 0;
-            symbol->single_asg = nullptr;
-        }
+void clear_counts(SYMBOL* symbol) {
+    symbol->assignment_count = 0;
+    symbol->reference_count = 0;
+    symbol->single_asg = nullptr;
 }
 
 bool is_restricted(const TYPE* type) { return type_is_pointer(type) && (type_qualifiers(type) & Q_RESTRICT); }
@@ -128,24 +125,18 @@ void drop_if_unused(SYMBOL* symbol) {
     drop_candidate(function_candidates, symbol);
 }
 
-template <class F>
-void for_each_candidate(F visit) {
-    for (int32_t i = 0; i < function_candidates.count; ++i)
-        if (SYMBOL* symbol = function_candidates.symbols[i]) visit(symbol);
-}
-
 COPY_SWEEP start_sweep() {
     COPY_SWEEP sweep;
     sweep.states = zone_array<COPY_STATE>(true, static_cast<size_t>(function_candidates.count));
     for (int32_t i = 0; i < function_candidates.count; ++i) sweep.states[i] = {};
-    clear_counts();
+    for_each_candidate(function_candidates, clear_counts);
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink)
         for (const STMT* cell = block->stmts; cell; cell = cell->next) for_each_node(cell->tree, count_node);
-    for_each_candidate(drop_if_unused);
-    for_each_candidate([&](SYMBOL* symbol) {
+    for_each_candidate(function_candidates, drop_if_unused);
+    for_each_candidate(function_candidates, [&](SYMBOL* symbol) {
         if (symbol->assignment_count == 1 && symbol->single_asg) classify_single(sweep, symbol);
     });
-    for_each_candidate([&](SYMBOL* symbol) { classify_copy(sweep, symbol); });
+    for_each_candidate(function_candidates, [&](SYMBOL* symbol) { classify_copy(sweep, symbol); });
     return sweep;
 }
 
@@ -210,7 +201,7 @@ bool sweep_once(int64_t& replaced) {
     build_facts(facts_of(FACT_candidates));
     COPY_SWEEP sweep = start_sweep();
     const bool decided = sweep_blocks(sweep);
-    for_each_candidate([](SYMBOL* symbol) { symbol->single_asg = nullptr; });
+    for_each_candidate(function_candidates, [](SYMBOL* symbol) { symbol->single_asg = nullptr; });
     replaced += sweep.replaced;
     if (mark.any()) trees_changed();
     if (!decided) return false;

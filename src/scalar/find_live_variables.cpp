@@ -49,15 +49,13 @@ NODE** comma_of(STMT* cell) {
 }
 
 // The left operand becomes a statement in front; the cell keeps what is left.
-bool split_comma(STMT* cell, NODE** comma) {
+bool split_comma(BB* block, STMT* cell, NODE** comma) {
     if (!change(SITE_split_comma, "{}", cell->tree)) return false;
     NODE* first = (*comma)->left;
     NODE* second = (*comma)->right;
     erase_node(*comma);
     *comma = second;
-    cell->next = new_stmt(cell->tree, cell->position, cell->next);
-    cell->tree = first;
-    trees_changed();
+    insert_before(block, cell, first, cell->position);
     return true;
 }
 
@@ -65,7 +63,7 @@ bool normalise_block(BB* block) {
     const CHANGE_MARK mark;
     for (STMT* cell = block->stmts; cell != block->last_stmt;) {
         stand_at(block, cell);
-        if (NODE** comma = comma_of(cell); comma && split_comma(cell, comma)) continue;
+        if (NODE** comma = comma_of(cell); comma && split_comma(block, cell, comma)) continue;
         if (!has_use_of_its_own(cell->tree) && cell->tree->op != OP_COMMAOP &&
             !drop_unused_value(block, cell))
             continue;

@@ -7,15 +7,26 @@
 #include <cstdint>
 #include <span>
 
+#include "ir/symbol.h"
+
 namespace pelorus {
 
 struct STMT;
-struct SYMBOL;
 
 struct CANDIDATES {
     SYMBOL** symbols; // in the function zone, by candidate number; null: dropped since the last numbering
     int32_t count;    // numbers given, those of dropped ones included: the size of a set of candidates
 };
+
+// The number of a candidate as a member of sets.
+inline uint32_t candidate_number(const SYMBOL* symbol) { return static_cast<uint32_t>(symbol->candidate); }
+
+// Calls visit(symbol) for each candidate that was not dropped, in the order of their numbers.
+template <class F>
+void for_each_candidate(const CANDIDATES& candidates, F visit) {
+    for (int32_t i = 0; i < candidates.count; ++i)
+        if (SYMBOL* symbol = candidates.symbols[i]) visit(symbol);
+}
 
 // Collects the candidates and numbers them from 0 (at most 32767); every other symbol of the function gets
 // -1. Notes in `address_exposed` of every symbol whether the statements take its address, or that of a part

@@ -5,6 +5,11 @@
 
 namespace pelorus {
 
+int32_t conversion_operator(const TYPE* from, const TYPE* to) {
+    const bool pointer = type_is_pointer(from) || type_is_pointer(to);
+    return pointer && !type_is_bool(to) ? OP_PCONV : OP_SCONV;
+}
+
 NODE* converted_value(NODE* value, TYPE* type) {
     type = type_strip(type);
     if (type_strip(value->type) == type) return value;
@@ -12,7 +17,7 @@ NODE* converted_value(NODE* value, TYPE* type) {
     if (!pointer && type_is_bool(value->type) == type_is_bool(type) &&
         type_same_representation(value->type, type))
         return value;
-    return new_unary(pointer && !type_is_bool(type) ? OP_PCONV : OP_SCONV, type, value);
+    return new_unary(conversion_operator(value->type, type), type, value);
 }
 
 namespace {

@@ -5,6 +5,10 @@
 
 namespace pelorus {
 
+// The operator that converts a value of one scalar type to another: PCONV to and from pointers, but for the
+// truth of one, else SCONV.
+int32_t conversion_operator(const TYPE* from, const TYPE* to);
+
 // The value as the type: itself when the two types are the same or have the same representation, else
 // converted. Nothing is simplified.
 NODE* converted_value(NODE* value, TYPE* type);
