@@ -80,8 +80,12 @@ bool may_drop(const DEAD_WALK& walk, const NODE* node) {
                           static_cast<int>(node->left->symbol()->candidate), node);
 }
 
-// What is left of a statement of which only the effects count takes its place.
-void keep_effects_of(DEAD_WALK& walk, const PLACE& place, NODE* value) {
+// What the right operand does besides giving a value takes the place of the statement.
+void drop_at_top(DEAD_WALK& walk, const PLACE& place) {
+    NODE* node = *place.slot;
+    NODE* value = node->right;
+    erase_node(node->left);
+    erase_node(node);
     *place.slot = reduce_to_effects(simplify_tree(value));
     push(walk, *place.slot, place.conditional, true);
 }
@@ -109,10 +113,7 @@ void drop_assignment(DEAD_WALK& walk, const PLACE& place) {
     NODE* node = *place.slot;
     node->right = without_identity(node->right);
     if (!place.top) return become_value(walk, node, node->right, place.conditional);
-    NODE* value = node->right;
-    erase_node(node->left);
-    erase_node(node);
-    keep_effects_of(walk, place, value);
+    drop_at_top(walk, place);
 }
 
 void drop_increment(DEAD_WALK& walk, const PLACE& place) {
@@ -122,10 +123,7 @@ void drop_increment(DEAD_WALK& walk, const PLACE& place) {
         node->right = nullptr;
         return become_value(walk, node, node->left, place.conditional);
     }
-    NODE* amount = node->right;
-    erase_node(node->left);
-    erase_node(node);
-    keep_effects_of(walk, place, amount);
+    drop_at_top(walk, place);
 }
 
 bool is_increment(const NODE* node) { return node->op == OP_PLUSPLUS || node->op == OP_MINMIN; }
@@ -157,6 +155,16 @@ void walk_operator_assignment(DEAD_WALK& walk, const PLACE& place) {
     push(walk, node->right, place.conditional);
 }
 
+// The variable that controls a loop is set by the operator itself.
+void walk_loop(DEAD_WALK& walk, const PLACE& place) {
+    NODE* node = *place.slot;
+    if (!names_candidate(node->left)) return push(walk, node->right, place.conditional);
+    SYMBOL* variable = node->left->symbol();
+    if (!is_live(walk, variable) && may_drop(walk, node)) return drop_at_top(walk, place);
+    define(walk, variable, place.conditional);
+    push(walk, node->right, place.conditional);
+}
+
 void walk_operands(DEAD_WALK& walk, NODE* node, bool left_conditional, bool right_conditional) {
     push(walk, node->left, left_conditional);
     push(walk, node->right, right_conditional);
@@ -177,6 +185,8 @@ void walk_node(DEAD_WALK& walk, const PLACE& place) {
     case OP_PCOMMA:
         push(walk, node->left, place.conditional, true);
         return push(walk, node->right, place.conditional, true);
+    case OP_LOOP:
+    case OP_INITLOOP: return walk_loop(walk, place);
     case OP_IF:
     case OP_SWITCH:
     case OP_STDOT:
@@ -193,6 +203,26 @@ void walk_node(DEAD_WALK& walk, const PLACE& place) {
     }
 }
 
+// A PCOMMA of which one side vanished is the other side. Inner ones stand behind outer ones.
+void close_gaps(NODE*& statement) {
+    std::vector<NODE**> lists;
+    std::vector<NODE**> waiting{&statement};
+    while (!waiting.empty()) {
+        NODE** place = waiting.back();
+        waiting.pop_back();
+        if (!*place || (*place)->op != OP_PCOMMA) continue;
+        lists.push_back(place);
+        waiting.push_back(&(*place)->left);
+        waiting.push_back(&(*place)->right);
+    }
+    for (size_t i = lists.size(); i-- > 0;) {
+        NODE* list = *lists[i];
+        if (list->left && list->right) continue;
+        *lists[i] = list->left ? list->left : list->right;
+        erase_node(list);
+    }
+}
+
 // A label, a field or a list of cases holds no values; they stand under operators that are walked otherwise.
 void walk_statement(DEAD_WALK& walk, STMT* cell) {
     walk.line = cell->position.line;
@@ -204,6 +234,7 @@ void walk_statement(DEAD_WALK& walk, STMT* cell) {
         walk.waiting.pop_back();
         walk_node(walk, place);
     }
+    if (cell->tree && cell->tree->op == OP_PCOMMA) close_gaps(cell->tree);
 }
 
 bool is_branch(const BB* block, const STMT* cell) { return cell == block->last_stmt; }
@@ -242,11 +273,6 @@ bool was_last_use(const DEAD_WALK& walk, const NODE* assignment) {
     return false;
 }
 
-struct BLOCK_RESULT {
-    bool changed = false;
-    bool embedded = false;
-};
-
 // The next statement, which is walked already, has the last uses that the walk holds.
 bool may_combine(const DEAD_WALK& walk, const STMT* cell) {
     return cell->next && assigns_candidate(cell->tree) && was_last_use(walk, cell->tree) &&
@@ -277,7 +303,8 @@ void walk_cell(DEAD_WALK& walk, BB* block, STMT* cell) {
     }
 }
 
-BLOCK_RESULT walk_block(DEAD_WALK& walk, BB* block) {
+// True when an assignment to a variable stands inside an expression.
+bool walk_block(DEAD_WALK& walk, BB* block) {
     const CHANGE_MARK mark;
     walk.embedded = false;
     walk.last_uses.clear();
@@ -288,7 +315,7 @@ BLOCK_RESULT walk_block(DEAD_WALK& walk, BB* block) {
     for (size_t i = cells.size(); i-- > 0;) walk_cell(walk, block, cells[i]);
     bv_assign(block->live_in, walk.live);
     if (mark.any()) trees_changed();
-    return {mark.any(), walk.embedded};
+    return walk.embedded;
 }
 
 // --- The list of candidates ---
@@ -308,9 +335,9 @@ bool walk_function(bool combine_flagged) {
     DEAD_WALK walk{new_bitvec(static_cast<uint32_t>(function_candidates.count), true), {}};
     bool emptied = false;
     for (BB* block = flow_graph.bb_list->rdflink;; block = block->rdflink) {
-        BLOCK_RESULT result = walk_block(walk, block);
-        if (result.embedded && combine_flagged) result.changed |= split_embedded_assignments(block);
-        emptied |= result.changed && begins_with_branch(block);
+        const CHANGE_MARK mark;
+        if (walk_block(walk, block) && combine_flagged) split_embedded_assignments(block);
+        emptied |= mark.any() && begins_with_branch(block); // others were looked at when they became so
         if (block == flow_graph.bb_list) break;
     }
     bv_free(walk.live);
