@@ -56,6 +56,11 @@ bool combine_into_next(BB* block, STMT* first);
 bool combine_asgs_to_memory(bool late);
 inline bool combine_stores_late() { return combine_asgs_to_memory(true); }
 
+// The same for the statement of the cell and the next one, without what waits for `late`. True when the first
+// is gone, and the cell holds the next one.
+// Needs: candidates.
+bool combine_with_next(BB* block, STMT* cell);
+
 // --- fast_cp.cpp ---
 
 // Copy and constant propagation along extended basic blocks, in at most `sweeps` sweeps, then

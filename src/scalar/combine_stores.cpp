@@ -236,25 +236,34 @@ STORES_OUTCOME combine_pair(STMT* first, STMT* next, bool late) {
     return folds_increment(first->tree, next->tree) ? STORES_OUTCOME::DROP_NEXT : STORES_OUTCOME::NOTHING;
 }
 
+// True when one of the two statements is gone, so that the cell has another pair.
+bool combine_at(BB* block, STMT* cell, bool late) {
+    STMT* dropped = nullptr;
+    switch (combine_pair(cell, cell->next, late)) {
+    case STORES_OUTCOME::NOTHING:
+    case STORES_OUTCOME::CHANGED: return false;
+    case STORES_OUTCOME::DROP_FIRST: dropped = cell; break;
+    case STORES_OUTCOME::DROP_NEXT: dropped = cell->next; break;
+    }
+    erase_tree(dropped->tree);
+    remove_cell(block, dropped);
+    return true;
+}
+
+bool is_followed(const BB* block, const STMT* cell) { return cell->next && cell->next != block->last_stmt; }
+
 void combine_block(BB* block, bool late) {
-    for (STMT* cell = block->stmts; cell->next && cell->next != block->last_stmt;) {
+    for (STMT* cell = block->stmts; is_followed(block, cell);) {
         stand_at(block, cell);
-        switch (combine_pair(cell, cell->next, late)) {
-        case STORES_OUTCOME::NOTHING: cell = cell->next; break;
-        case STORES_OUTCOME::CHANGED: cell = cell->next; break;
-        case STORES_OUTCOME::DROP_FIRST:
-            erase_tree(cell->tree);
-            remove_cell(block, cell);
-            break;
-        case STORES_OUTCOME::DROP_NEXT:
-            erase_tree(cell->next->tree);
-            remove_cell(block, cell->next);
-            break;
-        }
+        if (!combine_at(block, cell, late)) cell = cell->next;
     }
 }
 
 } // namespace
+
+bool combine_with_next(BB* block, STMT* cell) {
+    return is_followed(block, cell) && combine_at(block, cell, false);
+}
 
 bool combine_asgs_to_memory(bool late) {
     if (settings.optimization_level < 1) return false;

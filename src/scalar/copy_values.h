@@ -39,6 +39,7 @@ struct COPY_SWEEP {
     COPY_STATE* states = nullptr; // function zone
     uint32_t region = 1;
     uint32_t clock = 1;
+    bool combine = false;       // neighbouring assignments to memory may be combined
     int64_t replaced = 0;       // names replaced in the run
     bool replaced_here = false; // in the statement
     uint32_t line = 0;          // of the statement

@@ -7,13 +7,16 @@
 //
 //     x = 5;  y = x + 1;  if (y > 3) ...        y = 5 + 1;  if (1) ...
 //
-// A sweep that decided a branch is followed by simpcfg and another one. Combining assignments stands before,
-// removal of dead assignments behind: what was copied is seldom needed any more.
+// A sweep that decided a branch is followed by simpcfg and another one. Combining assignments to memory
+// stands before, removal of dead assignments behind: what was copied is seldom needed any more. As the sweep
+// comes to a pair of neighbouring assignments they are offered to combining again, since a value that was
+// copied into the first may be one that the second can take over.
 //
 // What the pass guarantees:
 // - The preparatory analysis is the splitting of statements at their commas, so that assignments stand at the
-//   top, and the list of candidates. The mode of assignment combining during it and the sweeps is 1, so that
-//   pairs are combined wherever their last uses are known; afterwards it is what `combine` says.
+//   top, and the list of candidates. It is made anew for each sweep.
+// - The mode is the parameter `combine` alone: it says whether pairs are combined, before the sweeps and in
+//   them, and whether dead assignments go even when nothing was copied. Nothing of it outlives the call.
 // - A local variable is stable, so that it may stand for another, where no assignment to it lies between the
 //   copy and the use: everywhere for the unchanged home of a parameter, otherwise within the region.
 // - Symbols that are no candidates are never replaced: not the parameters themselves, not variables in
@@ -163,12 +166,19 @@ bool is_decided(const NODE* branch) {
 }
 
 void sweep_block(COPY_SWEEP& sweep, BB* block) {
+    STMT* before = nullptr; // the statement in front, rewritten already
     for (STMT* cell = block->stmts; cell;) {
         stand_at(block, cell);
-        if (rewrite_copies(sweep, block, cell))
+        if (sweep.combine && before && combine_with_next(block, before)) {
+            cell = before;
+            before = nullptr;
+        }
+        if (rewrite_copies(sweep, block, cell)) {
             remove_cell(block, cell);
-        else
-            cell = cell->next;
+            continue;
+        }
+        before = cell;
+        cell = cell->next;
     }
 }
 
@@ -194,12 +204,13 @@ bool sweep_blocks(COPY_SWEEP& sweep) {
     return decided;
 }
 
-bool sweep_once(int64_t& replaced) {
+bool sweep_once(bool combine, int64_t& replaced) {
     trace("\n\n\t\t\t---------- ENTERING 'fast_CP' -----------------\n");
     const CHANGE_MARK mark;
     normalise_statements();
     build_facts(facts_of(FACT_candidates));
     COPY_SWEEP sweep = start_sweep();
+    sweep.combine = combine;
     const bool decided = sweep_blocks(sweep);
     for_each_candidate(function_candidates, [](SYMBOL* symbol) { symbol->single_asg = nullptr; });
     replaced += sweep.replaced;
@@ -217,7 +228,7 @@ bool fast_CP(int sweeps, bool combine, bool delay) {
     const CHANGE_MARK mark;
     if (combine) combine_asgs_to_memory(false);
     int64_t replaced = 0;
-    while (sweeps-- > 0 && sweep_once(replaced)) {
+    while (sweeps-- > 0 && sweep_once(combine, replaced)) {
     }
     if (combine || replaced > 0) elim_dead_assigns(delay, true);
     return mark.any();
