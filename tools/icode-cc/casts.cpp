@@ -3,7 +3,7 @@
 
 #include "arrays.h"
 #include "atomics.h"
-#include "expressions.h"
+#include "elements.h"
 #include "pieces.h"
 
 namespace pelorus {
@@ -91,6 +91,11 @@ NODE* union_from_member(BODY& body, const CastExpr* e) {
     return zero_constant(int_type(body.unit));
 }
 
+NODE* real_part(BODY& body, const CastExpr* e) {
+    const ELEMENTS elements = elements_of_value(body, e->getSubExpr());
+    return sequence(elements.effects, elements.values[0]);
+}
+
 NODE* void_value(BODY& body, const CastExpr* e) {
     NODE* effects = effects_of(body, e->getSubExpr());
     return effects ? effects : zero_constant(int_type(body.unit));
@@ -132,6 +137,10 @@ NODE* converted_value(BODY& body, const CastExpr* e) {
     case CK_FloatingToIntegral:
     case CK_FloatingToBoolean:
     case CK_FloatingCast: return arithmetic_cast(body, e);
+    case CK_FloatingComplexToReal:
+    case CK_IntegralComplexToReal: return real_part(body, e);
+    case CK_FloatingComplexToBoolean:
+    case CK_IntegralComplexToBoolean: return integer_to_bool(body, complex_truth(body, inner));
     case CK_ToVoid: return void_value(body, e);
     case CK_ToUnion: return union_from_member(body, e);
     case CK_BuiltinFnToFnPtr: return value_of(body, inner);

@@ -5,6 +5,7 @@
 
 #include "arrays.h"
 #include "atomics.h"
+#include "elements.h"
 #include "pieces.h"
 #include "scopes.h"
 
@@ -112,7 +113,7 @@ NODE* unary_lvalue(BODY& body, const UnaryOperator* expression) {
     switch (expression->getOpcode()) {
     case UO_Deref: return dereference(body, expression);
     case UO_Extension: return lvalue_of(body, expression->getSubExpr());
-    default: return refused_value(body, expression, "a part of a complex number");
+    default: return complex_part_lvalue(body, expression);
     }
 }
 
@@ -226,7 +227,6 @@ NODE* value_by_kind(BODY& body, const Expr* e) {
         return compound_literal(body, cast<CompoundLiteralExpr>(e));
     case Stmt::AddrLabelExprClass: return label_address(body, cast<AddrLabelExpr>(e));
     case Stmt::AtomicExprClass: return value_of_atomic(body, cast<AtomicExpr>(e));
-    case Stmt::ImaginaryLiteralClass: return refused_value(body, e, "a complex number");
     default: return refused_value(body, e, std::string("an expression of the kind ") + e->getStmtClassName());
     }
 }
@@ -252,6 +252,7 @@ NODE* value_of(BODY& body, const Expr* expression) {
     if (const auto saved = body.saved.find(expression); saved != body.saved.end())
         return saved->second ? use_local(saved->second) : zero_constant(int_type(body.unit));
     if (expression->isGLValue()) return lvalue_of(body, expression);
+    if (computes_elements(body, expression)) return value_by_elements(body, expression);
     return value_by_kind(body, expression);
 }
 
@@ -304,7 +305,7 @@ bool has_side_effects(const BODY& body, const Expr* expression) {
 
 NODE* constant_of(BODY& body, const Expr* expression) {
     const QualType type = expression->getType();
-    if (!type->isScalarType() || type->isAnyComplexType()) return nullptr;
+    if (!type->isScalarType() || has_elements(type)) return nullptr;
     Expr::EvalResult result;
     if (!expression->EvaluateAsRValue(result, *body.unit.ast) || result.HasSideEffects) return nullptr;
     if (holds_length_effects(body, expression)) return nullptr;
@@ -347,9 +348,10 @@ const Expr* strip_condition(const Expr* e) {
             const CastKind kind = converted->getCastKind();
             const bool widens =
                 kind == CK_IntegralCast && converted->getSubExpr()->getType()->isBooleanType();
-            if (kind != CK_IntegralToBoolean && kind != CK_PointerToBoolean && kind != CK_FloatingToBoolean &&
-                !widens)
-                return e;
+            const bool tests = kind == CK_IntegralToBoolean || kind == CK_PointerToBoolean ||
+                               kind == CK_FloatingToBoolean || kind == CK_FloatingComplexToBoolean ||
+                               kind == CK_IntegralComplexToBoolean;
+            if (!tests && !widens) return e;
             e = converted->getSubExpr();
         } else if (const auto* constant = dyn_cast<ConstantExpr>(e)) {
             e = constant->getSubExpr();
@@ -364,6 +366,7 @@ NODE* leaf_condition(BODY& body, const Expr* e) {
     if (!body.saved.count(e) && !has_side_effects(body, e) &&
         e->EvaluateAsBooleanCondition(truth, *body.unit.ast))
         return integer_constant(int_type(body.unit), truth);
+    if (e->getType()->isAnyComplexType()) return complex_truth(body, e);
     NODE* value = value_of(body, e);
     if (!type_is_floating(value->type)) return value;
     return new_binary(OP_NEQ, int_type(body.unit), value, zero_constant(type_strip(value->type)));
@@ -404,6 +407,7 @@ NODE* conditional_effects(BODY& body, const Expr* condition, const Expr* yes, co
 }
 
 NODE* binary_effects(BODY& body, const BinaryOperator* e) {
+    if (changes_elements(e)) return element_assignment(body, e).effects;
     if (e->isAssignmentOp()) return value_of(body, e);
     if (e->getOpcode() == BO_LAnd) return conditional_effects(body, e->getLHS(), e->getRHS(), nullptr);
     if (e->getOpcode() == BO_LOr) return conditional_effects(body, e->getLHS(), nullptr, e->getRHS());

@@ -50,6 +50,7 @@ NODE* value_of_binary(BODY& body, const clang::BinaryOperator* expression);     
 NODE* value_of_conditional(BODY& body, const clang::AbstractConditionalOperator* expression); // operators.cpp
 NODE* increment_of(BODY& body, const clang::UnaryOperator* expression, bool value_needed);    // operators.cpp
 OPCODE arithmetic_opcode(clang::BinaryOperatorKind kind); // operators.cpp: of `+` to `|`; OP_NOP for others
+OPCODE relation_opcode(clang::BinaryOperatorKind kind, bool is_unsigned);                    // operators.cpp
 NODE* value_of_call(BODY& body, const clang::CallExpr* call);                                // calls.cpp
 NODE* value_of_statements(BODY& body, const clang::StmtExpr* expression, bool value_needed); // inner.cpp
 NODE* value_of_va_arg(BODY& body, const clang::VAArgExpr* expression);                       // calls.cpp

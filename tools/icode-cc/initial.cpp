@@ -4,7 +4,7 @@
 // is cleared and then assigned element by element. 3. Others are assigned element by element, zeros included.
 #include "clang/AST/Attr.h"
 
-#include "expressions.h"
+#include "elements.h"
 #include "memory/zone.h"
 #include "objects.h"
 #include "pieces.h"
@@ -203,6 +203,10 @@ void fill(FILLING& filling, NODE* target, QualType type, const Expr* value) {
             return fill(filling, target, type, list->getInit(0));
         if (type->isArrayType()) return fill_array(filling, target, type, list);
         if (type->isRecordType()) return fill_structure(filling, target, type, list);
+    }
+    if (computes_elements(filling.body, value)) {
+        NODE* effects = store_elements(filling.body, target, type, elements_of_value(filling.body, value));
+        return filling.statements.push_back(effects);
     }
     fill_scalar(filling, target, type, value);
 }

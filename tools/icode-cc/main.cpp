@@ -8,8 +8,8 @@
 // 2. clang parses and checks the whole file. 3. The declarations are converted (unit.h) into an unnamed file.
 // 4. It is copied to the output when nothing was refused, so there is never half an output.
 //
-// With -E, -M or -MM it does what clang does. What has no icode is refused with its place: complex numbers,
-// vectors, assembly with labels.
+// With -E, -M or -MM it does what clang does. What has no icode is refused with its place: assembly with
+// labels.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>

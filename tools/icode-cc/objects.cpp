@@ -192,6 +192,24 @@ void lay_scalar(LAYING& laying, const APValue& value, QualType type, uint64_t of
     lay_constant(laying, tree, offset, slot->size);
 }
 
+// The elements of a complex number or vector.
+void lay_elements(LAYING& laying, const APValue& value, QualType type, uint64_t offset) {
+    const auto lay = [&](const APValue& element, unsigned number) {
+        const QualType own = element_type(type);
+        lay_value(laying, element, own, offset + uint64_t(number) * size_in_bytes(laying.unit, own));
+    };
+    if (value.isVector())
+        for (unsigned i = 0; i < value.getVectorLength(); ++i) lay(value.getVectorElt(i), i);
+    if (value.isComplexInt()) {
+        lay(APValue(value.getComplexIntReal()), 0);
+        lay(APValue(value.getComplexIntImag()), 1);
+    }
+    if (value.isComplexFloat()) {
+        lay(APValue(value.getComplexFloatReal()), 0);
+        lay(APValue(value.getComplexFloatImag()), 1);
+    }
+}
+
 void lay_value(LAYING& laying, const APValue& value, QualType type, uint64_t offset) {
     switch (value.getKind()) {
     case APValue::None:
@@ -212,6 +230,9 @@ void lay_value(LAYING& laying, const APValue& value, QualType type, uint64_t off
     case APValue::Union:
         if (value.getUnionField()) lay_member(laying, value.getUnionValue(), value.getUnionField(), offset);
         return;
+    case APValue::ComplexInt:
+    case APValue::ComplexFloat:
+    case APValue::Vector: return lay_elements(laying, value, type, offset);
     case APValue::AddrLabelDiff: return lay_label_difference(laying, value, type, offset);
     default: refuse(laying.unit, "an initializer of this kind");
     }
@@ -283,6 +304,12 @@ bool is_zero_array(const APValue& value) {
     return !value.hasArrayFiller() || is_zero_value(value.getArrayFiller());
 }
 
+bool is_zero_vector(const APValue& value) {
+    for (unsigned i = 0; i < value.getVectorLength(); ++i)
+        if (!is_zero_value(value.getVectorElt(i))) return false;
+    return true;
+}
+
 } // namespace
 
 bool is_zero_value(const APValue& value) {
@@ -293,6 +320,10 @@ bool is_zero_value(const APValue& value) {
     case APValue::Float: return value.getFloat().isPosZero();
     case APValue::LValue: return !value.getLValueBase() && value.getLValueOffset().isZero();
     case APValue::Array: return is_zero_array(value);
+    case APValue::ComplexInt: return value.getComplexIntReal().isZero() && value.getComplexIntImag().isZero();
+    case APValue::ComplexFloat:
+        return value.getComplexFloatReal().isPosZero() && value.getComplexFloatImag().isPosZero();
+    case APValue::Vector: return is_zero_vector(value);
     case APValue::Union: return !value.getUnionField() || is_zero_value(value.getUnionValue());
     case APValue::Struct:
         for (unsigned i = 0; i < value.getStructNumFields(); ++i)

@@ -1,7 +1,7 @@
 // Operators; see expressions.h.
 #include "arrays.h"
 #include "atomics.h"
-#include "expressions.h"
+#include "elements.h"
 #include "pieces.h"
 
 namespace pelorus {
@@ -24,6 +24,17 @@ OPCODE arithmetic_opcode(BinaryOperatorKind kind) {
     }
 }
 
+OPCODE relation_opcode(BinaryOperatorKind kind, bool is_unsigned) {
+    switch (kind) {
+    case BO_EQ: return OP_EQ;
+    case BO_NE: return OP_NEQ;
+    case BO_LT: return is_unsigned ? OP_ULT : OP_LT;
+    case BO_GT: return is_unsigned ? OP_UGT : OP_GT;
+    case BO_LE: return is_unsigned ? OP_ULE : OP_LE;
+    default: return is_unsigned ? OP_UGE : OP_GE;
+    }
+}
+
 namespace {
 
 OPCODE assignment_opcode(BinaryOperatorKind kind) {
@@ -39,17 +50,6 @@ OPCODE assignment_opcode(BinaryOperatorKind kind) {
     case BO_XorAssign: return OP_XORBASG;
     case BO_OrAssign: return OP_ORBASG;
     default: return OP_NOP;
-    }
-}
-
-OPCODE relation_opcode(BinaryOperatorKind kind, bool is_unsigned) {
-    switch (kind) {
-    case BO_EQ: return OP_EQ;
-    case BO_NE: return OP_NEQ;
-    case BO_LT: return is_unsigned ? OP_ULT : OP_LT;
-    case BO_GT: return is_unsigned ? OP_UGT : OP_GT;
-    case BO_LE: return is_unsigned ? OP_ULE : OP_LE;
-    default: return is_unsigned ? OP_UGE : OP_GE;
     }
 }
 
@@ -88,6 +88,8 @@ NODE* arithmetic(BODY& body, const BinaryOperator* e) {
 
 NODE* relation(BODY& body, const BinaryOperator* e) {
     const QualType type = e->getLHS()->getType();
+    if (type->isAnyComplexType() || e->getRHS()->getType()->isAnyComplexType())
+        return complex_relation(body, e);
     const bool is_unsigned = type->isPointerType() || type->isUnsignedIntegerOrEnumerationType();
     NODE* left = value_of(body, e->getLHS());
     NODE* right = value_of(body, e->getRHS());
@@ -161,6 +163,7 @@ NODE* increment_of(BODY& body, const UnaryOperator* e, bool value_needed) {
     if (e->getSubExpr()->getType()->isAtomicType()) return atomic_increment(body, e);
     if (field_in_pieces(body, e->getSubExpr())) return increment_pieces(body, e);
     const QualType type = e->getType().getUnqualifiedType();
+    if (has_elements(type)) return increment_elements(body, e, value_needed);
     NODE* object = lvalue_of(body, e->getSubExpr());
     const bool keeps_old = e->isPostfix() && value_needed;
     const OPCODE op =
@@ -180,18 +183,16 @@ NODE* value_of_unary(BODY& body, const UnaryOperator* e) {
     case UO_Minus: return sign_operation(body, e, OP_UMINUS);
     case UO_Not: return sign_operation(body, e, OP_NOTB);
     case UO_LNot: return negation_value(body, e);
-    case UO_Deref: return lvalue_of(body, e);
-    default: break;
+    case UO_Real:
+    case UO_Imag: return complex_part(body, e);
+    default: return lvalue_of(body, e); // UO_Deref
     }
-    refuse(body.unit, e->getExprLoc(), "a complex number");
-    return zero_constant(int_type(body.unit));
 }
 
 NODE* value_of_binary(BODY& body, const BinaryOperator* e) {
-    if (e->getType()->isVectorType() || e->getType()->isAnyComplexType() ||
-        e->getLHS()->getType()->isVectorType()) {
-        refuse(body.unit, e->getExprLoc(), "the type '" + e->getType().getAsString() + "'");
-        return zero_constant(int_type(body.unit));
+    if (changes_elements(e)) {
+        const ELEMENT_CHANGE change = element_assignment(body, e);
+        return sequence(change.effects, change.left);
     }
     if (e->isAssignmentOp() && e->getLHS()->getType()->isAtomicType()) return atomic_assignment(body, e);
     if (e->isAssignmentOp() && field_in_pieces(body, e->getLHS())) return assign_pieces(body, e);

@@ -7,6 +7,9 @@
 // the structure. Fields of packed structures may straddle such units; they get the smallest integer from the
 // field's first byte on, or the last one that ends with the structure, or they are cut into pieces
 // (pieces.h).
+//
+// Complex numbers and vectors are structures of their elements. A structure is marked that stands for a
+// vector, since the calling convention passes it in another way.
 #include "types.h"
 
 #include "clang/AST/Attr.h"
@@ -231,6 +234,39 @@ TYPE* record_type(UNIT& unit, const RecordDecl* declared) {
     return type;
 }
 
+// A word of a tag: the name of a type without blanks.
+std::string tag_word(QualType type) {
+    std::string text = type.getAsString();
+    std::replace(text.begin(), text.end(), ' ', '_');
+    return text;
+}
+
+// The structure of an array of elements that has no array.
+TYPE* structure_of_elements(UNIT& unit, QualType whole, QualType element, const std::string& tag,
+                            const std::vector<std::string>& names) {
+    const auto align = static_cast<uint32_t>(unit.ast->getTypeAlignInChars(whole).getQuantity());
+    const POSITION nowhere{};
+    TYPE* type =
+        unit.types.make_csu(tag.c_str(), TK_STRUCT, size_in_bytes(unit, whole), align, true, &nowhere);
+    TYPE* member = icode_type(unit, element);
+    std::vector<TYPE_PART*> parts;
+    for (const std::string& name : names) {
+        const auto number = static_cast<uint32_t>(parts.size());
+        parts.push_back(
+            unit.types.add_member(type, name.c_str(), member, number * member->size, number + 1, &nowhere));
+    }
+    unit.elements[type] = parts;
+    return type;
+}
+
+TYPE* complex_type(UNIT& unit, QualType canonical) {
+    const QualType element = canonical->castAs<ComplexType>()->getElementType();
+    TYPE* type =
+        structure_of_elements(unit, canonical, element, "complex." + tag_word(element), {"real", "imag"});
+    complete_list(unit, type, LIST_MEMBERS);
+    return type;
+}
+
 // Accesses of atomic objects happen as often as they are written, as those of volatile ones. A structure that
 // atomic access pads has no description.
 TYPE* atomic_type(UNIT& unit, const AtomicType* atomic) {
@@ -249,6 +285,7 @@ TYPE* unqualified_type(UNIT& unit, QualType canonical) {
         return enumeration_type(unit, enumeration->getDecl());
     if (isa<FunctionType>(canonical)) return function_type(unit, canonical, 0);
     if (const auto* atomic = dyn_cast<AtomicType>(canonical)) return atomic_type(unit, atomic);
+    if (isa<ComplexType>(canonical)) return complex_type(unit, canonical);
     refuse(unit, "the type '" + canonical.getAsString() + "'");
     return int_type(unit);
 }
@@ -311,6 +348,18 @@ TYPE* function_type(UNIT& unit, QualType type, uint32_t attributes) {
     for (TYPE* parameter : parameters) unit.types.add_parameter(made, parameter);
     complete_list(unit, made, LIST_PARAMETERS);
     return made;
+}
+
+bool has_elements(QualType type) { return type->isAnyComplexType() || type->isVectorType(); }
+
+QualType element_type(QualType given) {
+    const QualType type = given.getAtomicUnqualifiedType();
+    if (const auto* complex = type->getAs<ComplexType>()) return complex->getElementType();
+    return type->castAs<VectorType>()->getElementType();
+}
+
+const std::vector<TYPE_PART*>& elements_of(UNIT& unit, QualType type) {
+    return unit.elements[icode_type(unit, type.getAtomicUnqualifiedType())];
 }
 
 TYPE_PART* member_of(UNIT& unit, const FieldDecl* field) {

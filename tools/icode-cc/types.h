@@ -15,6 +15,12 @@ TYPE* function_type(UNIT& unit, clang::QualType type, uint32_t attributes);
 // The member of the structure's icode type. Unnamed bit-fields have none (null).
 TYPE_PART* member_of(UNIT& unit, const clang::FieldDecl* field);
 
+// The type is a complex number or a vector: in icode a structure of its elements.
+bool has_elements(clang::QualType type);
+clang::QualType element_type(clang::QualType type);
+// The members of the structure of such a type.
+const std::vector<TYPE_PART*>& elements_of(UNIT& unit, clang::QualType type);
+
 // Usual types.
 TYPE* void_type(UNIT& unit);
 TYPE* int_type(UNIT& unit);

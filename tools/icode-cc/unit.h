@@ -59,6 +59,7 @@ struct UNIT {
         function_types; // by canonical type and attributes
     llvm::DenseMap<const clang::FieldDecl*, TYPE_PART*> members;
     llvm::DenseMap<const clang::FieldDecl*, std::vector<PIECE>> pieces; // lowest first
+    llvm::DenseMap<const TYPE*, std::vector<TYPE_PART*>> elements;      // of complex numbers and vectors
     llvm::DenseMap<const clang::Decl*, SYMBOL*> symbols;                // by canonical declaration
     llvm::DenseMap<const clang::Decl*, SYMBOL*> inline_copies;
     llvm::DenseMap<const clang::Expr*, SYMBOL*> literals; // file-scope compound literals and long strings

@@ -19,9 +19,9 @@ ROW_MAP all_rows() {
     ROW_MAP rows;
     for (const auto& table :
          {allocation_functions(), atomic_functions(), character_functions(), compiler_functions(),
-          file_functions(), formatting_functions(), math_functions(), memory_functions(), number_functions(),
-          process_functions(), random_functions(), sorting_functions(), string_functions(),
-          thread_functions(), time_functions()})
+          complex_functions(), file_functions(), formatting_functions(), math_functions(), memory_functions(),
+          number_functions(), process_functions(), random_functions(), sorting_functions(),
+          string_functions(), thread_functions(), time_functions()})
         for (const LIBRARY_ROW& row : table) rows.emplace(row.name, &row);
     return rows;
 }

@@ -100,6 +100,7 @@ std::span<const LIBRARY_ROW> allocation_functions();
 std::span<const LIBRARY_ROW> atomic_functions();
 std::span<const LIBRARY_ROW> character_functions();
 std::span<const LIBRARY_ROW> compiler_functions();
+std::span<const LIBRARY_ROW> complex_functions();
 std::span<const LIBRARY_ROW> file_functions();
 std::span<const LIBRARY_ROW> formatting_functions();
 std::span<const LIBRARY_ROW> math_functions();

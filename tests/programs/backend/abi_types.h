@@ -122,6 +122,9 @@ struct packed_large {
     char a;
     long long b[9];
 } __attribute__((packed));
+struct complex_pair {
+    _Complex float a, b;
+};
 struct pointers {
     char* a;
     void (*b)(void);
@@ -164,6 +167,12 @@ struct pointers {
     X(long_large, struct long_large) \
     X(packed_large, struct packed_large) \
     X(pointers, struct pointers) \
+    X(complex_float, _Complex float) \
+    X(complex_double, _Complex double) \
+    X(complex_char, _Complex char) \
+    X(complex_int, _Complex int) \
+    X(complex_long, _Complex long long) \
+    X(complex_pair, struct complex_pair) \
     X(long_long, long long) \
     X(single, double)
 /* clang-format on */
