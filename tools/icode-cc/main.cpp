@@ -23,10 +23,13 @@
 
 #include "clang/AST/ASTConsumer.h"
 #include "clang/AST/Attr.h"
+#include "clang/Driver/Compilation.h"
+#include "clang/Driver/Driver.h"
 #include "clang/Frontend/CompilerInstance.h"
 #include "clang/Frontend/FrontendActions.h"
 #include "clang/Frontend/Utils.h"
 #include "clang/FrontendTool/Utils.h"
+#include "llvm/TargetParser/Host.h"
 #include "llvm/TargetParser/Triple.h"
 
 #include "assembly.h"
@@ -159,6 +162,7 @@ struct COMMAND {
     std::vector<const char*> words; // for the clang driver
     const char* output = nullptr;   // of -o
     bool preprocesses = false;      // -E, -M or -MM
+    bool asks = false;              // -print-...
 };
 
 bool begins_with(const char* text, const char* start) { return !strncmp(text, start, strlen(start)); }
@@ -174,6 +178,7 @@ COMMAND read_command(int count, char** words) {
         else if (begins_with(word, "-o") && word[2])
             command.output = word + 2;
         if (!strcmp(word, "-E") || !strcmp(word, "-M") || !strcmp(word, "-MM")) command.preprocesses = true;
+        command.asks = command.asks || begins_with(word, "-print-");
         command.words.push_back(word);
         if (!strcmp(word, "-o") && i + 1 < count) command.words.push_back(words[++i]);
     }
@@ -236,10 +241,18 @@ bool convert(CompilerInstance& compiler, const COMMAND& command) {
     return written;
 }
 
+// -print-resource-dir and the like: clang's driver answers while it reads the words, and has nothing to run.
+int answer(const COMMAND& command, DiagnosticsEngine& diagnostics) {
+    driver::Driver driver(command.words[0], llvm::sys::getDefaultTargetTriple(), diagnostics);
+    const std::unique_ptr<driver::Compilation> nothing(driver.BuildCompilation(command.words));
+    return diagnostics.hasErrorOccurred();
+}
+
 int run_compiler(const COMMAND& command) {
     CompilerInstance compiler;
     auto diagnostics =
         CompilerInstance::createDiagnostics(CreateAndPopulateDiagOpts(command.words).release());
+    if (command.asks) return answer(command, *diagnostics);
     CreateInvocationOptions options;
     options.Diags = diagnostics;
     std::shared_ptr<CompilerInvocation> invocation = createInvocation(command.words, options);

@@ -1,7 +1,8 @@
 // Reading the command line: every word is an option of options.def or a file.
 #include "command.h"
 
-#include <cstring>
+#include <bit>
+#include <cstdlib>
 #include <map>
 #include <string_view>
 
@@ -42,7 +43,7 @@ enum class USE {
     PREPROCESSOR_WORD,
     PIC,
     NO_PIC,
-    CODE_GENERATOR,
+    FUNCTION_ALIGNMENT,
     ASSEMBLER,
     CODE,
 };
@@ -50,7 +51,7 @@ enum class USE {
 // What an option for the code does; see options.def.
 struct CODE_ROW {
     CODE_GROUP group;
-    std::string_view tools, optimizer, translator;
+    std::string_view tools, optimizer, translator, generator;
 };
 
 struct OPTION_ROW {
@@ -62,8 +63,8 @@ struct OPTION_ROW {
 
 constexpr OPTION_ROW option_rows[] = {
 #define CC_OPTION(text, form, use) {text, FORM::form, USE::use},
-#define CC_CODE(text, form, group, tools, optimizer, translator)                                             \
-    {text, FORM::form, USE::CODE, {CODE_GROUP::group, tools, optimizer, translator}},
+#define CC_CODE(text, form, group, tools, optimizer, translator, generator)                                  \
+    {text, FORM::form, USE::CODE, {CODE_GROUP::group, tools, optimizer, translator, generator}},
 #include "options.def"
 };
 
@@ -178,6 +179,14 @@ void read_preprocessor_list(READER& reader, std::string_view list) {
     }
 }
 
+// The code generator is told the logarithm; code lies at words anyway.
+void read_function_alignment(COMMAND& command, const std::string& bytes) {
+    const unsigned long number = strtoul(bytes.c_str(), nullptr, 10);
+    if (number > 65536 || bytes.find_first_not_of("0123456789") != std::string::npos)
+        command.errors.push_back("functions cannot be aligned to '" + bytes + "' bytes");
+    command.function_alignment = number > 4 ? std::to_string(std::bit_width(number - 1)) : "";
+}
+
 void set_stop(COMMAND& command, STOP stop) {
     // -E and -M end the work before -c and -S whatever their order.
     if (command.stop < stop) command.stop = stop;
@@ -237,7 +246,7 @@ void apply(READER& reader, USE use, const std::string& word, bool separate, cons
         command.front.push_back(word);
         command.position_independent = false;
         return;
-    case USE::CODE_GENERATOR: command.code_generator.push_back("-" + word.substr(1 + strlen("f"))); return;
+    case USE::FUNCTION_ALIGNMENT: return read_function_alignment(command, argument);
     case USE::ASSEMBLER: return pass_on(command.assembler, word, separate, argument);
     case USE::CODE: return; // by read_code
     }
@@ -292,6 +301,7 @@ COMMAND read_command(const WORDS& words) {
         WORDS& optimizer = reader.command.optimizer;
         if (!row.optimizer.empty()) optimizer.emplace(optimizer.begin(), row.optimizer);
         if (!row.translator.empty()) reader.command.translator.emplace_back(row.translator);
+        if (!row.generator.empty()) reader.command.code_generator.emplace_back(row.generator);
     }
     return std::move(reader.command);
 }

@@ -40,6 +40,10 @@ enum class CODE_GROUP {
     FRAME,
     STATE,
     ALIGNMENT,
+    FUNCTION_SECTIONS,
+    DATA_SECTIONS,
+    ZEROED_DATA,
+    JUMP_TABLES,
     DEBUG
 };
 
@@ -60,6 +64,7 @@ struct COMMAND {
     WORDS optimizer;                    // for pelorus
     WORDS translator;                   // for icode-llvm
     WORDS code_generator;               // for llc
+    std::string function_alignment;     // the logarithm of the bytes, for llc; "" for its own choice
     WORDS assembler;                    // for the assembler, in the form of the linker's driver
     std::string dependencies;           // "-MD", "-MMD" or ""
     std::string dependency_file;        // "" when not given

@@ -4,6 +4,9 @@
 //
 // It reads the command line (command.cpp) and runs the other programs (steps.cpp). The optimizer's levels are
 // -O0 to -O4; everything else is as a makefile expects it from a C compiler.
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 
 #include "command.h"
@@ -23,7 +26,8 @@ const char usage[] =
     "  -g                 debug information; the code stays the same\n"
     "  --icode            stop after the optimizer and keep its input NAME.if and its output NAME.opt\n"
     "  -Xpelorus OPTION   an option for the optimizer\n"
-    "  -v                 show the steps that are run\n"
+    "  -v                 show the steps that are run, where headers are looked for and how ld is called\n"
+    "  --version, -dumpmachine, -print-prog-name=NAME, -print-file-name=NAME, -print-search-dirs, ...\n"
     "  --time-report=FILE append a line for each step: program, seconds, source and output, divided by tabs\n"
     "  --keep-temps=DIR   keep the files between the steps, in a new directory in DIR\n"
     "  -###               show the steps and run none\n"
@@ -32,8 +36,13 @@ const char usage[] =
     "  @FILE              options from a file\n"
     "Files: .c, .i, .s, .S, .if (icode), .opt (optimized icode), .ll; others go to the linker.\n";
 
+constexpr const char* TARGET = "arm-linux-gnueabihf";
+constexpr const char* LINKER = "arm-linux-gnueabihf-gcc";
+
+// Build systems take the first number for that of the compiler whose name they find, and ask clang's to know
+// what options and standards there are.
 void print_version(FILE* stream) {
-    fprintf(stream, "pelorus-cc version %s\nTarget: arm-linux-gnueabihf\n", PELORUS_VERSION);
+    fprintf(stream, "pelorus-cc" PELORUS_FRONT_END " %s\nTarget: %s\n", PELORUS_VERSION, TARGET);
 }
 
 bool has_file(const COMMAND& command) {
@@ -42,10 +51,18 @@ bool has_file(const COMMAND& command) {
     return false;
 }
 
-int answer_with_linker(const WORDS& questions) {
-    WORDS words = {"arm-linux-gnueabihf-gcc"};
-    words.insert(words.end(), questions.begin(), questions.end());
-    return run_program(words);
+// The linker's driver knows the programs and the files of the target's tools and libraries. The programs of
+// this tool chain and the headers that belong to the front end are ours.
+int answer(const std::string& question) {
+    const std::string name = question.substr(question.find('=') + 1);
+    const std::string own = own_directory() + name;
+    if (question.find("-print-prog-name=") != std::string::npos && access(own.c_str(), X_OK) == 0)
+        return puts(own.c_str()) < 0;
+    if (question.ends_with("-print-target-triple") || question.ends_with("-print-effective-triple"))
+        return puts(TARGET) < 0;
+    if (question.ends_with("-print-resource-dir") || question.ends_with("-print-file-name=include"))
+        return run_program({own_directory() + "icode-cc", question});
+    return run_program({LINKER, question});
 }
 
 // Questions, and commands without a file. True when there is nothing left to do; `status` is then set.
@@ -58,12 +75,12 @@ bool answered(const COMMAND& command, int& status) {
     else if (command.asks_number)
         puts(PELORUS_VERSION);
     else if (!command.questions.empty())
-        status = answer_with_linker(command.questions);
+        for (const std::string& question : command.questions) status = std::max(status, answer(question));
     else if (!has_file(command)) {
         if (command.verbose || command.show) {
             print_version(stderr);
             // Configuration scripts look for this name to learn what options a compiler has.
-            fputs("Linker: arm-linux-gnueabihf-gcc\n", stderr);
+            fprintf(stderr, "Linker: %s\n", LINKER);
         } else {
             fputs("pelorus-cc: error: no input files\n", stderr);
             status = 1;

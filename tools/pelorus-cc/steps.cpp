@@ -126,6 +126,7 @@ WORDS dependency_words(const CHAIN& chain) {
 
 WORDS front_words(const CHAIN& chain) {
     WORDS words = {sibling("icode-cc")};
+    if (chain.command.verbose) words.push_back("-v"); // tells where headers are looked for
     append(words, chain.command.front);
     if (chain.input.kind == INPUT_KIND::PREPROCESSED)
         append(words, {"-x", "cpp-output"});
@@ -189,11 +190,23 @@ bool translate(CHAIN& chain) {
     return run_step(chain.command, words, chain.input.text, output);
 }
 
+// Whether the user has words for the assembler, which then makes the object in the code generator's place.
+bool has_assembler_words(const COMMAND& command) {
+    for (const std::string& word : command.assembler)
+        if (word.starts_with("-Wa,") || word == "-Xassembler") return true;
+    return false;
+}
+
 bool generate(CHAIN& chain) {
-    bool text = chain.command.stop == STOP::ASSEMBLY;
-    std::string output = text ? asked_output(chain, ".s") : chain.object;
+    const bool stops = chain.command.stop == STOP::ASSEMBLY;
+    const bool text = stops || has_assembler_words(chain.command);
+    std::string output = stops  ? asked_output(chain, ".s")
+                         : text ? temporary_file(chain, ".s")
+                                : chain.object;
     WORDS words = {CODE_GENERATOR, "-O2", "-relocation-model=pic", text ? "-filetype=asm" : "-filetype=obj"};
     append(words, chain.command.code_generator);
+    if (!chain.command.function_alignment.empty())
+        words.push_back("-align-all-functions=" + chain.command.function_alignment);
     append(words, {chain.file, "-o", output});
     chain.file = output;
     return run_step(chain.command, words, chain.input.text, output);
@@ -250,11 +263,13 @@ bool run_chain(CHAIN& chain) {
     if ((is_source(kind) || kind == INPUT_KIND::ICODE) && !optimize(chain)) return false;
     if (stop == STOP::ICODE) return true;
     if (kind != INPUT_KIND::LLVM && !translate(chain)) return false;
-    return generate(chain);
+    if (!generate(chain)) return false;
+    return chain.file == chain.object || stop == STOP::ASSEMBLY || assemble(chain);
 }
 
 bool link(const COMMAND& command, const WORDS& parts) {
     WORDS words = {LINKER};
+    if (command.verbose) words.push_back("-v"); // tells the start files and the library's folders
     std::string output = command.output.empty() ? "a.out" : command.output;
     append(words, parts);
     append(words, {"-o", output});

@@ -115,6 +115,9 @@ cat >code.c <<'C'
 int sum(int n, int s) { if (n) return sum(n - 1, s + n); return s; }
 void copy(int *to, int *from) { memcpy(to, from, 8); }
 int guarded(int n) { char text[40]; memset(text, n, 40); return text[n]; }
+extern int is_thumb;
+int zero[100];
+int choose(int n) { switch (n) { case 0: return zero[4]; case 1: return guarded(n); case 2: return 13; case 3: return zero[n]; case 4: return 9; case 5: return is_thumb; default: return 1; } }
 int is_thumb =
 #ifdef __thumb__
     1;
@@ -136,6 +139,13 @@ honoured -fno-omit-frame-pointer '	r11, sp'
 honoured -fexceptions '\.save'
 honoured '-marm -mthumb' '\.thumb_func'
 honoured -mthumb 'asciz	"\\001\\000'
+honoured -falign-functions=32 '\.p2align	5'
+honoured -ffunction-sections '\.text\.copy'
+honoured -fno-zero-initialized-in-bss 'zero:$'
+"$cc" -S code.c -o code.s && grep -q '^\.LJTI' code.s || fail "no jump table to do without"
+"$cc" -fno-jump-tables -S code.c -o code.s && ! grep -q '^\.LJTI' code.s || fail "-fno-jump-tables"
+"$cc" -fno-zero-initialized-in-bss -S code.c -o code.s && ! grep -q '\.bss' code.s || fail "-fno-zero-initialized-in-bss"
+"$cc" -c code.c -Wa,--defsym,WANTED=7 -Wa,-alh=listing -o code.o && [ -s listing ] && arm-linux-gnueabihf-nm code.o | grep -q ' WANTED$' || fail "-Wa, for C"
 for words in "" "-fno-optimize-sibling-calls -foptimize-sibling-calls" "-fno-builtin -fbuiltin" "-fstack-protector -fno-stack-protector" "-mthumb -marm -march=armv7-a -mfpu=neon -mfloat-abi=hard"; do
     # shellcheck disable=SC2086
     "$cc" -O2 $words -S code.c -o code.s && ! grep -q '\sbl	memcpy\|\sbl	sum\|__stack_chk\|thumb_func' code.s || fail "$words is not as nothing"

@@ -60,17 +60,31 @@ TEST(PelorusCc, the_last_option_of_a_group_wins) {
     EXPECT_THAT(command.optimizer, ElementsAre("-i0", "-i9"));
     EXPECT_THAT(command.translator, ElementsAre("--stack-protector=sspstrong"));
     EXPECT_THAT(command.assembler, ElementsAre("-mthumb", "-marm"));
+
+    command =
+        read_command({"-ffunction-sections", "-fno-jump-tables", "-fno-function-sections",
+                      "-falign-functions=4096", "-falign-functions=24", "--target=arm-linux-gnueabihf"});
+    EXPECT_THAT(command.errors, IsEmpty());
+    EXPECT_THAT(command.code_generator, ElementsAre("-min-jump-table-entries=4294967295"));
+    EXPECT_EQ(command.function_alignment, "5");
 }
 
 // What changes the code and what is refused stands in the manual.
 TEST(PelorusCc, options_of_the_manual) {
     std::ifstream file(PELORUS_MANUAL);
     const std::string manual(std::istreambuf_iterator<char>(file), {});
-    constexpr const char* honoured[] = {
-#define CC_CODE(text, form, group, tools, optimizer, translator) text,
+    struct ROW {
+        const char *text, *use;
+    };
+    constexpr ROW rows[] = {
+#define CC_OPTION(text, form, use)                                          {text, #use},
+#define CC_CODE(text, form, group, tools, optimizer, translator, generator) {text, "CODE"},
 #include "options.def"
     };
-    for (const std::string text : honoured) EXPECT_THAT(manual, testing::HasSubstr("`" + text + "`"));
+    for (const auto& [text, use] : rows) {
+        if (use != std::string("CODE") && use != std::string("REFUSED")) continue;
+        EXPECT_THAT(manual, testing::HasSubstr("`" + std::string(text))) << use;
+    }
 }
 
 TEST(PelorusCc, the_earliest_stop_wins) {
@@ -83,7 +97,8 @@ TEST(PelorusCc, the_earliest_stop_wins) {
 TEST(PelorusCc, what_configure_scripts_expect_to_fail) {
     for (const char* word :
          {"-V", "-qversion", "-nonsense", "-fsanitize=address", "-mfloat-abi=soft", "x.cpp", "-o", "-ftrapv",
-          "-fsplit-stack", "-march=armv6", "-mfpu=vfp", "-mlong-calls", "-fpack-struct=1", "-fshort-enums"})
+          "-fsplit-stack", "-march=armv6", "-p", "-fxray-instrument", "--target=x86_64-linux-gnu",
+          "-falign-functions=x", "-mfpu=vfp", "-mlong-calls", "-fpack-struct=1", "-fshort-enums"})
         EXPECT_EQ(read_command({word}).errors.size(), 1u) << word;
     EXPECT_EQ(read_command({"-c", "a.c", "b.c", "-o", "x"}).errors.size(), 1u);
 }
