@@ -27,12 +27,21 @@ uint32_t define_node(DEBUG& debug, uint32_t number, const std::string& text) {
 
 uint32_t new_node_of(DEBUG& debug, const std::string& text) { return define_node(debug, ++debug.last, text); }
 
+std::string renamed_path(const PATHS& paths, const std::string& path) {
+    for (auto pair = paths.renamed.rbegin(); pair != paths.renamed.rend(); ++pair)
+        if (path.starts_with(pair->first)) return pair->second + path.substr(pair->first.size());
+    return path;
+}
+
 uint32_t file_node(DEBUG& debug, const char* name) {
-    const std::string text = name ? name : debug.main_file;
+    const std::string text = renamed_path(debug.paths, name ? name : debug.main_file);
+    const std::string folder = renamed_path(debug.paths, debug.paths.folder);
     uint32_t& node = debug.files[text];
+    // The main file's folder is that of the compilation, however the file is named.
+    const bool is_below = !name || text[0] != '/';
     if (!node)
         node = new_node_of(debug, joined("!DIFile(filename: ", quoted(text),
-                                         ", directory: ", quoted(text[0] == '/' ? "" : debug.folder), ")"));
+                                         ", directory: ", quoted(is_below ? folder : ""), ")"));
     return node;
 }
 
@@ -159,10 +168,11 @@ uint32_t type_node(DEBUG& debug, const TYPE* type) {
 
 } // namespace
 
-void begin_debug(DEBUG& debug, const char* source) {
+void begin_debug(DEBUG& debug, const char* source, const PATHS& paths) {
     char folder[4096];
     debug.main_file = source;
-    debug.folder = getcwd(folder, sizeof folder) ? folder : "";
+    debug.paths = paths;
+    if (paths.folder.empty()) debug.paths.folder = getcwd(folder, sizeof folder) ? folder : "";
     debug.unit = ++debug.last; // its text comes last, when the list of variables is known
     file_node(debug, nullptr);
 }

@@ -10,12 +10,20 @@
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "ir/position.h"
 #include "ir/symbol.h"
 #include "ir/type.h"
 
 namespace pelorus {
+
+// What is written about files, so that the same source gives the same bytes in every folder.
+struct PATHS {
+    std::string folder; // that of the compilation; "": the current one
+    std::vector<std::pair<std::string, std::string>>
+        renamed{}; // beginnings of names; a later pair goes first
+};
 
 // All numbers are those of metadata nodes; 0: none.
 struct DEBUG {
@@ -25,7 +33,7 @@ struct DEBUG {
     std::string nodes;     // text of the nodes
     std::string globals;   // the list of global variables
     std::string main_file; //
-    std::string folder;    // in which the compiler runs
+    PATHS paths{};         //
     std::map<std::string, uint32_t> files{};
     std::unordered_map<const TYPE*, uint32_t> types{};
     // Of the current function.
@@ -33,7 +41,7 @@ struct DEBUG {
     std::map<std::pair<uint32_t, uint32_t>, uint32_t> locations{}; // by line and column
 };
 
-void begin_debug(DEBUG& debug, const char* source_name);
+void begin_debug(DEBUG& debug, const char* source_name, const PATHS& paths);
 
 // " !dbg !n" for the definition of a function; "" when nothing is wanted. Its instructions come next.
 std::string debug_function(DEBUG& debug, const SYMBOL* symbol, const std::string& linkage_name);

@@ -44,6 +44,9 @@ enum class USE {
     PIC,
     NO_PIC,
     FUNCTION_ALIGNMENT,
+    DEBUG_FOLDER,
+    RENAMED_IN_DEBUG,
+    RENAMED,
     ASSEMBLER,
     CODE,
 };
@@ -187,6 +190,11 @@ void read_function_alignment(COMMAND& command, const std::string& bytes) {
     command.function_alignment = number > 4 ? std::to_string(std::bit_width(number - 1)) : "";
 }
 
+void read_renaming(COMMAND& command, const std::string& word, const std::string& pair) {
+    if (pair.find('=') == std::string::npos) command.errors.push_back("'" + word + "' has no '=NEW'");
+    command.translator.push_back("--rename=" + pair);
+}
+
 void set_stop(COMMAND& command, STOP stop) {
     // -E and -M end the work before -c and -S whatever their order.
     if (command.stop < stop) command.stop = stop;
@@ -247,6 +255,9 @@ void apply(READER& reader, USE use, const std::string& word, bool separate, cons
         command.position_independent = false;
         return;
     case USE::FUNCTION_ALIGNMENT: return read_function_alignment(command, argument);
+    case USE::DEBUG_FOLDER: command.translator.push_back("--folder=" + argument); return;
+    case USE::RENAMED: command.front.push_back(word); [[fallthrough]];
+    case USE::RENAMED_IN_DEBUG: return read_renaming(command, word, argument);
     case USE::ASSEMBLER: return pass_on(command.assembler, word, separate, argument);
     case USE::CODE: return; // by read_code
     }

@@ -72,4 +72,15 @@ for level in 0 2; do
 done
 "$cc" -g3 -gdwarf-5 -c list.c && readelf --debug-dump=info list.o | grep -q 'Version:  *5' || fail "-gdwarf-5"
 "$cc" -g -g0 -c list.c && readelf -S list.o | grep -q debug && fail "-g0"
+
+# What is said of folders.
+folders() { "$cc" -g "$@" -c "$work/list.c" -o list.o && llvm-dwarfdump-19 list.o | sed -n 's/.*DW_AT_\(name\|comp_dir\).*("\(.*list.c\|\/.*\)")$/\2/p' | tr '\n' ' '; }
+# told <wanted> <options>
+told() {
+    wanted=$1
+    shift
+    [ "$(folders "$@")" = "$wanted " ] || fail "$*: $(folders "$@")"
+}
+told "/here/list.c /there" -fdebug-compilation-dir=/there -fdebug-prefix-map="$work=/here"
+told "/b/list.c /a" -ffile-prefix-map="$work=/a" -ffile-prefix-map="$work/=/b/"
 exit $failures
