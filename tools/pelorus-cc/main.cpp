@@ -45,9 +45,10 @@ void print_version(FILE* stream) {
     fprintf(stream, "pelorus-cc" PELORUS_FRONT_END " %s\nTarget: %s\n", PELORUS_VERSION, TARGET);
 }
 
-bool has_file(const COMMAND& command) {
+// Words for the linker alone are also something to do: -Wl,--version asks which one it is.
+bool has_input(const COMMAND& command) {
     for (const INPUT& input : command.inputs)
-        if (input.kind != INPUT_KIND::LINKER_WORD) return true;
+        if (input.kind != INPUT_KIND::LINKER_WORD || input.text.starts_with("-Wl,")) return true;
     return false;
 }
 
@@ -76,7 +77,7 @@ bool answered(const COMMAND& command, int& status) {
         puts(PELORUS_VERSION);
     else if (!command.questions.empty())
         for (const std::string& question : command.questions) status = std::max(status, answer(question));
-    else if (!has_file(command)) {
+    else if (!has_input(command)) {
         if (command.verbose || command.show) {
             print_version(stderr);
             // Configuration scripts look for this name to learn what options a compiler has.
