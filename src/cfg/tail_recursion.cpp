@@ -107,19 +107,10 @@ bool is_call_of(const NODE* node, std::string_view name) {
     return callee && plain_name(callee->name) == name;
 }
 
-bool calls_returner(const NODE* node) {
-    if (!is_call(node)) return false;
-    const TYPE* callee = type_target(node->left->type);
-    if (callee && type_is_function(callee) && (type_strip(callee)->attributes & FA_RETURNS_TWICE))
-        return true;
-    return is_call_of(node, "setjmp") || is_call_of(node, "_setjmp") || is_call_of(node, "__sigsetjmp") ||
-           is_call_of(node, "vfork");
-}
-
 std::string obstacle_at(const NODE* node) {
     if (node->op == OP_ARGREF) return "the function walks its arguments";
     if (is_call_of(node, "__builtin_alloca")) return "the function takes storage that lasts until it returns";
-    if (calls_returner(node)) return "the function can be returned to twice";
+    if (is_call(node) && may_return_twice(node)) return "the function can be returned to twice";
     return "";
 }
 

@@ -21,4 +21,8 @@ inline SYMBOL* direct_callee(const NODE* node) {
     return name ? name->symbol() : nullptr;
 }
 
+// The call may return again, long after: setjmp and its like. By the attribute of the function's type, or its
+// name.
+bool may_return_twice(const NODE* call);
+
 } // namespace pelorus

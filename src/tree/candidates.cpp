@@ -4,6 +4,7 @@
 #include <limits>
 #include <vector>
 
+#include "ir/call.h"
 #include "ir/stmt.h"
 #include "ir/symbol.h"
 #include "memory/zone.h"
@@ -15,14 +16,21 @@ namespace {
 
 constexpr int32_t MOST_CANDIDATES = int32_t{std::numeric_limits<int16_t>::max()} + 1;
 
-// By serial number: some statement assigns the variable other than by its name, as through a COMMAOP.
-using HARD_TO_SEE = std::vector<bool>;
+// What keeps variables from being candidates.
+struct OBSTACLES {
+    std::vector<bool> hard_to_see; // by serial number: some statement assigns the variable other than by its
+                                   //   name, as through a COMMAOP
+    bool can_be_returned_to = false; // the function calls setjmp or its like
+};
 
-void note_access(HARD_TO_SEE& hard_to_see, const TREE_ACCESS& access) {
-    if (!access.symbol) return;
+void note_access(OBSTACLES& obstacles, const TREE_ACCESS& access) {
+    if (!access.symbol) {
+        obstacles.can_be_returned_to |= is_call(access.by) && may_return_twice(access.by);
+        return;
+    }
     if (access.kind == ACCESS::EXPOSE) expose_symbol(access.symbol);
     if (access.symbol->level > 0 && is_definition(access) && (!is_plain(access) || access.part))
-        hard_to_see[static_cast<size_t>(access.symbol->serial)] = true;
+        obstacles.hard_to_see[static_cast<size_t>(access.symbol->serial)] = true;
 }
 
 bool may_be_candidate(const SYMBOL& symbol) {
@@ -34,16 +42,16 @@ bool may_be_candidate(const SYMBOL& symbol) {
 
 CANDIDATES build_candidate_list(std::span<const STMT* const> lists) {
     clear_exposures();
-    HARD_TO_SEE hard_to_see(static_cast<size_t>(function_symbols.serial));
+    OBSTACLES obstacles{std::vector<bool>(static_cast<size_t>(function_symbols.serial))};
     for (const STMT* statement : lists)
         for (; statement; statement = statement->next)
             for_each_access(statement->tree,
-                            [&](const TREE_ACCESS& access) { note_access(hard_to_see, access); });
+                            [&](const TREE_ACCESS& access) { note_access(obstacles, access); });
     CANDIDATES candidates{zone_array<SYMBOL*>(true, static_cast<size_t>(function_symbols.serial)), 0};
     for_each_function_symbol([&](SYMBOL* symbol) {
         symbol->candidate = NO_CANDIDATE;
-        const bool is_candidate =
-            may_be_candidate(*symbol) && !hard_to_see[static_cast<size_t>(symbol->serial)];
+        const bool is_candidate = may_be_candidate(*symbol) && !obstacles.can_be_returned_to &&
+                                  !obstacles.hard_to_see[static_cast<size_t>(symbol->serial)];
         if (is_candidate && candidates.count < MOST_CANDIDATES) {
             symbol->candidate = static_cast<CANDIDATE_NUMBER>(candidates.count);
             candidates.symbols[candidates.count++] = symbol;

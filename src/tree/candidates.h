@@ -1,7 +1,9 @@
 // Candidates: the variables of the current function that a data-flow pass tracks.
 //
 // A candidate is a local scalar, not volatile, whose address the statements do not take, and which they
-// assign by its name alone. So nothing but the statements that name it reads or changes it.
+// assign by its name alone. So nothing but the statements that name it reads or changes it. A function that
+// calls setjmp or its like has none: any call behind may lead back there, with the variables as they are then,
+// and the graph has no edge that says so.
 #pragma once
 
 #include <cstdint>
