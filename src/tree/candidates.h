@@ -1,9 +1,10 @@
 // Candidates: the variables of the current function that a data-flow pass tracks.
 //
 // A candidate is a local scalar, not volatile, whose address the statements do not take, and which they
-// assign by its name alone. So nothing but the statements that name it reads or changes it. A function that
-// calls setjmp or its like has none: any call behind may lead back there, with the variables as they are then,
-// and the graph has no edge that says so.
+// assign by its name alone. So nothing but the statements that name it reads or changes it.
+//
+// A function that calls setjmp or its like has no candidates: any call behind may lead back there, with the
+// variables as they are then, and the graph has no edge that says so.
 #pragma once
 
 #include <cstdint>

@@ -10,6 +10,7 @@
 
 #include "icode/text_form.h"
 #include "icode/validate_file.h"
+#include "support/settings.h"
 
 namespace pelorus {
 namespace {
@@ -371,6 +372,20 @@ TEST(ValidateRules, NoMoreFaultsAreHandedOnThanWanted) {
     VERDICT verdict;
     EXPECT_EQ(validate_icode(bytes, 1, {take_fault, &verdict}), 2U);
     EXPECT_EQ(verdict.text.find("label 8"), std::string::npos) << verdict.text;
+}
+
+// A read alone does nothing, but for readers who take all that is not automatic for volatile.
+TEST(ValidateRules, SettingsMakeStatementsOfReads) {
+    for (const char* read :
+         {"UMULT:int(q)", "STREF:int(p, FIELD:int struct.pair \"second\")", "ANDAND:int(a, UMULT:int(q))"}) {
+        const std::string text = changed("BRANCH(LABEL 3)", read);
+        settings.all_volatile = 0;
+        EXPECT_EQ(verdict_of(text).rules, RULES{"U7"}) << read;
+        settings.all_volatile = 1;
+        EXPECT_EQ(verdict_of(text).text, "") << read;
+        EXPECT_EQ(verdict_of(changed("BRANCH(LABEL 3)", "PLUS:int(a, a)")).rules, RULES{"U7"});
+        settings.all_volatile = 0;
+    }
 }
 
 // --- What a message says ---

@@ -10,12 +10,16 @@
 
 #include "common/whole_file.h"
 #include "icode/validate_file.h"
+#include "support/settings.h"
 
 namespace {
 
-constexpr const char* USAGE = "usage: icode-val [--max=N] file.if...\n"
-                              "  --max=N  print at most N faults of each file (50); 0 prints all\n"
-                              "\"-\" stands for the standard input.\n";
+constexpr const char* USAGE =
+    "usage: icode-val [--max=N] [--all_volatile] file.if...\n"
+    "  --max=N         print at most N faults of each file (50); 0 prints all\n"
+    "  --all_volatile  reading what is not automatic is an effect, as for an optimizer\n"
+    "                  with this option: such a read may be a statement\n"
+    "\"-\" stands for the standard input.\n";
 
 struct COMMAND {
     uint64_t most = 50;
@@ -34,6 +38,8 @@ bool parse_command(int count, char** arguments, COMMAND& command) {
         const std::string argument = arguments[i];
         if (argument.starts_with(MAX)) {
             if (!parse_most(std::string_view(argument).substr(MAX.size()), command.most)) return false;
+        } else if (argument == "--all_volatile") {
+            pelorus::settings.all_volatile = 1;
         } else if (argument.empty() || (argument[0] == '-' && argument != "-")) {
             return false;
         } else {
