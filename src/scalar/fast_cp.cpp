@@ -84,7 +84,8 @@ void count_node(NODE* node) {
         if (points_to_restricted(node->type)) node->symbol()->assignment_count = NEVER_COPIED;
         return;
     }
-    if (!opcode_assigns(node->op) || !names_candidate(node->left)) return;
+    const bool assigns = opcode_assigns(node->op) || node->op == OP_RETURN;
+    if (!assigns || !names_candidate(node->left)) return;
     --node->left->symbol()->reference_count; // the NAME itself comes next, and is no use
     count_assignment(node);
 }
