@@ -71,6 +71,7 @@ constexpr VALUE_NAME value_names[] = {
     {"LAYOUT", "layout", NAMED::ENUM, LAYOUT_TRANSPARENT_UNION, "transparent_union"},
     {"LAYOUT", "layout", NAMED::ENUM, LAYOUT_MAY_ALIAS, "may_alias"},
     {"LAYOUT", "layout", NAMED::ENUM, LAYOUT_ALIGNED, "aligned"},
+    {"LAYOUT", "layout", NAMED::ENUM, LAYOUT_VECTOR, "vector"},
 };
 
 bool names_field(const VALUE_NAME& row, std::string_view record, std::string_view field) {

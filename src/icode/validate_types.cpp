@@ -243,7 +243,7 @@ void check_attribute(TYPE_CHECK& check, const TYPE* owner) {
     const auto code = static_cast<uint32_t>(check.field(0).signed_number());
     const bool is_layout = check.kind == TR_LAYOUT;
     const uint8_t seen = is_layout ? owner->layouts_seen : owner->lists_seen;
-    if (code < 1 || code > (is_layout ? uint32_t(LAYOUT_ALIGNED) : uint32_t(LIST_MEMBERS))) {
+    if (code < 1 || code > (is_layout ? uint32_t(LAYOUT_VECTOR) : uint32_t(LIST_MEMBERS))) {
         check.fault(RULE_T5, "attribute %d is not known", static_cast<int>(code));
         check.can_be_built = false;
     } else if (seen & (1u << code)) {

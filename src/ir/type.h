@@ -62,7 +62,8 @@ enum LAYOUT_CODE : int8_t {
     LAYOUT_PACKED = 1,
     LAYOUT_TRANSPARENT_UNION = 2,
     LAYOUT_MAY_ALIAS = 3,
-    LAYOUT_ALIGNED = 4 // by an attribute of its own; its members want less than 8
+    LAYOUT_ALIGNED = 4, // by an attribute of its own; its members want less than 8
+    LAYOUT_VECTOR = 5   // its members are the elements of a vector, which is passed as one
 };
 
 struct TYPE;

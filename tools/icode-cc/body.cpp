@@ -240,7 +240,9 @@ SYMBOL* new_local(BODY& body, const std::string& name, TYPE* type, uint32_t alig
 
 SYMBOL* new_temporary_local(BODY& body, TYPE* type) {
     TYPE* plain = type_strip(type);
-    return new_local(body, "$t" + std::to_string(++body.last_temporary), plain, plain->align, {});
+    SYMBOL* made = new_local(body, "$t" + std::to_string(++body.last_temporary), plain, plain->align, {});
+    body.temporaries.insert(made);
+    return made;
 }
 
 SYMBOL* variable_of(BODY& body, const VarDecl* variable) {

@@ -46,6 +46,7 @@ struct BODY {
     bool has_lengths = false;               // some type in an expression has an array of variable length
     uint32_t last_label = 0;
     uint32_t last_temporary = 0;
+    llvm::DenseSet<const SYMBOL*> temporaries{}; // what new_temporary_local made
     JUMP_TARGETS targets{};
     llvm::DenseMap<const clang::Decl*, SYMBOL*> variables{};
     llvm::DenseMap<const clang::Decl*, uint32_t> labels{}; // of `goto`

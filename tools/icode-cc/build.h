@@ -49,6 +49,9 @@ NODE* address_of(NODE* lvalue, TYPE* pointer_type);
 NODE* member_of_value(NODE* structure, TYPE_PART* member, TYPE* owner, TYPE* type);
 NODE* member_of_pointer(NODE* pointer, TYPE_PART* member, TYPE* owner, TYPE* type);
 
+// The alignment that the way to an object proves, in bytes.
+uint32_t known_alignment(const NODE* object);
+
 // `value` after the effects of `first`, either of which may be null.
 NODE* sequence(NODE* first, NODE* value);
 NODE* choice(TYPE* type, NODE* condition, NODE* yes, NODE* no);

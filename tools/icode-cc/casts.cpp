@@ -102,10 +102,7 @@ NODE* void_value(BODY& body, const CastExpr* e) {
 }
 
 NODE* bit_cast(BODY& body, const CastExpr* e) {
-    if (e->getType()->isVectorType() || e->getSubExpr()->getType()->isVectorType()) {
-        refuse(body.unit, e->getExprLoc(), "a vector");
-        return zero_constant(int_type(body.unit));
-    }
+    if (e->getSubExpr()->getType()->isVectorType()) return vector_bits(body, e);
     return pointer_conversion(value_of(body, e->getSubExpr()), icode_type(body.unit, e->getType()));
 }
 

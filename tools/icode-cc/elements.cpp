@@ -13,6 +13,10 @@ namespace {
 
 bool is_constant(const NODE* node) { return node->op == OP_ICON || node->op == OP_FCON; }
 
+bool is_temporary(const BODY& body, const NODE* object) {
+    return object->op == OP_NAME && body.temporaries.contains(object->symbol());
+}
+
 // The tree denotes the same object whatever happens.
 bool is_fixed_address(const NODE* address);
 bool is_fixed_object(const NODE* object) {
@@ -32,6 +36,22 @@ bool is_fixed_address(const NODE* address) {
     case OP_NONALIGN: return is_fixed_address(address->left);
     default: return false;
     }
+}
+
+// The effects fill temporaries and do nothing else.
+bool changes_temporaries_only(const BODY& body, const NODE* effects) {
+    std::vector<const NODE*> rest{effects};
+    while (!rest.empty()) {
+        const NODE* node = rest.back();
+        rest.pop_back();
+        if (!node) continue;
+        const OPCODE_CLASS kind = opcode_fact(node->op).kind;
+        const bool fills = node->op == OP_ASG && is_temporary(body, node->left);
+        if (kind == OPCODE_CLASS::CALLS || (kind == OPCODE_CLASS::ASSIGNS && !fills)) return false;
+        rest.push_back(node->left);
+        rest.push_back(node->right);
+    }
+    return true;
 }
 
 bool is_object(const NODE* value) {
@@ -85,18 +105,21 @@ ELEMENTS left_operand(BODY& body, const NODE* object, QualType type, QualType co
     return elements;
 }
 
-ELEMENTS compound_result(BODY& body, const CompoundAssignOperator* e, const NODE* object,
-                         const ELEMENTS& right) {
+// The right side is evaluated before the object is read.
+ELEMENTS compound_result(BODY& body, const CompoundAssignOperator* e, const NODE* object, ELEMENTS right) {
     const BinaryOperatorKind kind = BinaryOperator::getOpForCompoundAssignment(e->getOpcode());
     const QualType computed = e->getComputationResultType();
     const QualType type = e->getLHS()->getType();
+    const auto range = e->getFPFeaturesInEffect(body.unit.ast->getLangOpts()).getComplexRange();
+    NODE* before = right.effects;
+    right.effects = nullptr;
     const ELEMENTS left = left_operand(body, object, type, e->getComputationLHSType());
-    ELEMENTS result =
-        complex_arithmetic(body, kind, computed, left, right,
-                           e->getFPFeaturesInEffect(body.unit.ast->getLangOpts()).getComplexRange());
+    ELEMENTS result = type->isVectorType() ? vector_arithmetic(body, kind, computed, left, right)
+                                           : complex_arithmetic(body, kind, computed, left, right, range);
     TYPE* own = icode_type(body.unit, has_elements(type) ? element_type(type) : type.getUnqualifiedType());
     if (!has_elements(type)) result.values.resize(1);
     for (NODE*& value : result.values) value = arithmetic_conversion(value, own);
+    result.effects = sequence(before, result.effects);
     return result;
 }
 
@@ -132,7 +155,7 @@ ELEMENTS steady_elements(BODY& body, ELEMENTS elements) {
 }
 
 NODE* effects_of_both(BODY& body, ELEMENTS& left, const ELEMENTS& right) {
-    if (right.effects) left = steady_elements(body, left);
+    if (right.effects && !changes_temporaries_only(body, right.effects)) left = steady_elements(body, left);
     return sequence(left.effects, right.effects);
 }
 
@@ -167,8 +190,11 @@ bool computes_elements(const BODY& body, const Expr* expression) {
     if (const auto* unary = dyn_cast<UnaryOperator>(e))
         return !unary->getSubExpr()->getType()->isAtomicType();
     if (const auto* call = dyn_cast<CallExpr>(e))
-        return call->getBuiltinCallee() == Builtin::BI__builtin_complex;
-    return isa<ImaginaryLiteral, InitListExpr, ImplicitValueInitExpr>(e);
+        return call->getBuiltinCallee() == Builtin::BI__builtin_complex || computes_vector(call);
+    if (const auto* conditional = dyn_cast<ConditionalOperator>(e))
+        return conditional->getCond()->getType()->isVectorType();
+    return isa<ImaginaryLiteral, InitListExpr, ImplicitValueInitExpr, ShuffleVectorExpr, ConvertVectorExpr>(
+        e);
 }
 
 ELEMENTS elements_of_value(BODY& body, const Expr* expression) {
@@ -180,8 +206,8 @@ ELEMENTS elements_of_value(BODY& body, const Expr* expression) {
         return read_elements(body, e->getType(), sequence(change.effects, change.left));
     }
     if (const auto* unary = dyn_cast<UnaryOperator>(e); unary && unary->isIncrementDecrementOp())
-        return read_elements(body, e->getType(), increment_elements(body, unary, true));
-    return complex_elements(body, e);
+        return read_elements(body, e->getType(), increment_complex(body, unary, true));
+    return e->getType()->isVectorType() ? vector_elements(body, e) : complex_elements(body, e);
 }
 
 NODE* object_of_elements(BODY& body, QualType type, const ELEMENTS& elements) {
@@ -197,7 +223,7 @@ NODE* value_by_elements(BODY& body, const Expr* expression) {
         return sequence(change.effects, change.left);
     }
     if (const auto* unary = dyn_cast<UnaryOperator>(e); unary && unary->isIncrementDecrementOp())
-        return increment_elements(body, unary, true);
+        return increment_complex(body, unary, true);
     return object_of_elements(body, e->getType(), elements_of_value(body, e));
 }
 
@@ -231,27 +257,21 @@ ELEMENT_CHANGE element_assignment(BODY& body, const BinaryOperator* e) {
     return {sequence(effects, store), copy_tree(object)};
 }
 
-NODE* increment_elements(BODY& body, const UnaryOperator* e, bool value_needed) {
+NODE* increment_complex(BODY& body, const UnaryOperator* e, bool value_needed) {
     const QualType type = e->getType().getUnqualifiedType();
     TYPE* own = icode_type(body.unit, element_type(type));
     NODE* effects = nullptr;
     const NODE* object = fixed_object(body, lvalue_of(body, e->getSubExpr()), effects);
+    const auto real = [&] { return element_of_object(body, copy_tree(object), type, 0); };
     NODE* old = nullptr;
     if (value_needed && e->isPostfix()) {
         const SAVED_VALUE saved = save_value(body, copy_tree(object));
         effects = sequence(effects, saved.assignment);
         old = use_local(saved.symbol);
     }
-    const OPCODE op = e->isIncrementOp() ? OP_PLUS : OP_MINUS;
-    const size_t count = type->isAnyComplexType() ? 1 : elements_of(body.unit, type).size();
-    for (size_t i = 0; i < count; ++i) {
-        NODE* one =
-            type_is_floating(own) ? float_constant(own, llvm::APFloat(1.0)) : integer_constant(own, 1);
-        NODE* next =
-            element_operation(body, op, own, element_of_object(body, copy_tree(object), type, i), one);
-        effects =
-            sequence(effects, assignment(element_of_object(body, copy_tree(object), type, i), next, own));
-    }
+    NODE* one = type_is_floating(own) ? float_constant(own, llvm::APFloat(1.0)) : integer_constant(own, 1);
+    NODE* next = element_operation(body, e->isIncrementOp() ? OP_PLUS : OP_MINUS, own, real(), one);
+    effects = sequence(effects, assignment(real(), next, own));
     if (!value_needed) return effects;
     return sequence(effects, old ? old : copy_tree(object));
 }

@@ -37,7 +37,7 @@ struct ELEMENT_CHANGE {
 };
 bool changes_elements(const clang::BinaryOperator* assignment);
 ELEMENT_CHANGE element_assignment(BODY& body, const clang::BinaryOperator* assignment);
-NODE* increment_elements(BODY& body, const clang::UnaryOperator* expression, bool value_needed);
+NODE* increment_complex(BODY& body, const clang::UnaryOperator* expression, bool value_needed);
 
 // --- For the operators (complex.cpp, vectors.cpp) ---
 
@@ -66,5 +66,15 @@ NODE* complex_truth(BODY& body, const clang::Expr* expression);
 // `__real__` and `__imag__`.
 NODE* complex_part(BODY& body, const clang::UnaryOperator* expression);
 NODE* complex_part_lvalue(BODY& body, const clang::UnaryOperator* expression);
+
+// The same for vectors.
+ELEMENTS vector_elements(BODY& body, const clang::Expr* expression);
+ELEMENTS vector_arithmetic(BODY& body, clang::BinaryOperatorKind kind, clang::QualType type, ELEMENTS left,
+                           ELEMENTS right);
+bool computes_vector(const clang::CallExpr* call);          // a builtin function that vector_elements knows
+NODE* vector_bits(BODY& body, const clang::CastExpr* cast); // as a number
+NODE* vector_subscript(BODY& body, const clang::ArraySubscriptExpr* expression); // an lvalue
+// A builtin function that chooses among numbers or makes one number of a vector; null for others.
+NODE* value_of_vector_builtin(BODY& body, const clang::CallExpr* call, unsigned builtin);
 
 } // namespace pelorus

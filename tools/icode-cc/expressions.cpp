@@ -92,7 +92,7 @@ NODE* member(BODY& body, const MemberExpr* expression) {
 
 NODE* element(BODY& body, const ArraySubscriptExpr* expression) {
     const QualType type = expression->getType();
-    if (expression->getBase()->getType()->isVectorType()) return refused_value(body, expression, "a vector");
+    if (expression->getBase()->getType()->isVectorType()) return vector_subscript(body, expression);
     NODE* pointer = value_of(body, expression->getBase());
     NODE* index = value_of(body, expression->getIdx());
     TYPE* pointer_type = body.unit.types.make_pointer(icode_type(body.unit, type));
@@ -225,6 +225,8 @@ NODE* value_by_kind(BODY& body, const Expr* e) {
         return field_in_pieces(body, e) ? read_pieces(body, e) : member(body, cast<MemberExpr>(e));
     case Stmt::CompoundLiteralExprClass: // the argument of a parameter that is a transparent union
         return compound_literal(body, cast<CompoundLiteralExpr>(e));
+    case Stmt::ArraySubscriptExprClass: // of a vector that is no object
+        return element(body, cast<ArraySubscriptExpr>(e));
     case Stmt::AddrLabelExprClass: return label_address(body, cast<AddrLabelExpr>(e));
     case Stmt::AtomicExprClass: return value_of_atomic(body, cast<AtomicExpr>(e));
     default: return refused_value(body, e, std::string("an expression of the kind ") + e->getStmtClassName());

@@ -53,24 +53,6 @@ NODE* copy_call(BODY& body, NODE* target_address, NODE* source_address, uint32_t
 
 void fill(FILLING& filling, NODE* target, QualType type, const Expr* value);
 
-// The alignment that the way to an object proves.
-uint32_t known_alignment(const NODE* object) {
-    const NODE* left = object->left;
-    switch (object->op) {
-    case OP_NAME: return std::max(object->symbol()->align, 1u);
-    case OP_STDOT:
-    case OP_STREF: {
-        const bool is_pointer = object->op == OP_STREF;
-        const TYPE* structure = is_pointer ? type_strip(left->type)->base : nullptr;
-        uint32_t align = is_pointer ? type_strip(structure)->align : known_alignment(left);
-        if (is_pointer && left->op == OP_NONALIGN) align = 1;
-        const auto offset = static_cast<uint32_t>(object->right->field_info->value);
-        return offset ? std::min(align, offset & (0 - offset)) : align;
-    }
-    default: return left && left->op == OP_NONALIGN ? 1 : std::max(type_strip(object->type)->align, 1u);
-    }
-}
-
 NODE* element_of(FILLING& filling, const NODE* array, QualType element, uint64_t index) {
     UNIT& unit = filling.body.unit;
     TYPE* type = icode_type(unit, element);

@@ -163,7 +163,7 @@ NODE* increment_of(BODY& body, const UnaryOperator* e, bool value_needed) {
     if (e->getSubExpr()->getType()->isAtomicType()) return atomic_increment(body, e);
     if (field_in_pieces(body, e->getSubExpr())) return increment_pieces(body, e);
     const QualType type = e->getType().getUnqualifiedType();
-    if (has_elements(type)) return increment_elements(body, e, value_needed);
+    if (has_elements(type)) return increment_complex(body, e, value_needed);
     NODE* object = lvalue_of(body, e->getSubExpr());
     const bool keeps_old = e->isPostfix() && value_needed;
     const OPCODE op =

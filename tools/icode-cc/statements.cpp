@@ -34,6 +34,22 @@ bool holds_statement_expression(const Stmt* statement) {
     return false;
 }
 
+// Emits a tree of effects, the operands of COMMAOP one by one. Such a chain may lean to both sides.
+void emit_effects(BODY& body, NODE* tree) {
+    std::vector<NODE*> rest{tree};
+    while (!rest.empty()) {
+        NODE* next = rest.back();
+        rest.pop_back();
+        if (!next) continue;
+        if (next->op == OP_COMMAOP) {
+            rest.push_back(next->right);
+            rest.push_back(next->left);
+        } else if (has_effects(next)) {
+            emit(body, next);
+        }
+    }
+}
+
 NODE* condition_tree(BODY& body, const Expr* condition) {
     stand_at(body, condition->getBeginLoc());
     emit_inner_statements(body, condition);
@@ -154,7 +170,7 @@ void initialise_variable(BODY& body, const VarDecl* variable) {
     emit_inner_statements(body, variable->getInit());
     std::vector<NODE*> trees;
     initialise_object(body, use_local(symbol), variable->getType(), variable->getInit(), trees);
-    for (NODE* tree : trees) emit(body, tree);
+    for (NODE* tree : trees) emit_effects(body, tree);
 }
 
 // The lengths of arrays in the type that a declaration writes.
@@ -260,12 +276,6 @@ void effects_by_branches(BODY& body, const Expr* condition, const Expr* yes, con
     emit_label(body, no_label);
     if (no) convert_effects(body, no);
     emit_label(body, end);
-}
-
-// Emits a tree of effects, the operands of COMMAOP one by one.
-void emit_effects(BODY& body, NODE* tree) {
-    for (; tree && tree->op == OP_COMMAOP; tree = tree->right) emit(body, tree->left);
-    if (tree && has_effects(tree)) emit(body, tree);
 }
 
 const Expr* without_void_cast(const Expr* e) {

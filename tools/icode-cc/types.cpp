@@ -23,6 +23,8 @@ using namespace clang;
 
 namespace {
 
+constexpr unsigned LARGEST_VECTOR = 1024; // elements, each of which becomes a tree
+
 struct BASIC {
     uint8_t record_kind;
     bool is_unsigned;
@@ -276,6 +278,26 @@ TYPE* atomic_type(UNIT& unit, const AtomicType* atomic) {
     return icode_type(unit, value.withVolatile());
 }
 
+// Elements that are no numbers of C have no place in a structure of their own.
+TYPE* vector_type(UNIT& unit, QualType canonical) {
+    const auto* vector = canonical->castAs<VectorType>();
+    const QualType element = vector->getElementType();
+    const bool is_number = (element->isIntegerType() && !element->isBooleanType()) ||
+                           element->isSpecificBuiltinType(BuiltinType::Float) ||
+                           element->isSpecificBuiltinType(BuiltinType::Double);
+    if (!is_number || vector->getNumElements() > LARGEST_VECTOR) {
+        refuse(unit, "the type '" + canonical.getAsString() + "'");
+        return int_type(unit);
+    }
+    std::vector<std::string> names;
+    for (unsigned i = 0; i < vector->getNumElements(); ++i) names.push_back("e" + std::to_string(i));
+    const std::string tag = "vector" + std::to_string(vector->getNumElements()) + "." + tag_word(element);
+    TYPE* type = structure_of_elements(unit, canonical, element, tag, names);
+    note_layout(unit, type, LAYOUT_VECTOR);
+    complete_list(unit, type, LIST_MEMBERS);
+    return type;
+}
+
 TYPE* unqualified_type(UNIT& unit, QualType canonical) {
     if (const auto* basic = dyn_cast<BuiltinType>(canonical)) return basic_type(unit, basic);
     if (const auto* pointer = dyn_cast<PointerType>(canonical))
@@ -286,6 +308,7 @@ TYPE* unqualified_type(UNIT& unit, QualType canonical) {
     if (isa<FunctionType>(canonical)) return function_type(unit, canonical, 0);
     if (const auto* atomic = dyn_cast<AtomicType>(canonical)) return atomic_type(unit, atomic);
     if (isa<ComplexType>(canonical)) return complex_type(unit, canonical);
+    if (isa<VectorType>(canonical)) return vector_type(unit, canonical);
     refuse(unit, "the type '" + canonical.getAsString() + "'");
     return int_type(unit);
 }

@@ -44,14 +44,25 @@ std::string argument_in_memory(EMITTER& emitter, const PASSING& passing, const V
     return slot;
 }
 
+// The arguments as the source has them, with the way that each one goes.
 struct ARGUMENT_LIST {
-    std::string text;
+    std::vector<std::string> texts;
+    std::vector<PASSING> ways;
 
     template <class... PARTS>
-    void add(const PARTS&... parts) {
-        put(text, text.empty() ? "" : ", ", parts...);
+    void add(const PASSING& way, const PARTS&... parts) {
+        texts.push_back(joined(parts...));
+        ways.push_back(way);
     }
 };
+
+// What stands between the parentheses of a call; `first` is the address of the result or empty.
+std::string argument_text(const ARGUMENT_LIST& list, std::string first) {
+    std::string text = std::move(first);
+    for (int32_t number : register_order(list.ways))
+        put(text, text.empty() ? "" : ", ", number == FILLER ? "float undef" : list.texts[size_t(number)]);
+    return text;
+}
 
 void add_argument(EMITTER& emitter, ARGUMENT_LIST& list, const NODE* tree, const TYPE* type, bool variadic,
                   bool changed_later) {
@@ -59,7 +70,7 @@ void add_argument(EMITTER& emitter, ARGUMENT_LIST& list, const NODE* tree, const
     if (passing.how == PASSED::DIRECTLY) {
         VALUE value = emit_value_as(emitter, tree, type);
         if (value.type == LTYPE::MEMORY) value.type = LTYPE::PTR;
-        return list.add(passing.type, " ", passing.extension, value.text);
+        return list.add(passing, passing.type, " ", passing.extension, value.text);
     }
     VALUE value = emit_value(emitter, tree);
     if (passing.how == PASSED::NOT_AT_ALL) return;
@@ -67,9 +78,10 @@ void add_argument(EMITTER& emitter, ARGUMENT_LIST& list, const NODE* tree, const
     const TYPE* structure = type_strip(type);
     if (!value.align) value.align = structure->align;
     if (passing.how == PASSED::AS_ARRAY)
-        return list.add(passing.type, " ", load_as_array(emitter, passing, value, structure->size).text);
+        return list.add(passing, passing.type, " ",
+                        load_as_array(emitter, passing, value, structure->size).text);
     std::string address = argument_in_memory(emitter, passing, value, structure->size, changed_later);
-    list.add("ptr byval(", passing.type, ") align ", passing.align, " ", address);
+    list.add(passing, "ptr byval(", passing.type, ") align ", passing.align, " ", address);
 }
 
 void add_arguments(EMITTER& emitter, ARGUMENT_LIST& list, const TREE_LIST& trees, const TYPE* function_type) {
@@ -146,15 +158,16 @@ VALUE emit_call(EMITTER& emitter, const NODE* tree) {
     const TYPE* type = type_strip(result_type(tree, function_type));
     PASSING result = pass_result(type, function_type && function_type->variadic);
     ARGUMENT_LIST list;
+    std::string place;
     VALUE value = {.text = {}, .type = LTYPE::MEMORY, .align = type->align};
     if (result.how == PASSED::IN_MEMORY) {
         value.text = temporary_slot(emitter, result.type, result.align);
-        list.add("ptr sret(", result.type, ") align ", result.align, " ", value.text);
+        place = joined("ptr sret(", result.type, ") align ", result.align, " ", value.text);
     }
     bool has_arguments = tree->op == OP_CALL;
     add_arguments(emitter, list, has_arguments ? list_items(tree->right) : TREE_LIST(), function_type);
-    std::string call = joined("call ", call_type(result, function_type), " ", callee, "(", list.text, ")",
-                              call_attributes(symbol, function_type));
+    std::string call = joined("call ", call_type(result, function_type), " ", callee, "(",
+                              argument_text(list, place), ")", call_attributes(symbol, function_type));
     switch (result.how) {
     case PASSED::NOT_AT_ALL:
         line(emitter, call);

@@ -61,8 +61,8 @@ void receive_in_slot(EMITTER& emitter, const SYMBOL* symbol, const PASSING& pass
 }
 
 // The text of a parameter in the function's head; "" for one that is not passed. Enters it in `locals`.
-std::string receive(EMITTER& emitter, const SYMBOL* symbol, bool as_object, size_t number) {
-    PASSING passing = pass_argument(symbol->declared_type, emitter.variadic);
+std::string receive(EMITTER& emitter, const SYMBOL* symbol, const PASSING& passing, bool as_object,
+                    size_t number) {
     std::string argument = joined("%a", number);
     switch (passing.how) {
     case PASSED::NOT_AT_ALL: receive_in_slot(emitter, symbol, passing, argument); return "";
@@ -86,10 +86,18 @@ std::string parameter_list(EMITTER& emitter, const STATEMENT_LIST& statements) {
     auto add = [&](std::string_view part) { put(text, text.empty() ? "" : ", ", part); };
     if (emitter.result.how == PASSED::IN_MEMORY)
         add(joined("ptr sret(", emitter.result.type, ") align ", emitter.result.align, " %result"));
-    size_t number = 0;
-    for (const SYMBOL* symbol = function_symbols.parameters.first; symbol; symbol = symbol->next)
-        if (std::string part = receive(emitter, symbol, objects.contains(symbol), number++); !part.empty())
-            add(part);
+    size_t count = 0;
+    std::vector<std::string> parts;
+    std::vector<PASSING> ways;
+    for (const SYMBOL* symbol = function_symbols.parameters.first; symbol; symbol = symbol->next) {
+        const PASSING passing = pass_argument(symbol->declared_type, emitter.variadic);
+        std::string part = receive(emitter, symbol, passing, objects.contains(symbol), count++);
+        if (part.empty()) continue;
+        parts.push_back(std::move(part));
+        ways.push_back(passing);
+    }
+    for (int32_t number : register_order(ways))
+        add(number == FILLER ? joined("float %f", count++) : parts[size_t(number)]);
     if (emitter.variadic) add("...");
     return text;
 }

@@ -460,8 +460,11 @@ void compile_function(LOADER& loader) {
     const TYPE* type = type_strip(function.symbol->declared_type);
     if (type->kind == TK_FUNCTION && type->base) code.result = shape_of(type->base);
     if (code.result.kind == SHAPE::MEMORY) {
-        code.result_size = type_strip(type->base)->size;
-        if (code.result_size > 4) code.named_bytes = 4; // the address of the result comes first
+        const TYPE* result = type_strip(type->base);
+        const bool is_vector = (result->layouts_seen & (1u << LAYOUT_VECTOR)) != 0;
+        code.result_size = result->size;
+        if (is_vector ? result->size > 16 : result->size > 4)
+            code.named_bytes = 4; // the address of the result comes first
     }
     code.layout.function = intern_text(loader, code.name);
     const std::unordered_set<const SYMBOL*> exposed = exposed_variables(loader.items);

@@ -130,7 +130,42 @@ struct pointers {
     void (*b)(void);
 };
 
+typedef int int_vector __attribute__((vector_size(16)));
+typedef float float_vector __attribute__((vector_size(16)));
+typedef unsigned char byte_vector __attribute__((vector_size(8)));
+typedef double double_vector __attribute__((vector_size(16)));
+typedef long long long_vector __attribute__((vector_size(8)));
+struct vectors {
+    int_vector a;
+    float_vector b[2];
+};
+struct small_vectors {
+    byte_vector a, b;
+    long_vector c;
+};
+struct mixed_vectors {
+    byte_vector a;
+    double b;
+};
+struct vector_and_int {
+    int_vector a;
+    int b;
+};
+
 /* clang-format off */
+#ifdef VECTORS
+#define ABI_TYPES(X) \
+    X(int_vector, int_vector) \
+    X(float_vector, float_vector) \
+    X(byte_vector, byte_vector) \
+    X(double_vector, double_vector) \
+    X(long_vector, long_vector) \
+    X(vectors, struct vectors) \
+    X(small_vectors, struct small_vectors) \
+    X(mixed_vectors, struct mixed_vectors) \
+    X(vector_and_int, struct vector_and_int) \
+    X(double_beside, double)
+#else
 #define ABI_TYPES(X) \
     X(two_floats, struct two_floats) \
     X(four_doubles, struct four_doubles) \
@@ -175,6 +210,7 @@ struct pointers {
     X(complex_pair, struct complex_pair) \
     X(long_long, long long) \
     X(single, double)
+#endif
 /* clang-format on */
 
 /* Fills an object with bytes that depend on `seed`, and says whether an object has them. */

@@ -24,7 +24,8 @@ refused() {
 
 refused 1:37 "an operand of assembly that is no number or pointer" 'void f(struct{int x;}s){asm(""::"r"(s));}'
 refused 1:14 "inline assembly with labels" 'void f(void){asm goto("" :::: out); out:;}'
-refused 1:52 "the type '__attribute__((__vector_size__(4 * sizeof(int)))) int'" 'typedef int v4 __attribute__((vector_size(16)));v4 v;'
+refused 1:54 "the type '__attribute__((__vector_size__(4 * sizeof(__fp16)))) __fp16'" 'typedef __fp16 v4 __attribute__((vector_size(8)));v4 v;'
+refused 1:81 "a choice by a vector" 'typedef int v4 __attribute__((ext_vector_type(4)));v4 f(v4 a,v4 b,v4 c){return (a ? b : c);}'
 refused 1:41 "the type '_Atomic(struct s)'" 'struct s {char c[3];}; _Atomic struct s x;'
 refused 1:58 "an atomic operation on 12 bytes" 'struct s {int i[3];}; void f(struct s *p, struct s *q) { __atomic_store(p, q, 0); }'
 refused 1:45 "this operator on an atomic object" '_Atomic double d; double f(void) { return d *= 2; }'
