@@ -21,7 +21,7 @@ namespace pelorus {
 namespace {
 
 constexpr const char* USAGE =
-    "icode-reduce [options] FILE.if -- COMMAND ...    runs COMMAND with the name of a smaller file\n"
+    "Usage: icode-reduce [options] FILE.if -- COMMAND ...    runs COMMAND with the name of a smaller file\n"
     "Shrinks FILE.if while COMMAND ends with 0: still interesting, the fault still shows. Each file that is\n"
     "tried obeys the rules of icode; several COMMANDs run at once; the result goes to FILE.reduced.if.\n"
     "Example: icode-reduce x.if -- sh -c 'pelorus $0 $0.opt && icode-run --compare $0 $0.opt | grep ^diff'\n"

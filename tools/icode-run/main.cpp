@@ -39,9 +39,18 @@ struct COMMAND {
 };
 
 const char usage[] =
-    "icode-run runs the program of an icode file on a checked machine and finds bad accesses; --compare A B\n"
-    "says whether two programs behave alike. Options: --stats --limit=STEPS --entry=NAME --folder=DIR\n"
-    "--fill=BYTE --strict --unaligned. Example: icode-run --stats prog.opt words.txt\n";
+    "Usage: icode-run [options] FILE [arguments]\n"
+    "       icode-run [options] --compare A B [arguments]\n"
+    "Runs the program of an icode file on a checked machine and finds bad accesses, or says whether two\n"
+    "programs behave alike.\n"
+    "Example: icode-run --stats prog.opt words.txt\n\n"
+    "  --stats          prints what was executed\n"
+    "  --limit=STEPS    ends the run after so many operations\n"
+    "  --entry=NAME     runs this function instead of main\n"
+    "  --folder=DIR     where the program's files are\n"
+    "  --fill=BYTE      what memory holds before something is stored there\n"
+    "  --strict         stops at what C leaves undefined\n"
+    "  --unaligned      lets accesses be unaligned\n";
 
 [[noreturn]] void wrong_usage(const char* problem, const char* word) {
     fprintf(stderr, "icode-run: %s%s; see --help\n", problem, word);

@@ -20,8 +20,9 @@ namespace pelorus {
 namespace {
 
 constexpr const char* USAGE =
-    "pelorus-bisect [options] [options of pelorus] x.if -- CHECK ...   runs CHECK with the output's name\n"
-    "pelorus-bisect [options] -- COMMAND ...    runs COMMAND, which compiles by pelorus-cc\n"
+    "Usage: pelorus-bisect [options] [options of pelorus] x.if -- CHECK ...   runs CHECK with the output's "
+    "name\n"
+    "       pelorus-bisect [options] -- COMMAND ...    runs COMMAND, which compiles by pelorus-cc\n"
     "Finds the lowest level and the first change of the optimizer with which that ends with a status but 0.\n"
     "Example: pelorus-bisect -o3 x.if -- icode-run --compare x.if\n"
     "\n"

@@ -35,6 +35,7 @@ enum class USE {
     ASK_VERSION,
     ASK_HELP,
     ASK_NUMBER,
+    ASK_OPTIONS,
     ASK_LINKER,
     DEPENDENCIES,
     DEPENDENCY_FILE,
@@ -238,6 +239,7 @@ void apply(READER& reader, USE use, const std::string& word, bool separate, cons
     case USE::ASK_VERSION: command.asks_version = true; return;
     case USE::ASK_HELP: command.asks_help = true; return;
     case USE::ASK_NUMBER: command.asks_number = true; return;
+    case USE::ASK_OPTIONS: command.asks_options = true; return;
     case USE::ASK_LINKER: command.questions.push_back(word); return;
     case USE::DEPENDENCIES: command.dependencies = word; return;
     case USE::DEPENDENCY_FILE: command.dependency_file = argument; return;
@@ -296,6 +298,13 @@ void check_whole(READER& reader) {
 }
 
 } // namespace
+
+WORDS known_options() {
+    WORDS options;
+    for (const OPTION_ROW& row : option_rows)
+        if (row.use != USE::REFUSED) options.emplace_back(row.text);
+    return options;
+}
 
 COMMAND read_command(const WORDS& words) {
     READER reader = {.words = words, .command = {}};

@@ -57,7 +57,7 @@ struct COMMAND {
     bool verbose = false;              // print the steps while running them
     std::string kept_temporaries;      // the directory for them; "" when they are removed
     std::string time_report;           // the file to which each step appends its time; "" for none
-    bool asks_version = false, asks_number = false, asks_help = false;
+    bool asks_version = false, asks_number = false, asks_help = false, asks_options = false;
     WORDS questions;                    // that the linker's driver answers
     std::vector<INPUT> inputs;          // files and linker words in order
     WORDS front;                        // for icode-cc
@@ -71,6 +71,9 @@ struct COMMAND {
     bool has_dependency_target = false; // one of `front`
     WORDS errors;                       // what was wrong, a sentence each
 };
+
+// The options that are taken, for the completion of shells.
+WORDS known_options();
 
 // Reads the words of a command line, the program's name left out.
 COMMAND read_command(const WORDS& words);

@@ -75,6 +75,8 @@ bool answered(const COMMAND& command, int& status) {
         print_version(stdout);
     else if (command.asks_number)
         puts(PELORUS_VERSION);
+    else if (command.asks_options)
+        for (const std::string& option : known_options()) puts(option.c_str());
     else if (!command.questions.empty())
         for (const std::string& question : command.questions) status = std::max(status, answer(question));
     else if (!has_input(command)) {
