@@ -7,6 +7,9 @@ from dataclasses import dataclass, field
 
 CMAKE = """cmake -S . -B realworld -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=arm -DCMAKE_C_COMPILER="$CC" \
 -DCMAKE_AR="$(command -v "$AR")" -DCMAKE_RANLIB="$(command -v "$RANLIB")" """
+HOST = "--build=x86_64-linux-gnu --host=arm-linux-gnueabihf"
+# A library that another project needs.
+ZLIB = '(cd "$SOURCES/zlib" && CHOST=arm-linux-gnueabihf ./configure --static && make -j2 libz.a)'
 INEXACT = "the number of instructions differs a little from run to run"
 CTEST = "ctest --test-dir realworld --output-on-failure"
 
@@ -70,26 +73,20 @@ PROJECTS = {
     ),
     "pcre2": Project(
         sources=["pcre2"],
-        configure="./configure --build=x86_64-linux-gnu --host=arm-linux-gnueabihf --disable-shared",
+        configure="./configure " + HOST + " --disable-shared",
         build="make -j2",
         test="make check",
     ),
     "mawk": Project(
         sources=["mawk"],
-        configure="./configure --build=x86_64-linux-gnu --host=arm-linux-gnueabihf --with-build-cc=cc",
+        configure="./configure " + HOST + " --with-build-cc=cc",
         build="make -j2",
         test="make check",
     ),
     "jimtcl": Project(
         sources=["jimtcl"],
-        configure="./configure --build=x86_64-linux-gnu --host=arm-linux-gnueabihf",
-        build="make -j2",
-        test="make test",
-    ),
-    "jimtcl": Project(
-        sources=["jimtcl"],
         # qemu-arm on a 64-bit file system can read directories with the large-file calls only.
-        configure='CFLAGS="-O2 -D_FILE_OFFSET_BITS=64" ./configure --build=x86_64-linux-gnu --host=arm-linux-gnueabihf',
+        configure='CFLAGS="-O2 -D_FILE_OFFSET_BITS=64" ./configure ' + HOST,
         build="make -j2",
         # One test wants another process to have started within a tenth of a second, which an emulated one on
         # a busy machine has not.
@@ -102,5 +99,63 @@ PROJECTS = {
         test="make test-xxhsum-c",  # "make check" measures speeds for minutes
         compare="for form in 0 1 2 3; do ./xxhsum -H$form xxhash.h cli/*.c; done",
         note="the tests read the launcher, which contains names of temporary files: " + INEXACT,
+    ),
+    "json-c": Project(
+        sources=["json-c"],
+        configure=CMAKE + "-DDISABLE_WERROR=ON",
+        build="cmake --build realworld -j2",
+        test="USE_VALGRIND=0 " + CTEST,
+        note="hashes have a seed from the system: " + INEXACT,
+    ),
+    "yajl": Project(
+        sources=["yajl"],
+        configure=CMAKE,
+        build="cmake --build realworld -j2",
+        test="cmake --build realworld -t test test-api",
+    ),
+    "libyaml": Project(
+        sources=["libyaml"],
+        configure=CMAKE,
+        build="cmake --build realworld -j2",
+        test=CTEST,
+        # Every example through the scanner, the parser, the loader and the emitter.
+        compare="""
+            for test in scanner parser loader emitter dumper; do
+                $CC -Iinclude "tests/run-$test.c" realworld/libyaml.a -o "realworld/run-$test"
+                "realworld/run-$test" examples/*.yaml
+            done
+        """,
+    ),
+    "xz-utils": Project(
+        sources=["xz-utils"],
+        configure="./configure " + HOST + " --disable-shared --disable-nls --disable-doc",
+        build="make -j2",
+        test="make check",
+    ),
+    "libonig": Project(
+        sources=["libonig"],
+        configure=CMAKE + "-DENABLE_POSIX_API=ON -DBUILD_TEST=ON",
+        build="cmake --build realworld -j2",
+        test=CTEST,
+    ),
+    "libdeflate": Project(
+        sources=["libdeflate", "zlib"],
+        configure=ZLIB,
+        build='make -j2 CFLAGS="-I$SOURCES/zlib" LDFLAGS="-L$SOURCES/zlib" all test_programs',
+        test='make CFLAGS="-I$SOURCES/zlib" LDFLAGS="-L$SOURCES/zlib" check',
+    ),
+    "giflib": Project(
+        sources=["giflib"],
+        build='make -j2 CC="$CC" AR="$AR" all',
+        test='make CC="$CC" AR="$AR" check',
+    ),
+    "liquid-dsp": Project(
+        # Complex numbers nearly everywhere.
+        sources=["liquid-dsp"],
+        configure="./bootstrap.sh && ./configure " + HOST + " --enable-simdoverride",
+        build="make -j2 all xautotest",
+        # All of it would run for an hour.
+        test="for part in agc channel dotprod eqlms fft iirdes matrix nco ofdm poly sumsq; do ./xautotest -q -s $part; done",
+        note="of the tests those are run that end in seconds",
     ),
 }
