@@ -8,8 +8,8 @@
   decisions     instructions that pelorus itself executes at level 2 (exact, counted by valgrind): when nobody asks for decisions, with
                 statistics, with a limit, with a trace; and against another build of it, with --against
   variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
-  levels        ARM instructions that each example executes at levels 1 and 2 against level 0, counted as below, without mem2reg on our
-                side; and the operations that icode-run counts for it
+  levels        ARM instructions that each example executes at levels 1 and 2, and at level 2 without the passes over assignments, against
+                level 0, counted as below, without mem2reg on our side; and the operations that icode-run counts for it
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
                 through llc-19 -O2. A second table has our side without mem2reg.
@@ -250,22 +250,23 @@ class Bench:
     def levels(self, examples):
         base = self.start_counting()
         print("\nInstructions executed, and operations of the interpreter, as ratios to level 0\n")
-        print("| example | instructions (thousands) | level 1 | level 2 | operations (thousands) | level 1 | level 2 |\n|---|---|---|---|---|---|---|")
+        print("| example | instructions (thousands) | level 1 | level 2 | level 2, none | operations (thousands) | level 1 | level 2 | level 2, none |\n"
+              "|---|---|---|---|---|---|---|---|---|")
         ratios = []
         for source in examples:
             icode, _ = self.both_forms(source)
             instructions, operations = [], []
-            for level in (0, 1, 2):
-                run(self.tools / "pelorus", f"-o{level}", icode, self.folder / "level.opt")
+            for options in (["-o0"], ["-o1"], ["-o2"], ["-o2", "--disable=fast_CP,combine_asgs_to_memory"]):
+                run(self.tools / "pelorus", *options, icode, self.folder / "level.opt")
                 run(self.tools / "icode-llvm", self.folder / "level.opt", "-o", self.folder / "level.ll")
                 instructions.append(self.executed(self.folder / "level.ll", None) - base)
                 operations.append(self.operations(self.folder / "level.opt"))
-            ratios.append([counts[level] / counts[0] for counts in (instructions, operations) for level in (1, 2)])
+            ratios.append([count / counts[0] for counts in (instructions, operations) for count in counts[1:]])
             texts = [f"{ratio:.3f}" for ratio in ratios[-1]]
-            print(f"| {source.stem} | {instructions[0] / 1e3:.0f} | {' | '.join(texts[:2])} | {operations[0] / 1e3:.0f} | {' | '.join(texts[2:])} |",
+            print(f"| {source.stem} | {instructions[0] / 1e3:.0f} | {' | '.join(texts[:3])} | {operations[0] / 1e3:.0f} | {' | '.join(texts[3:])} |",
                   flush=True)
         texts = [f"{statistics.geometric_mean(column):.3f}" for column in zip(*ratios)]
-        print(f"| geometric mean | | {' | '.join(texts[:2])} | | {' | '.join(texts[2:])} |")
+        print(f"| geometric mean | | {' | '.join(texts[:3])} | | {' | '.join(texts[3:])} |")
 
     def operations(self, icode):
         """What icode-run counts for the program."""
