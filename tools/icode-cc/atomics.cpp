@@ -276,6 +276,7 @@ NODE* compound(BODY& body, const BinaryOperator* e) {
     const ATOMIC atomic = operand_object(body, e->getLHS());
     NODE* amount = value_of(body, e->getRHS());
     const bool adds = e->getOpcode() == BO_AddAssign;
+    if (e->getLHS()->getType().getAtomicUnqualifiedType()->isHalfType()) return refused_operation(body, e);
     if (type_is_pointer(atomic.type))
         amount = scaled_index(body.unit, amount, size_of(body, e->getType()->getPointeeType()));
     else if (!is_number(atomic.type) || !type_is_integer(amount->type))
@@ -379,7 +380,9 @@ NODE* atomic_assignment(BODY& body, const BinaryOperator* e) {
 
 NODE* atomic_increment(BODY& body, const UnaryOperator* e) {
     const ATOMIC atomic = operand_object(body, e->getSubExpr());
-    if (!is_number(atomic.type) && !type_is_pointer(atomic.type)) return refused_operation(body, e);
+    const bool is_half = e->getSubExpr()->getType().getAtomicUnqualifiedType()->isHalfType();
+    if (is_half || (!is_number(atomic.type) && !type_is_pointer(atomic.type)))
+        return refused_operation(body, e);
     NODE* amount =
         type_is_pointer(atomic.type) ? size_of(body, e->getType()->getPointeeType()) : number(body, 1);
     return changed_by(atomic, e->isIncrementOp(), e->isPostfix(), amount);

@@ -4,6 +4,7 @@
 #include "arrays.h"
 #include "atomics.h"
 #include "elements.h"
+#include "half.h"
 #include "pieces.h"
 
 namespace pelorus {
@@ -67,6 +68,8 @@ NODE* pointer_to_bool(BODY& body, NODE* value) {
 }
 
 NODE* arithmetic_cast(BODY& body, const CastExpr* e) {
+    if (e->getType()->isHalfType() || e->getSubExpr()->getType()->isHalfType())
+        return half_conversion(body, e);
     TYPE* type = icode_type(body.unit, e->getType().getUnqualifiedType());
     NODE* value = value_of(body, e->getSubExpr());
     if (value->op == OP_ICON || value->op == OP_FCON)

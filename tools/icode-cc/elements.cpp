@@ -68,17 +68,6 @@ NODE* fixed_pointer(BODY& body, NODE* pointer, NODE*& effects) {
     return use_local(saved.symbol);
 }
 
-// The object as a tree without effects, which may be copied. Pointers on the way to it are kept.
-NODE* fixed_object(BODY& body, NODE* object, NODE*& effects) {
-    for (; object->op == OP_COMMAOP; object = object->right) effects = sequence(effects, object->left);
-    if (is_fixed_object(object)) return object;
-    if (object->op == OP_STDOT)
-        return new_binary(OP_STDOT, object->type, fixed_object(body, object->left, effects), object->right);
-    if (object->op == OP_STREF)
-        return new_binary(OP_STREF, object->type, fixed_pointer(body, object->left, effects), object->right);
-    return new_unary(OP_UMULT, object->type, fixed_pointer(body, object->left, effects));
-}
-
 ELEMENTS elements_of_object(BODY& body, QualType type, const NODE* object) {
     ELEMENTS elements;
     for (size_t i = 0; i < elements_of(body.unit, type).size(); ++i)
@@ -134,6 +123,16 @@ bool is_computed_cast(const CastExpr* e) {
 }
 
 } // namespace
+
+NODE* fixed_object(BODY& body, NODE* object, NODE*& effects) {
+    for (; object->op == OP_COMMAOP; object = object->right) effects = sequence(effects, object->left);
+    if (is_fixed_object(object)) return object;
+    if (object->op == OP_STDOT)
+        return new_binary(OP_STDOT, object->type, fixed_object(body, object->left, effects), object->right);
+    if (object->op == OP_STREF)
+        return new_binary(OP_STREF, object->type, fixed_pointer(body, object->left, effects), object->right);
+    return new_unary(OP_UMULT, object->type, fixed_pointer(body, object->left, effects));
+}
 
 NODE* element_of_object(BODY& body, NODE* object, QualType type, size_t number) {
     TYPE_PART* part = elements_of(body.unit, type)[number];

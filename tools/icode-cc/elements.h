@@ -39,7 +39,11 @@ bool changes_elements(const clang::BinaryOperator* assignment);
 ELEMENT_CHANGE element_assignment(BODY& body, const clang::BinaryOperator* assignment);
 NODE* increment_complex(BODY& body, const clang::UnaryOperator* expression, bool value_needed);
 
-// --- For the operators (complex.cpp, vectors.cpp) ---
+// --- For the operators (complex.cpp, vectors.cpp, half.cpp) ---
+
+// An lvalue as a tree without effects, which may be copied; the pointers on the way to it are kept in
+// temporaries, by the effects.
+NODE* fixed_object(BODY& body, NODE* lvalue, NODE*& effects);
 
 // Elements that nothing changes afterwards: values are kept in temporaries.
 ELEMENTS steady_elements(BODY& body, ELEMENTS elements);

@@ -6,6 +6,7 @@
 #include "arrays.h"
 #include "atomics.h"
 #include "elements.h"
+#include "half.h"
 #include "pieces.h"
 #include "scopes.h"
 
@@ -313,6 +314,8 @@ NODE* constant_of(BODY& body, const Expr* expression) {
     if (holds_length_effects(body, expression)) return nullptr;
     TYPE* made = icode_type(body.unit, type.getUnqualifiedType());
     if (result.Val.isInt()) return integer_constant(made, result.Val.getInt());
+    if (result.Val.isFloat() && type->isHalfType())
+        return integer_constant(made, half_bits(result.Val.getFloat()));
     if (result.Val.isFloat()) return float_constant(made, result.Val.getFloat());
     if (result.Val.isLValue() && !result.Val.getLValueBase())
         return integer_constant(made, result.Val.getLValueOffset().getQuantity());
@@ -369,7 +372,7 @@ NODE* leaf_condition(BODY& body, const Expr* e) {
         e->EvaluateAsBooleanCondition(truth, *body.unit.ast))
         return integer_constant(int_type(body.unit), truth);
     if (e->getType()->isAnyComplexType()) return complex_truth(body, e);
-    NODE* value = value_of(body, e);
+    NODE* value = e->getType()->isHalfType() ? value_of_half(body, e) : value_of(body, e);
     if (!type_is_floating(value->type)) return value;
     return new_binary(OP_NEQ, int_type(body.unit), value, zero_constant(type_strip(value->type)));
 }

@@ -9,6 +9,7 @@
 #include "clang/AST/RecordLayout.h"
 
 #include "build.h"
+#include "half.h"
 #include "memory/zone.h"
 
 namespace pelorus {
@@ -187,8 +188,10 @@ void lay_structure(LAYING& laying, const APValue& value, QualType type, uint64_t
 
 void lay_scalar(LAYING& laying, const APValue& value, QualType type, uint64_t offset) {
     TYPE* slot = icode_type(laying.unit, type.getAtomicUnqualifiedType());
-    NODE* tree =
-        value.isInt() ? integer_constant(slot, value.getInt()) : float_constant(slot, value.getFloat());
+    NODE* tree = value.isInt() ? integer_constant(slot, value.getInt())
+                 : type.getAtomicUnqualifiedType()->isHalfType()
+                     ? integer_constant(slot, half_bits(value.getFloat()))
+                     : float_constant(slot, value.getFloat());
     lay_constant(laying, tree, offset, slot->size);
 }
 

@@ -2,6 +2,7 @@
 #include "arrays.h"
 #include "atomics.h"
 #include "elements.h"
+#include "half.h"
 #include "pieces.h"
 
 namespace pelorus {
@@ -163,6 +164,7 @@ NODE* increment_of(BODY& body, const UnaryOperator* e, bool value_needed) {
     if (e->getSubExpr()->getType()->isAtomicType()) return atomic_increment(body, e);
     if (field_in_pieces(body, e->getSubExpr())) return increment_pieces(body, e);
     const QualType type = e->getType().getUnqualifiedType();
+    if (type->isHalfType()) return increment_half(body, e);
     if (has_elements(type)) return increment_complex(body, e, value_needed);
     NODE* object = lvalue_of(body, e->getSubExpr());
     const bool keeps_old = e->isPostfix() && value_needed;
@@ -196,6 +198,8 @@ NODE* value_of_binary(BODY& body, const BinaryOperator* e) {
     }
     if (e->isAssignmentOp() && e->getLHS()->getType()->isAtomicType()) return atomic_assignment(body, e);
     if (e->isAssignmentOp() && field_in_pieces(body, e->getLHS())) return assign_pieces(body, e);
+    if (e->isCompoundAssignmentOp() && e->getType()->isHalfType())
+        return change_half(body, cast<CompoundAssignOperator>(e));
     if (e->isCompoundAssignmentOp()) return compound_assignment(body, cast<CompoundAssignOperator>(e));
     if (e->isAssignmentOp()) return simple_assignment(body, e);
     if (e->isLogicalOp()) return logical_value(body, e);

@@ -57,6 +57,7 @@ TYPE* basic_type(UNIT& unit, const BuiltinType* type) {
     case BuiltinType::Long: return make_basic(unit, {TR_LONG, false, 4});
     case BuiltinType::ULongLong: return long_long_type(unit, true);
     case BuiltinType::LongLong: return long_long_type(unit, false);
+    case BuiltinType::Half: return make_basic(unit, {TR_SHORT, true, 2}); // its bits
     case BuiltinType::Float: return make_basic(unit, {TR_FLOAT, false, 4});
     case BuiltinType::Double: return make_basic(unit, {TR_DOUBLE, false, 8});
     case BuiltinType::LongDouble: return make_basic(unit, {TR_LONG_DOUBLE, false, 8});
@@ -358,9 +359,13 @@ TYPE* function_type(UNIT& unit, QualType type, uint32_t attributes) {
     const auto* prototype = dyn_cast<FunctionProtoType>(function);
     TYPE* result = icode_type(unit, function->getReturnType());
     std::vector<TYPE*> parameters;
+    bool moves_half = function->getReturnType()->isHalfType();
     if (prototype)
-        for (const QualType parameter : prototype->param_types())
+        for (const QualType parameter : prototype->param_types()) {
+            moves_half = moves_half || parameter->isHalfType();
             parameters.push_back(icode_type(unit, parameter));
+        }
+    if (moves_half) refuse(unit, "an argument or result of the type '__fp16'");
     // A parameter's type may have made the same function type meanwhile, through a structure that points to
     // it.
     TYPE*& place = unit.function_types[{canonical.getAsOpaquePtr(), attributes}];

@@ -1,6 +1,7 @@
 // Functions of the compiler's library: arithmetic that the processor has no instruction for, and counting of
 // bits. `si` in a name is 32 bits, `di` 64, `sf` float, `df` double.
 #include <bit>
+#include <cmath>
 #include <limits>
 #include <type_traits>
 
@@ -69,6 +70,38 @@ void call_power(GUEST_CALL& call) {
         base *= base;
     }
     give_real(call, static_cast<double>(exponent < 0 ? 1 / result : result));
+}
+
+// --- Floating numbers of 16 bits, all numbers by their bits ---
+
+// `value` rounded to nearest, ties to even; `fraction` are the ten highest bits of what is no number.
+uint16_t half_bits(double value, uint64_t fraction) {
+    const auto sign = static_cast<uint16_t>(std::signbit(value) ? 0x8000 : 0);
+    const double size = std::fabs(value);
+    if (std::isnan(value)) return static_cast<uint16_t>(sign | 0x7E00 | fraction);
+    if (size >= 65520) return static_cast<uint16_t>(sign | 0x7C00);
+    const int exponent = size < 0x1p-14 ? -14 : std::ilogb(size);
+    const double scaled = std::nearbyint(std::ldexp(size, 10 - exponent)); // a carry goes into the exponent
+    return static_cast<uint16_t>(sign + ((exponent + 14) << 10) + static_cast<int>(scaled));
+}
+
+void call_from_float(GUEST_CALL& call) {
+    const uint32_t bits = integer<uint32_t>(call, 0);
+    give(call, half_bits(std::bit_cast<float>(bits), (bits >> 13) & 0x3FF));
+}
+
+void call_from_double(GUEST_CALL& call) {
+    const uint64_t bits = integer<uint64_t>(call, 0);
+    give(call, half_bits(std::bit_cast<double>(bits), (bits >> 42) & 0x3FF));
+}
+
+void call_to_float(GUEST_CALL& call) {
+    const uint32_t bits = integer<uint16_t>(call, 0);
+    const uint32_t sign = (bits & 0x8000) << 16, exponent = (bits >> 10) & 0x1F, fraction = bits & 0x3FF;
+    float value = std::ldexp(static_cast<float>(exponent ? fraction + 1024 : fraction),
+                             static_cast<int>(exponent ? exponent : 1) - 25);
+    if (exponent == 31) value = std::bit_cast<float>(0x7F800000 | (fraction << 13));
+    give(call, std::bit_cast<uint32_t>(value) | sign);
 }
 
 // --- Bits ---
@@ -145,6 +178,9 @@ const LIBRARY_ROW ROWS[] = {
     {"___aeabi_lasr", call_shift_signed, CALL_EFFECT::NONE},
     {"___powisf2", call_power<float>, CALL_EFFECT::NONE},
     {"___powidf2", call_power<double>, CALL_EFFECT::NONE},
+    {"___gnu_f2h_ieee", call_from_float, CALL_EFFECT::NONE},
+    {"___gnu_d2h_ieee", call_from_double, CALL_EFFECT::NONE},
+    {"___gnu_h2f_ieee", call_to_float, CALL_EFFECT::NONE},
     {"___clzsi2", call_leading_zeros<uint32_t>, CALL_EFFECT::NONE},
     {"___clzdi2", call_leading_zeros<uint64_t>, CALL_EFFECT::NONE},
     {"___ctzsi2", call_trailing_zeros<uint32_t>, CALL_EFFECT::NONE},
