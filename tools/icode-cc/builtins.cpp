@@ -315,6 +315,7 @@ NODE* value_of_builtin(BODY& body, const CallExpr* call, unsigned builtin) {
     if (NODE* made = bit_builtin(body, call, builtin)) return made;
     if (NODE* made = value_of_checked_builtin(body, call, builtin)) return made;
     if (NODE* made = value_of_atomic_builtin(body, call, builtin)) return made;
+    if (NODE* made = value_of_instruction(body, call, builtin)) return made;
     if (NODE* made = value_of_vector_builtin(body, call, builtin)) return made;
     const std::string name = library_name(body, builtin);
     if (!name.empty()) return library_call(body, call, name);

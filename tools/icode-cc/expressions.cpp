@@ -300,10 +300,25 @@ bool holds_length_effects(const BODY& body, const Stmt* statement) {
     return false;
 }
 
+// The expression is made for an instruction that gives no value, such as a barrier, which clang takes for a
+// function without effects.
+bool holds_instruction(const Expr* expression) {
+    const Expr* e = expression->IgnoreParens();
+    if (const auto* call = dyn_cast<CallExpr>(e))
+        return call->getBuiltinCallee() && e->getType()->isVoidType();
+    if (const auto* cast = dyn_cast<CastExpr>(e)) return holds_instruction(cast->getSubExpr());
+    if (const auto* binary = dyn_cast<BinaryOperator>(e))
+        return holds_instruction(binary->getLHS()) || holds_instruction(binary->getRHS());
+    const auto* conditional = dyn_cast<ConditionalOperator>(e);
+    return conditional &&
+           (holds_instruction(conditional->getTrueExpr()) || holds_instruction(conditional->getFalseExpr()));
+}
+
 } // namespace
 
 bool has_side_effects(const BODY& body, const Expr* expression) {
-    return expression->HasSideEffects(*body.unit.ast) || holds_length_effects(body, expression);
+    return expression->HasSideEffects(*body.unit.ast) || holds_length_effects(body, expression) ||
+           holds_instruction(expression);
 }
 
 NODE* constant_of(BODY& body, const Expr* expression) {

@@ -58,6 +58,9 @@ NODE* value_of_builtin(BODY& body, const clang::CallExpr* call, unsigned builtin
 NODE* value_of_list_builtin(BODY& body, const clang::CallExpr* call,
                             unsigned builtin); // calls.cpp: va_start and its kin; null for others
 
+// processor.cpp: what is one instruction; null for others
+NODE* value_of_instruction(BODY& body, const clang::CallExpr* call, unsigned builtin);
+
 // checked.cpp: arithmetic that tells whether it overflows; null for others
 NODE* value_of_checked_builtin(BODY& body, const clang::CallExpr* call, unsigned builtin);
 

@@ -122,6 +122,7 @@ void add_attributes(UNIT& unit, SYMBOL* symbol, const Decl* declared) {
     if (decl->hasAttr<NoInlineAttr>()) add_flag_attribute(unit, symbol, "noinline");
     if (decl->hasAttr<ReturnsTwiceAttr>()) add_flag_attribute(unit, symbol, "returns_twice");
     if (decl->hasAttr<NakedAttr>()) refuse(unit, decl->getLocation(), "a naked function");
+    if (decl->hasAttr<ARMInterruptAttr>()) refuse(unit, decl->getLocation(), "a function for interrupts");
     if (decl->hasAttr<IFuncAttr>()) refuse(unit, decl->getLocation(), "an indirect function");
 }
 

@@ -76,6 +76,15 @@ static int in_loop(int n) {
     return sum;
 }
 
+// Builtin functions that are instructions. Those without a value are no less needed.
+static int by_instructions(int n) {
+    __builtin_arm_dmb(11), __builtin_arm_dsb(15);
+    n ? __builtin_arm_isb(15) : (void)0;
+    __builtin_arm_nop();
+    return __builtin_arm_ssat(n, 8) + (int)__builtin_arm_usat(-n, 4) + __builtin_arm_qadd(0x7fffffff, n) / 2 +
+           (int)__builtin_arm_rbit(n) + (int)__builtin_arm_clz(0);
+}
+
 int main(void) {
     uint32_t high, low;
     int numbers[4] = {3, 0, 9, 4};
@@ -85,5 +94,6 @@ int main(void) {
     printf("%d %d %d\n", numbers[1], numbers[2], numbers[3]);
     printf("%g %g %llx %d\n", single(1.5f, 2.25f), twice(1.25), twice_long(0x89ABCDEF01234567ull), in_loop(9));
     places();
+    printf("%d\n", by_instructions(1000));
     return 0;
 }
