@@ -364,6 +364,86 @@ NODE* value_of_atomic_builtin(BODY& body, const CallExpr* call, unsigned builtin
     return name.empty() ? nullptr : value_of_sync_builtin(body, call, name);
 }
 
+namespace {
+
+const Expr* changed_object(const Stmt* statement) {
+    if (const auto* compound = dyn_cast<CompoundAssignOperator>(statement)) return compound->getLHS();
+    const auto* unary = dyn_cast<UnaryOperator>(statement);
+    return unary && unary->isIncrementDecrementOp() ? unary->getSubExpr() : nullptr;
+}
+
+bool has_library_operation(const CompoundAssignOperator* e) {
+    if (!e->getRHS()->getType()->isIntegerType()) return false;
+    switch (e->getOpcode()) {
+    case BO_AddAssign:
+    case BO_SubAssign:
+    case BO_AndAssign:
+    case BO_OrAssign:
+    case BO_XorAssign: return true;
+    default: return false;
+    }
+}
+
+// The value that an operator gives to an object that holds `old`.
+NODE* changed_value(BODY& body, const Expr* e, TYPE* type, NODE* old, SYMBOL* right) {
+    OPCODE op = OP_PLUS;
+    TYPE* computed = type_is_floating(type) || type->size == 8 ? type : int_type(body.unit);
+    if (const auto* compound = dyn_cast<CompoundAssignOperator>(e)) {
+        op = arithmetic_opcode(BinaryOperator::getOpForCompoundAssignment(compound->getOpcode()));
+        computed = icode_type(body.unit, compound->getComputationLHSType().getUnqualifiedType());
+    } else if (!cast<UnaryOperator>(e)->isIncrementOp()) {
+        op = OP_MINUS;
+    }
+    NODE* one = type_is_floating(computed) ? float_constant(computed, llvm::APFloat(1.0))
+                                           : integer_constant(computed, 1);
+    NODE* left = arithmetic_conversion(old, computed);
+    return arithmetic_conversion(new_binary(op, computed, left, right ? use_local(right) : one), type);
+}
+
+} // namespace
+
+bool needs_atomic_loop(const Stmt* statement) {
+    const Expr* object = changed_object(statement);
+    if (!object || !object->getType()->isAtomicType()) return false;
+    const QualType type = object->getType().getAtomicUnqualifiedType();
+    const auto* compound = dyn_cast<CompoundAssignOperator>(statement);
+    if (type->isHalfType() || !type->isArithmeticType() || type->isAnyComplexType()) return false;
+    if (compound && compound->getComputationResultType()->isAnyComplexType()) return false;
+    if (type->isBooleanType() || type->isRealFloatingType()) return true;
+    return compound && !has_library_operation(compound);
+}
+
+SYMBOL* emit_atomic_loop(BODY& body, const Expr* e) {
+    const ATOMIC atomic = operand_object(body, changed_object(e));
+    if (atomic.place.assignment) emit(body, atomic.place.assignment);
+    SYMBOL* right = nullptr;
+    if (const auto* compound = dyn_cast<CompoundAssignOperator>(e)) {
+        const SAVED_VALUE saved = save_value(body, value_of(body, compound->getRHS()));
+        emit(body, saved.assignment);
+        right = saved.symbol;
+    }
+    const SAVED_VALUE word = save_value(body, load_word(atomic, false));
+    emit(body, word.assignment);
+    const uint32_t top = new_label(body), again = new_label(body), end = new_label(body);
+    emit_label(body, top);
+    const SAVED_VALUE old = save_value(body, from_word(atomic, use_local(word.symbol)));
+    emit(body, old.assignment);
+    const SAVED_VALUE next =
+        save_value(body, changed_value(body, e, atomic.type, use_local(old.symbol), right));
+    emit(body, next.assignment);
+    NODE* exchange = library_operation(atomic, "val_compare_and_swap",
+                                       {use_local(word.symbol), to_word(atomic, use_local(next.symbol))});
+    const SAVED_VALUE found = save_value(body, exchange);
+    emit(body, found.assignment);
+    emit_if(body, test(body, OP_EQ, use_local(found.symbol), use_local(word.symbol)), end, again);
+    emit_label(body, again);
+    emit(body, assignment(use_local(word.symbol), use_local(found.symbol), atomic.word));
+    emit_branch(body, top);
+    emit_label(body, end);
+    const auto* unary = dyn_cast<UnaryOperator>(e);
+    return unary && unary->isPostfix() ? old.symbol : next.symbol;
+}
+
 NODE* atomic_read(BODY& body, const Expr* object) {
     const ATOMIC atomic = operand_object(body, object);
     return sequence(atomic.place.assignment, from_word(atomic, load_word(atomic, true)));

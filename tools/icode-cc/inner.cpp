@@ -4,9 +4,10 @@
 // statements before the expression that it stands in, and its value kept in a temporary. C leaves the order
 // of operands open, so this changes nothing that a program may rely on, except where operands are evaluated
 // conditionally or in turn: such an operator (`&&`, `||`, `?:`, the comma) that holds one on its later side
-// is turned into statements as well.
+// is turned into statements as well. An operator on an atomic object that needs a loop is treated alike.
 #include "clang/AST/Attr.h"
 
+#include "atomics.h"
 #include "expressions.h"
 #include "scopes.h"
 #include "statements.h"
@@ -57,6 +58,7 @@ void for_each_part(const Stmt* statement, VISIT visit) {
 
 bool holds_loose_statements(const Stmt* statement) {
     if (!statement) return false;
+    if (needs_atomic_loop(statement)) return true;
     if (const auto* inner = dyn_cast<StmtExpr>(statement)) return !is_plain(inner);
     bool found = false;
     for_each_part(statement, [&](const Stmt* part) { found = found || holds_loose_statements(part); });
@@ -164,6 +166,8 @@ void emit_inner(BODY& body, const Stmt* statement) {
         }
     }
     for_each_part(statement, [&](const Stmt* part) { emit_inner(body, part); });
+    if (needs_atomic_loop(statement))
+        body.saved[cast<Expr>(statement)] = emit_atomic_loop(body, cast<Expr>(statement));
 }
 
 void add_declaration(BODY& body, const DeclStmt* statement, NODE*& effects) {

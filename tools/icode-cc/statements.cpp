@@ -5,6 +5,7 @@
 
 #include "arrays.h"
 #include "assembly.h"
+#include "atomics.h"
 #include "expressions.h"
 #include "objects.h"
 #include "scopes.h"
@@ -28,7 +29,7 @@ bool holds_label(const Stmt* statement, bool in_switch = false) {
 
 bool holds_statement_expression(const Stmt* statement) {
     if (!statement) return false;
-    if (isa<StmtExpr>(statement)) return true;
+    if (isa<StmtExpr>(statement) || needs_atomic_loop(statement)) return true;
     for (const Stmt* child : statement->children())
         if (holds_statement_expression(child)) return true;
     return false;

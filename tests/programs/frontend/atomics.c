@@ -102,6 +102,33 @@ static void double_words(void) {
     printf("%d\n", n);
 }
 
+// Operators that the library has no functions for, in conditions and for their values.
+static _Atomic int looped = 5;
+static _Atomic int *counted(int *n) { return ++*n, &looped; }
+static void by_loops(void) {
+    static _Atomic float f = 1.5f;
+    static _Atomic double d = 2;
+    static _Atomic _Bool b;
+    static _Atomic unsigned char c = 200;
+    static _Atomic long long l = 1;
+    int n = 0, i = 3;
+    looped *= 3, printf("%d ", looped <<= 2), printf("%d %d ", *counted(&n) %= 7, n);
+    printf("%g ", (double)(f += 1)), printf("%g ", (double)f++), printf("%g ", (double)--f);
+    d /= 4, d += 1, b |= 1, printf("%g %d ", (double)d, b), b ^= 1, printf("%d ", b), b += 5, b++, printf("%d ", b--);
+    c *= 3, printf("%d ", c), printf("%d ", c >>= 1), l *= 1ll << 40, l |= 3, l %= 1000, printf("%lld\n", (long long)l);
+    while ((looped -= 1) && (looped *= 2) < 100 && i--) printf("%d ", looped);
+    printf("%d ", i < 0 ? (looped *= 2) : (looped *= 3));
+    for (f = 0; (f += 0.5f) < 3; looped *= -1) i && (c *= 2);
+    looped /= 2, printf("%d %d %g\n", looped, c, (double)f);
+}
+
+// Each thread multiplies; nothing is lost.
+static _Atomic unsigned factor = 1;
+static void *multiply(void *unused) {
+    for (int i = 0; i < 1000; i++) factor *= 3;
+    return unused;
+}
+
 int main(void) {
     pthread_t threads[THREADS];
     for (int i = 0; i < THREADS; i++) pthread_create(&threads[i], 0, work, 0);
@@ -111,5 +138,9 @@ int main(void) {
     by_operators();
     small();
     double_words();
+    by_loops();
+    for (int i = 0; i < THREADS; i++) pthread_create(&threads[i], 0, multiply, 0);
+    for (int i = 0; i < THREADS; i++) pthread_join(threads[i], 0);
+    printf("%u\n", factor);
     return 0;
 }
