@@ -27,15 +27,15 @@ uint32_t define_node(DEBUG& debug, uint32_t number, const std::string& text) {
 
 uint32_t new_node_of(DEBUG& debug, const std::string& text) { return define_node(debug, ++debug.last, text); }
 
-std::string renamed_path(const PATHS& paths, const std::string& path) {
-    for (auto pair = paths.renamed.rbegin(); pair != paths.renamed.rend(); ++pair)
+std::string renamed_path(const PLACES& places, const std::string& path) {
+    for (auto pair = places.renamed.rbegin(); pair != places.renamed.rend(); ++pair)
         if (path.starts_with(pair->first)) return pair->second + path.substr(pair->first.size());
     return path;
 }
 
 uint32_t file_node(DEBUG& debug, const char* name) {
-    const std::string text = renamed_path(debug.paths, name ? name : debug.main_file);
-    const std::string folder = renamed_path(debug.paths, debug.paths.folder);
+    const std::string text = renamed_path(debug.places, name ? name : debug.main_file);
+    const std::string folder = renamed_path(debug.places, debug.places.folder);
     uint32_t& node = debug.files[text];
     // The main file's folder is that of the compilation, however the file is named.
     const bool is_below = !name || text[0] != '/';
@@ -168,11 +168,11 @@ uint32_t type_node(DEBUG& debug, const TYPE* type) {
 
 } // namespace
 
-void begin_debug(DEBUG& debug, const char* source, const PATHS& paths) {
+void begin_debug(DEBUG& debug, const char* source, const PLACES& places) {
     char folder[4096];
     debug.main_file = source;
-    debug.paths = paths;
-    if (paths.folder.empty()) debug.paths.folder = getcwd(folder, sizeof folder) ? folder : "";
+    debug.places = places;
+    if (places.folder.empty()) debug.places.folder = getcwd(folder, sizeof folder) ? folder : "";
     debug.unit = ++debug.last; // its text comes last, when the list of variables is known
     file_node(debug, nullptr);
 }
@@ -195,9 +195,10 @@ std::string debug_function(DEBUG& debug, const SYMBOL* symbol, const std::string
 
 std::string debug_location(DEBUG& debug, const POSITION& position) {
     if (!debug.wanted) return "";
-    uint32_t& node = debug.locations[{position.line, position.column}];
+    const uint32_t column = debug.places.columns ? position.column : 0;
+    uint32_t& node = debug.locations[{position.line, column}];
     if (!node)
-        node = new_node_of(debug, joined("!DILocation(line: ", position.line, ", column: ", position.column,
+        node = new_node_of(debug, joined("!DILocation(line: ", position.line, ", column: ", column,
                                          ", scope: !", debug.function, ")"));
     return joined(", !dbg !", node);
 }

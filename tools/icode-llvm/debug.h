@@ -18,11 +18,12 @@
 
 namespace pelorus {
 
-// What is written about files, so that the same source gives the same bytes in every folder.
-struct PATHS {
+// What is written about places, so that the same source gives the same bytes in every folder.
+struct PLACES {
     std::string folder; // that of the compilation; "": the current one
     std::vector<std::pair<std::string, std::string>>
-        renamed{}; // beginnings of names; a later pair goes first
+        renamed{};       // beginnings of names; a later pair goes first
+    bool columns = true; // within lines
 };
 
 // All numbers are those of metadata nodes; 0: none.
@@ -33,7 +34,7 @@ struct DEBUG {
     std::string nodes;     // text of the nodes
     std::string globals;   // the list of global variables
     std::string main_file; //
-    PATHS paths{};         //
+    PLACES places{};       //
     std::map<std::string, uint32_t> files{};
     std::unordered_map<const TYPE*, uint32_t> types{};
     // Of the current function.
@@ -41,7 +42,7 @@ struct DEBUG {
     std::map<std::pair<uint32_t, uint32_t>, uint32_t> locations{}; // by line and column
 };
 
-void begin_debug(DEBUG& debug, const char* source_name, const PATHS& paths);
+void begin_debug(DEBUG& debug, const char* source_name, const PLACES& places);
 
 // " !dbg !n" for the definition of a function; "" when nothing is wanted. Its instructions come next.
 std::string debug_function(DEBUG& debug, const SYMBOL* symbol, const std::string& linkage_name);

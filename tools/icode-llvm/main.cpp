@@ -39,7 +39,9 @@ const char usage[] =
     "  --thumb     code in the Thumb state\n"
     "  --no-builtins, --null-pointer-valid, --unwind-tables, --frame-pointer, --strict-alignment\n"
     "  --dwarf=N   debug information of version N, 2 to 5\n"
-    "  --folder=DIR, --rename=OLD=NEW   the folder of the compilation, and beginnings of names, in it\n"
+    "  --folder=DIR  where it says that the compilation has run\n"
+    "  --rename=OLD=NEW  how it begins names of files that begin with OLD\n"
+    "  --no-columns  it tells lines only\n"
     "  --stack-protector=ssp, sspstrong or sspreq: LLVM's guards on the stack\n";
 
 [[noreturn]] void wrong_usage(const char* problem, const char* word) {
@@ -70,9 +72,10 @@ bool read_code_option(const char* word, CODE& code) {
         }
     for (uint32_t version : {2u, 3u, 4u, 5u})
         if (word == "--dwarf=" + std::to_string(version)) return code.dwarf = version, true;
-    if (!strncmp(word, "--folder=", 9)) return code.paths.folder = word + 9, true;
+    if (!strcmp(word, "--no-columns")) return code.places.columns = false, true;
+    if (!strncmp(word, "--folder=", 9)) return code.places.folder = word + 9, true;
     if (const char* pair = word + 9; !strncmp(word, "--rename=", 9) && strchr(pair, '='))
-        return code.paths.renamed.emplace_back(std::string(pair, strchr(pair, '=')), strchr(pair, '=') + 1),
+        return code.places.renamed.emplace_back(std::string(pair, strchr(pair, '=')), strchr(pair, '=') + 1),
                true;
     for (const CODE_OPTION& option : CODE_OPTIONS)
         if (!strcmp(word, option.word)) return code.*option.member = true;

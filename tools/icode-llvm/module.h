@@ -28,7 +28,7 @@ struct CODE {
     bool strict_alignment = false;   // the processor traps accesses that are not aligned
     const char* protector = nullptr; // LLVM's attribute for guards on the stack
     uint32_t dwarf = 0;              // version of the debug information; 0: none
-    PATHS paths{};                   // in it
+    PLACES places{};                 // in it
 };
 
 struct MODULE {

@@ -51,7 +51,7 @@ std::string translate_unit(FILE* stream, const char* name, const CODE& code) {
     validate_opcode_tables(); // trees hold some opcodes beyond the file's own
     module.source_name = icode_source_name(*translation.reader);
     module.debug.wanted = code.dwarf != 0;
-    if (module.debug.wanted) begin_debug(module.debug, module.source_name.c_str(), module.code.paths);
+    if (module.debug.wanted) begin_debug(module.debug, module.source_name.c_str(), module.code.places);
     read_whole_file(*translation.reader);
     module.symbols = &icode_global_symbols(*translation.reader);
     write_globals(module);

@@ -44,6 +44,7 @@ enum class CODE_GROUP {
     DATA_SECTIONS,
     ZEROED_DATA,
     JUMP_TABLES,
+    COLUMNS,
     DEBUG
 };
 
