@@ -2,14 +2,18 @@
 # Programs compiled side by side, from a cache and by a server: the objects are those of plain runs.
 # Usage: caches.sh BIN-DIRECTORY EXAMPLES
 set -eu
-bin=$(cd "$1" && pwd)
-cc=$bin/pelorus-cc
+built=$(cd "$1" && pwd)
 examples=$(cd "$2" && pwd)
 work=$(mktemp -d)
 server=
 trap '[ -z "$server" ] || kill $server; rm -rf "$work"' EXIT
-chmod 755 "$work" # the server runs as nobody when root starts it
 cd "$work"
+# The server runs as nobody when root starts it, and the build may lie where only root can read.
+bin=$work/bin
+cc=$bin/pelorus-cc
+mkdir bin
+for program in pelorus-cc pelorus icode-cc icode-llvm; do cp "$built/$program" bin; done
+chmod 755 "$work" bin bin/*
 failures=0
 fail() {
     echo "failed: $*"
