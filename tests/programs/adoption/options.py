@@ -90,7 +90,7 @@ def listed_options():
     text = subprocess.run(["clang-19", "--help-hidden"], capture_output=True, text=True, check=True).stdout
     for word in re.findall(r"^  (-f[^ ]+)", text, re.MULTILINE):
         name = re.split(r"[<\[]", word)[0]
-        # Sanitizers, other languages and registers of other machines have one rule each in pelorus-cc or none at all.
+        # Sanitizers, other languages and other machines' registers have one rule each or none at all.
         if re.match(r"-f(no-)?(sanitize|objc|openmp|gpu|hip|cuda|sycl|profile|coro|c\+\+|cxx|modules?-|crash|diagnostics|fixed|plugin)", name):
             continue
         yield from ([name] if name == word else [name + argument for argument in ARGUMENTS.get(name, ["1"])])
