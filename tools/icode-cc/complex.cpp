@@ -62,18 +62,20 @@ PARTS plain_quotient(const COMPLEX& c) {
     return {c.operation(OP_DIV, real, divisor()), c.operation(OP_DIV, imag, divisor())};
 }
 
-// `__muldc3` and its kin.
-NODE* library_result(const COMPLEX& c, bool divides) {
+// `__muldc3` and its kin. Those of `double` do for `long double`.
+ELEMENTS library_result(const COMPLEX& c, bool divides) {
     UNIT& unit = c.body.unit;
-    TYPE* whole = icode_type(unit, c.type.getUnqualifiedType());
-    const std::string name = std::string(divides ? "__div" : "__mul") + (c.own->size == 4 ? "sc3" : "dc3");
+    const QualType number = c.own->size == 4 ? unit.ast->FloatTy : unit.ast->DoubleTy;
+    const QualType type = unit.ast->getComplexType(number);
+    TYPE *own = icode_type(unit, number), *whole = icode_type(unit, type);
+    const std::string name = std::string(divides ? "__div" : "__mul") + (own->size == 4 ? "sc3" : "dc3");
     std::vector<NODE*> arguments;
     for (const ELEMENTS* operand : {&c.left, &c.right})
         for (size_t i = 0; i < 2; ++i)
             arguments.push_back(i < operand->values.size() ? copy_tree(operand->values[i])
                                                            : zero_constant(c.own));
-    return direct_call(unit, whole, library_function(unit, name, whole, {c.own, c.own, c.own, c.own}),
-                       arguments);
+    SYMBOL* function = library_function(unit, name, whole, {own, own, own, own});
+    return read_elements(c.body, type, direct_call(unit, whole, function, arguments));
 }
 
 NODE* is_nan(BODY& body, SYMBOL* value) { return test(body, OP_NEQ, use_local(value), use_local(value)); }
@@ -81,7 +83,7 @@ NODE* is_nan(BODY& body, SYMBOL* value) { return test(body, OP_NEQ, use_local(va
 ELEMENTS exact_product(const COMPLEX& c) {
     const PARTS plain = plain_product(c);
     const SAVED_VALUE real = save_value(c.body, plain[0]), imag = save_value(c.body, plain[1]);
-    ELEMENTS other = read_elements(c.body, c.type, library_result(c, false));
+    ELEMENTS other = library_result(c, false);
     NODE* repair = sequence(other.effects, assignment(use_local(real.symbol), other.values[0], c.own));
     repair = sequence(repair, assignment(use_local(imag.symbol), other.values[1], c.own));
     NODE* lost = new_binary(OP_ANDAND, int_type(c.body.unit), is_nan(c.body, real.symbol),
@@ -102,7 +104,7 @@ ELEMENTS quotient(const COMPLEX& c, RANGE range) {
     if (c.right_is_real()) return {nullptr, by_real(c, OP_DIV), true};
     const bool is_plain = type_is_integer(c.own) || range == LangOptions::CX_Basic;
     if (is_plain) return {nullptr, plain_quotient(c), true};
-    return read_elements(c.body, c.type, library_result(c, true));
+    return library_result(c, true);
 }
 
 ELEMENTS converted(BODY& body, const CastExpr* e) {

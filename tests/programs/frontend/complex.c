@@ -74,6 +74,10 @@ static void arithmetic(dc a, dc b, double r, fc f, ic i) {
     printf("%d %d %d %d\n", !a, a && i, !(a - a), (_Bool)(b - b) || 0);
 }
 
+static void long_double(long double complex a, double complex b) {
+    b *= a, a = a * a / b + b * 2, PUT(a), PUT(b);
+}
+
 static void assignments(void) {
     dc z = 1 + 2 * I, w;
     double d = 3;
@@ -143,6 +147,7 @@ static __attribute__((noinline)) dc limited(dc a, dc b) { return a * b / (a + b)
 int main(void) {
     arithmetic(1.5 + 2.25 * I, -3 + 0.5 * I, 2.5, 0.5f - 4 * I, 3 - 5i);
     assignments();
+    long_double(1 + 2 * I, 3 * I);
     infinities();
     PUT(pass_float(1 + I, 2, 3 * I)), PUT(pass_double(0, 1, 2 * I, 3 + I, 4, 5)), PUT(pass_double(1, 1, 2, 3, 4, I));
     PUTI(pass_int(1 + 2i, 'a', 3)), PUTI(pass_byte(17, 20i)), PUTI(pass_long(1, 1000000000000ll, 4 + 3i));
