@@ -332,6 +332,21 @@ bool index_is_good(TYPE_CHECK& check) {
     return false;
 }
 
+bool is_vector_of_numbers(const TYPE* type) {
+    const TYPE* element = nullptr;
+    uint64_t offset = 0;
+    for (const TYPE_PART* part = type->parts; part; part = part->next) {
+        if (part->record_kind != TR_MEMBER) continue;
+        const TYPE* own = type_strip(part->type);
+        const bool is_number = own->kind == TK_INTEGER || own->kind == TK_FLOATING;
+        if (!is_number || (element && own != element) || part->value != static_cast<int64_t>(offset))
+            return false;
+        element = own;
+        offset += own->size;
+    }
+    return type->kind == TK_STRUCT && element;
+}
+
 } // namespace
 
 void validate_type_record(VALIDATOR& v, const RECORD_FRAME& frame) {
@@ -356,6 +371,10 @@ void validate_type_record(VALIDATOR& v, const RECORD_FRAME& frame) {
 
 void validate_all_types(VALIDATOR& v) {
     for (const TYPE_RECORD* record = v.types.first_record(); record; record = record->next) {
+        if (record->record_kind == TR_LAYOUT && record->fields[0].number == LAYOUT_VECTOR &&
+            !is_vector_of_numbers(record->owner))
+            file_fault(v, RULE_T15, v.type_states[record->owner->uid.number].offset, "%s is no vector",
+                       type_text(record->owner).c_str());
         if (record->record_kind != TR_FUNCTION) continue;
         const TYPE_STATE& state = v.type_states[record->owner->uid.number];
         if (state.parameters != state.parameters_said)

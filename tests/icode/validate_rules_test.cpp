@@ -172,6 +172,8 @@ const BREAKING_CASE CASES[] = {
     {"T13", "list=members", "list=members\n    part LIST_COMPLETE list=members", "said of type"},
     {"T13", "return=int variadic", "return=int variadic parameters=3", "has 2 parameters and says 3"},
     {"T14", "\"red\" value=7", "\"red\" value=4294967296", "the value is none of"},
+    {"T15", "\"only\" type=int", "\"only\" type=int*\n    part LAYOUT layout=vector",
+     "struct other is no vector"},
 
     {"U1", "    end_block\n", "", "a block does not end"},
     {"U1", "    body\n", "    statement NASSERT(1:int)\n    body\n", "a statement outside a body"},
