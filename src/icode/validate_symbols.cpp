@@ -39,7 +39,8 @@ constexpr ATTRIBUTE_FORM ATTRIBUTE_FORMS[] = {
     {"constructor", 0, 1, ARGUMENT::NUMBER}, {"destructor", 0, 1, ARGUMENT::NUMBER},
     {"used", 0, 0, ARGUMENT::TEXT},          {"asm", 1, 1, ARGUMENT::TEXT},
     {"noinline", 0, 0, ARGUMENT::TEXT},      {"returns_twice", 0, 0, ARGUMENT::TEXT},
-    {"assembly", 1, 63, ARGUMENT::TEXT},
+    {"assembly", 1, 63, ARGUMENT::TEXT},     {"naked", 0, 0, ARGUMENT::TEXT},
+    {"interrupt", 0, 1, ARGUMENT::TEXT},
 };
 
 bool is_number(std::string_view text) {

@@ -121,8 +121,11 @@ void add_attributes(UNIT& unit, SYMBOL* symbol, const Decl* declared) {
     if (decl->hasAttr<UsedAttr>()) add_flag_attribute(unit, symbol, "used");
     if (decl->hasAttr<NoInlineAttr>()) add_flag_attribute(unit, symbol, "noinline");
     if (decl->hasAttr<ReturnsTwiceAttr>()) add_flag_attribute(unit, symbol, "returns_twice");
-    if (decl->hasAttr<NakedAttr>()) refuse(unit, decl->getLocation(), "a naked function");
-    if (decl->hasAttr<ARMInterruptAttr>()) refuse(unit, decl->getLocation(), "a function for interrupts");
+    if (decl->hasAttr<NakedAttr>()) add_flag_attribute(unit, symbol, "naked");
+    if (const auto* called = decl->getAttr<ARMInterruptAttr>())
+        add_attribute(unit, symbol, "interrupt",
+                      ARMInterruptAttr::ConvertInterruptTypeToStr(called->getInterrupt()),
+                      called->getInterrupt() != ARMInterruptAttr::Generic);
     if (decl->hasAttr<IFuncAttr>()) refuse(unit, decl->getLocation(), "an indirect function");
 }
 

@@ -102,6 +102,14 @@ std::string parameter_list(EMITTER& emitter, const STATEMENT_LIST& statements) {
     return text;
 }
 
+// Assembly, perhaps with operands that are constants: what a naked function is made of.
+bool is_assembly(const NODE* tree) {
+    if (tree->op == OP_ASM) return true;
+    const NODE* callee = tree->op == OP_CALL || tree->op == OP_UCALL ? tree->left : nullptr;
+    return callee && callee->op == OP_UAND && callee->left->op == OP_NAME &&
+           find_attribute(callee->left->symbol(), "assembly");
+}
+
 void check_labels(EMITTER& emitter) {
     for (size_t number = 0; number < emitter.labels.size(); number++)
         if (emitter.labels[number] == LABEL_NAMED)
@@ -115,7 +123,13 @@ void put_head(EMITTER& emitter, const std::string& parameters) {
     bool none = result.how == PASSED::NOT_AT_ALL || result.how == PASSED::IN_MEMORY;
     put(module.functions, "define ", linkage_text(module, symbol), visibility_text(symbol), result.extension,
         none ? std::string("void") : result.type, " ", global_name(module, symbol), "(", parameters, ") #0");
-    if (find_attribute(symbol, "noinline")) put(module.functions, " noinline");
+    const bool is_naked = find_attribute(symbol, "naked");
+    if (find_attribute(symbol, "noinline") || is_naked) put(module.functions, " noinline");
+    if (is_naked) put(module.functions, " naked");
+    if (find_attribute(symbol, "interrupt")) {
+        const char* kind = attribute_argument(symbol, "interrupt");
+        put(module.functions, " alignstack(8) \"interrupt\"=\"", kind ? kind : "", "\"");
+    }
     if (symbol->flags & SF_NORETURN) put(module.functions, " noreturn");
     put(module.functions, section_text(symbol, ""));
     const char* align = attribute_argument(symbol, "aligned");
@@ -135,12 +149,19 @@ void write_function(MODULE& module) {
         debug_function(module.debug, function.symbol, global_name(module, function.symbol).substr(1));
     STATEMENT_LIST statements = statements_in_order();
     std::string parameters = parameter_list(emitter, statements);
+    const bool is_naked = find_attribute(function.symbol, "naked");
     for (const STMT* statement : statements) {
+        if (is_naked && !is_assembly(statement->tree)) continue;
         emitter.location = debug_location(module.debug, statement->position);
         emit_statement(emitter, statement->tree);
     }
     emitter.location = debug_location(module.debug, function.end);
-    if (emitter.open) emit_return_of(emitter, function.return_symbol);
+    if (is_naked) {
+        emitter.slots.clear(); // of parameters, which lie where the caller put them
+        line(emitter, "unreachable");
+    } else if (emitter.open) {
+        emit_return_of(emitter, function.return_symbol);
+    }
     check_labels(emitter);
     put_head(emitter, parameters);
     put(module.functions, debug, " {\nentry:\n", emitter.slots, emitter.body, "}\n\n");

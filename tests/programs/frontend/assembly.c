@@ -76,6 +76,15 @@ static int in_loop(int n) {
     return sum;
 }
 
+// Without code around the assembly.
+struct five {
+    int x[5];
+};
+__attribute__((naked)) static int naked_sum(int a, struct five b, long long c) {
+    asm("ldr r2, [sp, #%c0]\n\tadd r0, r0, r2" ::"i"(8));
+    asm("bx lr");
+}
+
 // Builtin functions that are instructions. Those without a value are no less needed.
 static int by_instructions(int n) {
     __builtin_arm_dmb(11), __builtin_arm_dsb(15);
@@ -95,5 +104,6 @@ int main(void) {
     printf("%g %g %llx %d\n", single(1.5f, 2.25f), twice(1.25), twice_long(0x89ABCDEF01234567ull), in_loop(9));
     places();
     printf("%d\n", by_instructions(1000));
+    printf("%d\n", naked_sum(5, (struct five){{1, 2, 3, 4, 5}}, 3));
     return 0;
 }

@@ -29,9 +29,7 @@ refused 1:81 "a choice by a vector" 'typedef int v4 __attribute__((ext_vector_ty
 refused 1:41 "the type '_Atomic(struct s)'" 'struct s {char c[3];}; _Atomic struct s x;'
 refused 1:58 "an atomic operation on 12 bytes" 'struct s {int i[3];}; void f(struct s *p, struct s *q) { __atomic_store(p, q, 0); }'
 refused 1:44 "this operator on an atomic object" '_Atomic float _Complex z; void f(void) { z *= 2; }'
-refused 1:33 "a function for interrupts" 'void __attribute__((interrupt)) f(void) {}'
 refused 1:42 "the builtin function '__builtin_setjmp'" 'void *b[5]; int f(void) { return 1 + 0 * __builtin_setjmp(b); }'
-refused 1:29 "a naked function" 'void __attribute__((naked)) f(void) { asm("bx lr"); }'
 refused 1:14 "a global register variable" 'register int r asm("r9"); int f(void){return r;}'
 
 # Texts that do not fit a record; what stands outside functions may have any number of lines.
@@ -73,6 +71,9 @@ grep -q '^target: input.c include/inner.h$' deps || fail "wrong dependencies: $(
 "$tools/icode-cc" -E -P -Iinclude -DNUMBER=7 input.c | grep -q '^int value = 7;$' || fail "wrong preprocessed text"
 echo 'int __OPTIMIZE__;' > input.c
 "$tools/icode-cc" -O2 input.c -o output.if || fail "-O defines __OPTIMIZE__"
+echo 'void __attribute__((interrupt("IRQ"))) f(void) {}' > input.c
+"$tools/icode-cc" -w input.c -o output.if && "$tools/icode-val" output.if && "$tools/icode-llvm" output.if -o output.ll || fail "a function for interrupts is refused"
+grep -qF '"interrupt"="IRQ"' output.ll || fail "a function for interrupts became one like others"
 echo 'int tentative; int given = 1; static int own; int *p = &own; __attribute__((section("x"))) int placed;' > input.c
 "$tools/icode-cc" -fcommon -fvisibility=hidden input.c -o output.if && "$tools/icode-llvm" output.if -o output.ll || fail "a correct program was refused"
 grep -c common output.ll | grep -qx 1 && grep -q '^@tentative = common .*hidden' output.ll || fail "-fcommon or -fvisibility has no effect"
