@@ -144,6 +144,12 @@ PROJECTS = {
         build='make -j2 CFLAGS="-I$SOURCES/zlib" LDFLAGS="-L$SOURCES/zlib" all test_programs',
         test='make CFLAGS="-I$SOURCES/zlib" LDFLAGS="-L$SOURCES/zlib" check',
     ),
+    "lzo2": Project(
+        sources=["lzo2"],
+        configure="./configure " + HOST,
+        build="make -j2",
+        test="make check",
+    ),
     "giflib": Project(
         sources=["giflib"],
         build='make -j2 CC="$CC" AR="$AR" all',
