@@ -72,7 +72,7 @@ std::string named_register(const Expr* operand) {
     const auto* name = dyn_cast<DeclRefExpr>(operand->IgnoreParenImpCasts());
     const auto* variable = name ? dyn_cast<VarDecl>(name->getDecl()) : nullptr;
     const auto* label = variable ? variable->getAttr<AsmLabelAttr>() : nullptr;
-    if (!label || variable->getStorageClass() != SC_Register) return "";
+    if (!label || variable->getStorageClass() != SC_Register || variable->isFileVarDecl()) return "";
     StringRef text = label->getLabel();
     text.consume_front("%");
     return "{" + text.lower() + "}";

@@ -121,6 +121,7 @@ NODE* converted_value(BODY& body, const CastExpr* e) {
     const auto target = [&] { return icode_type(body.unit, e->getType().getUnqualifiedType()); };
     switch (e->getCastKind()) {
     case CK_LValueToRValue:
+        if (NODE* value = value_of_register(body, inner)) return value;
         return field_in_pieces(body, inner) ? read_pieces(body, inner) : lvalue_of(body, inner);
     case CK_NoOp: return value_of(body, inner);
     case CK_ArrayToPointerDecay: return decayed_array(body, e);

@@ -60,6 +60,7 @@ NODE* value_of_list_builtin(BODY& body, const clang::CallExpr* call,
 
 // processor.cpp: what is one instruction; null for others
 NODE* value_of_instruction(BODY& body, const clang::CallExpr* call, unsigned builtin);
+NODE* value_of_register(BODY& body, const clang::Expr* object);
 
 // checked.cpp: arithmetic that tells whether it overflows; null for others
 NODE* value_of_checked_builtin(BODY& body, const clang::CallExpr* call, unsigned builtin);

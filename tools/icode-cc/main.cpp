@@ -66,6 +66,7 @@ bool write_if_needed(UNIT& unit, const Decl* decl) {
         return true;
     }
     if (const auto* variable = dyn_cast<VarDecl>(decl)) {
+        if (variable->getStorageClass() == SC_Register) return true; // no object
         const VarDecl* definition = variable->getDefinition();
         if (!definition) definition = const_cast<VarDecl*>(variable)->getActingDefinition();
         const bool alias = alias_of(variable);

@@ -1,7 +1,10 @@
-// Builtin functions that stand for one instruction of the processor; see expressions.h.
+// Builtin functions that stand for one instruction of the processor, and registers as variables; see
+// expressions.h.
 //
 // Each is a call of a function that is assembly with operands. Those that only compute may be removed or
 // merged with equal ones, the others hold accesses of memory apart.
+#include "clang/AST/Attr.h"
+
 #include "operands.h"
 
 namespace pelorus {
@@ -61,6 +64,21 @@ NODE* value_of_instruction(BODY& body, const CallExpr* call, unsigned builtin) {
     }
     if (!instruction->only_computes) strings.emplace_back("~memory");
     return direct_call(unit, result, attributed_function(unit, "__builtin_asm", type, strings), arguments);
+}
+
+// A global variable bound to a register is no object. Only the stack pointer is always there to be read.
+NODE* value_of_register(BODY& body, const Expr* object) {
+    const auto* name = dyn_cast<DeclRefExpr>(object->IgnoreParens());
+    const auto* variable = name ? dyn_cast<VarDecl>(name->getDecl()) : nullptr;
+    if (!variable || variable->getStorageClass() != SC_Register || !variable->isFileVarDecl()) return nullptr;
+    const auto* label = variable->getAttr<AsmLabelAttr>();
+    TYPE* type = icode_type(body.unit, variable->getType().getUnqualifiedType());
+    if (!label || (label->getLabel() != "sp" && label->getLabel() != "r13") || type->size != 4)
+        return nullptr;
+    TYPE* function = body.unit.types.make_function(type, true, false, 0);
+    return direct_call(
+        body.unit, type,
+        attributed_function(body.unit, "__builtin_asm", function, {"assembly", "mov %0, sp", "=r"}), {});
 }
 
 } // namespace pelorus

@@ -85,6 +85,9 @@ __attribute__((naked)) static int naked_sum(int a, struct five b, long long c) {
     asm("bx lr");
 }
 
+register char *stack asm("sp");
+static __attribute__((noinline)) int near_stack(char *local) { return local - stack >= 0 && local - stack < 4096; }
+
 // Builtin functions that are instructions. Those without a value are no less needed.
 static int by_instructions(int n) {
     __builtin_arm_dmb(11), __builtin_arm_dsb(15);
@@ -105,5 +108,6 @@ int main(void) {
     places();
     printf("%d\n", by_instructions(1000));
     printf("%d\n", naked_sum(5, (struct five){{1, 2, 3, 4, 5}}, 3));
+    printf("%d\n", near_stack((char *)numbers));
     return 0;
 }
