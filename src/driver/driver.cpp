@@ -43,16 +43,17 @@ void start_types() {
     type_error_place = nullptr;
 }
 
-// Everything as it was when the process began, whatever an earlier run left: each folder clears what it owns.
+// Everything as it was when the process began, whatever an earlier run left: each folder clears what it owns,
+// for which it may still look at what lies in the zones.
 void start_run() {
     start_files();
-    empty_zones();
     clear_function();
     clear_flow_graph();
     forget_comparisons();
     simplification = {};
     clear_file_symbols();
     clear_funinfo();
+    empty_zones();
     start_types();
     node_factory = {};
     start_storage_checks();

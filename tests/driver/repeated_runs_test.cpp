@@ -8,6 +8,8 @@
 #include "driver/driver.h"
 #include "driver/files.h"
 #include "icode/text_form.h"
+#include "ir/symbol.h"
+#include "memory/zone.h"
 #include "program_fixture.h"
 
 namespace pelorus {
@@ -171,6 +173,14 @@ TEST_F(RepeatedRuns, DoWhatFreshProcessesDoInAnyOrder) {
         EXPECT_EQ(outcome.texts, expected[i].texts) << "backwards: " << jobs[i].what;
         EXPECT_EQ(outcome.status, expected[i].status) << jobs[i].what;
     }
+}
+
+// What a run leaves that an error ended within a pass lies in storage that the next run gives back.
+TEST_F(RepeatedRuns, BeginAnewAfterOneThatEndedWithinAPass) {
+    const JOB job{"good", file_of_functions({{"_f", 1}}).bytes(), {"-o3"}};
+    const OUTCOME expected = in_this_process(job);
+    expose_symbol(zone_new<SYMBOL>(false));
+    EXPECT_EQ(in_this_process(job), expected);
 }
 
 // A process that may only have few files open does not run out of them.
