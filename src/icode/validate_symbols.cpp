@@ -2,6 +2,8 @@
 #include <charconv>
 #include <cstring>
 #include <span>
+#include <string_view>
+#include <unordered_set>
 
 #include "icode/validate_state.h"
 #include "memory/zone.h"
@@ -294,15 +296,30 @@ void validate_pragma_record(VALIDATOR& v, const RECORD_FRAME& frame) {
     validate_pragma(v, frame, v.function.depth ? PLACE_OF_PRAGMA::FUNCTION : PLACE_OF_PRAGMA::FILE);
 }
 
+namespace {
+
+bool is_function(const GLOBAL_STATE& global) {
+    return global.symbol->declared_type && type_is_function(global.symbol->declared_type);
+}
+
+void check_bodies(VALIDATOR& v, const GLOBAL_STATE& global) {
+    const SYMBOL* symbol = global.symbol;
+    const bool defined = (symbol->flags & SF_DEFINED) != 0;
+    if (global.bodies > 1 || (defined && !global.is_alias && !global.bodies) || (global.bodies && !defined))
+        file_fault(v, RULE_S4, global.offset, "function \"%.80s\" is %sdefined and has %u bodies",
+                   symbol->name, defined ? "" : "not ", global.bodies);
+}
+
+} // namespace
+
 void validate_all_symbols(VALIDATOR& v) {
+    std::unordered_set<std::string_view> with_body;
     for (const GLOBAL_STATE& global : v.globals) {
-        const SYMBOL* symbol = global.symbol;
-        if (!symbol->declared_type || !type_is_function(symbol->declared_type)) continue;
-        const bool defined = (symbol->flags & SF_DEFINED) != 0;
-        if (global.bodies > 1 || (defined && !global.is_alias && !global.bodies) ||
-            (global.bodies && !defined))
-            file_fault(v, RULE_S4, global.offset, "function \"%.80s\" is %sdefined and has %u bodies",
-                       symbol->name, defined ? "" : "not ", global.bodies);
+        if (!is_function(global)) continue;
+        check_bodies(v, global);
+        if (global.bodies && !with_body.insert(global.symbol->name).second)
+            file_fault(v, RULE_S4, global.offset, "a second function \"%.80s\" with a body",
+                       global.symbol->name);
     }
 }
 
