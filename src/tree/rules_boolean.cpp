@@ -12,7 +12,6 @@ namespace pelorus {
 namespace {
 
 bool is_bitwise(int32_t op) { return op == OP_ANDB || op == OP_ORB || op == OP_XORB; }
-bool is_number(const NODE* node) { return is_integer(node) && !type_is_bool(node->type); }
 bool is_same(const NODE* a, const NODE* b) { return a->op == b->op && same_tree(a, b); }
 
 // --- Functions of two operands ---

@@ -10,8 +10,6 @@ namespace pelorus {
 
 namespace {
 
-bool is_number(const NODE* node) { return is_integer(node) && !type_is_bool(node->type); }
-
 bool is_pair(const NODE* a, const NODE* b, const NODE* x, const NODE* y) {
     return same_tree(a, x) && same_tree(b, y);
 }

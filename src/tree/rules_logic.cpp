@@ -9,7 +9,6 @@ namespace pelorus {
 
 namespace {
 
-NODE* answer(const NODE* node, bool value) { return make_icon(node->type, value ? 1 : 0); }
 bool is_nonzero(const NODE* icon) { return !int96_is_zero(icon->value()); }
 
 } // namespace

@@ -11,13 +11,6 @@ namespace pelorus {
 
 namespace {
 
-NODE* answer(const NODE* node, bool value) { return make_icon(node->type, value ? 1 : 0); }
-bool is_number(const NODE* node) { return is_integer(node) && !type_is_bool(node->type); }
-
-INT96 low_ones(uint32_t count) {
-    return int96_subtract(int96_shift_left(int96_signed(1), count), int96_signed(1));
-}
-
 INT96 sign_bit(const NODE* node) { return int96_shift_left(int96_signed(1), bits_of(node) - 1); }
 
 // How the relation reads both operands; false when it is not plain.

@@ -14,10 +14,6 @@ bool same_sign(const NODE* a, const NODE* b) { return is_unsigned(a) == is_unsig
 
 NODE* amount_icon(uint32_t places) { return make_icon(type_package()->int_type(), places); }
 
-INT96 low_ones(uint32_t count) {
-    return int96_subtract(int96_shift_left(int96_signed(1), count), int96_signed(1));
-}
-
 } // namespace
 
 // --- MULT and SLL ---

@@ -12,8 +12,6 @@ namespace pelorus {
 
 namespace {
 
-bool is_number(const NODE* node) { return is_integer(node) && !type_is_bool(node->type); }
-
 // The values first, first + 1, ... of an n-bit number without sign, modulo 2^n. The count is 0 to 2^n.
 struct ARC {
     INT96 first;

@@ -9,9 +9,6 @@ namespace pelorus {
 
 namespace {
 
-bool is_zero(const NODE* node) { return is_icon_of(node, 0); }
-NODE* answer(const NODE* node, bool value) { return make_icon(node->type, value ? 1 : 0); }
-
 // The operands are integers or pointers of the same kind, and it is plain how they are compared.
 bool compares_plainly(const NODE* node) {
     if (!is_word(node->left) || !is_word(node->right) || bits_of(node->left) != bits_of(node->right))

@@ -65,7 +65,6 @@ NODE* make_product(TYPE* type, NODE* base, INT96 factor) {
 
 namespace {
 
-bool is_zero(const NODE* node) { return is_icon_of(node, 0); }
 bool is_float_zero(const NODE* node, bool negative) {
     return is_fcon(node) &&
            target_float_same(*node->floating(), {negative ? -0.0 : 0.0, node->floating()->bytes, 0});

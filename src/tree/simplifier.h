@@ -42,9 +42,12 @@ inline bool is_op(const NODE* node, int32_t op) { return node->op == op; }
 inline bool is_icon(const NODE* node) { return node->op == OP_ICON; }
 inline bool is_fcon(const NODE* node) { return node->op == OP_FCON; }
 bool is_icon_of(const NODE* node, int64_t value);
+inline bool is_zero(const NODE* node) { return is_icon_of(node, 0); }
 bool is_all_ones(const NODE* node); // an ICON with every bit of its type set
 bool is_word(const NODE* node);     // an integer or a pointer
 bool is_integer(const NODE* node);
+// An integer that is no bool: it takes every value of its bits.
+inline bool is_number(const NODE* node) { return is_integer(node) && !type_is_bool(node->type); }
 bool is_floating(const NODE* node);
 bool is_truth(const NODE* node);    // a value that is 0 or 1 by its operator
 bool is_variable(const NODE* node); // a NAME that may be read twice: not volatile
@@ -61,6 +64,10 @@ struct RANGE {
     INT96 high;
 };
 RANGE range_of(const NODE* node);
+// That many bits from the lowest on.
+inline INT96 low_ones(uint32_t count) {
+    return int96_subtract(int96_shift_left(int96_signed(1), count), int96_signed(1));
+}
 // The bits that may be set, as an unsigned number of the type's width.
 INT96 possible_bits(const NODE* node);
 // The number, as bits of the node's type without sign.
@@ -71,6 +78,8 @@ INT96 as_bits(const NODE* node, INT96 value);
 // The value brought into the range of the type.
 NODE* make_icon(TYPE* type, INT96 value);
 NODE* make_icon(TYPE* type, int64_t value);
+// A relation's answer.
+inline NODE* answer(const NODE* relation, bool holds) { return make_icon(relation->type, holds ? 1 : 0); }
 NODE* make_fcon(TYPE* type, const TARGET_FLOAT& value);
 NODE* make_unary(int32_t op, TYPE* type, NODE* left);
 NODE* make_binary(int32_t op, TYPE* type, NODE* left, NODE* right);
