@@ -179,4 +179,36 @@ int32_t plain_operator(int32_t op) {
     }
 }
 
+bool opcode_starts_with_left_value(int32_t op) {
+    switch (op) {
+    case OP_PLUS:
+    case OP_MINUS:
+    case OP_MULT:
+    case OP_DIV:
+    case OP_MOD:
+    case OP_SLL:
+    case OP_SRL:
+    case OP_ANDB:
+    case OP_ORB:
+    case OP_XORB:
+    case OP_UMINUS:
+    case OP_NOTB:
+    case OP_ABS:
+    case OP_SQRT:
+    case OP_SQR:
+    case OP_RECIP:
+    case OP_EXCLAIM:
+    case OP_SCONV:
+    case OP_PCONV:
+    case OP_ISP2CHAR:
+    case OP_NONALIGN:
+    case OP_IDENTITY:
+    case OP_COMMAOP:
+    case OP_PCOMMA:
+    case OP_UMULT:
+    case OP_STREF: return true;
+    default: return opcode_is_relation(op);
+    }
+}
+
 } // namespace pelorus

@@ -102,6 +102,10 @@ int32_t plain_operator(int32_t op);
 // EQ to UGT: the operators that compare.
 constexpr bool opcode_is_relation(int32_t number) { return number >= OP_EQ && number <= OP_UGT; }
 
+// The left operand's value is all that the operator needs before it evaluates the rest, so that whoever
+// translates trees can go down a chain of such operators in a loop.
+bool opcode_starts_with_left_value(int32_t op);
+
 // True for opcodes that are leaves of a tree record whatever their arity.
 constexpr bool opcode_is_leaf_record(int32_t number) {
     switch (number) {

@@ -12,51 +12,6 @@ namespace pelorus {
 
 namespace {
 
-// Operators whose left operand's value is all that they need before they evaluate the rest.
-bool starts_with_left_value(int32_t op) {
-    switch (op) {
-    case OP_PLUS:
-    case OP_MINUS:
-    case OP_MULT:
-    case OP_DIV:
-    case OP_MOD:
-    case OP_SLL:
-    case OP_SRL:
-    case OP_ANDB:
-    case OP_ORB:
-    case OP_XORB:
-    case OP_EQ:
-    case OP_NEQ:
-    case OP_LE:
-    case OP_LT:
-    case OP_GE:
-    case OP_GT:
-    case OP_ULE:
-    case OP_ULT:
-    case OP_UGE:
-    case OP_UGT:
-    case OP_UMINUS:
-    case OP_NOTB:
-    case OP_ABS:
-    case OP_SQRT:
-    case OP_SQR:
-    case OP_RECIP:
-    case OP_EXCLAIM:
-    case OP_SCONV:
-    case OP_PCONV:
-    case OP_ISP2CHAR:
-    case OP_NONALIGN:
-    case OP_IDENTITY:
-    case OP_COMMAOP:
-    case OP_PCOMMA:
-    case OP_UMULT:
-    case OP_STREF: return true;
-    default: return false;
-    }
-}
-
-bool is_relation(int32_t op) { return op >= OP_EQ && op <= OP_UGT; }
-
 VALUE relation(EMITTER& emitter, const NODE* tree, const VALUE& left) {
     VALUE right = emit_value(emitter, tree->right);
     return compare(emitter, tree->op, left, tree->left->type, right, tree->right->type);
@@ -81,7 +36,7 @@ PLACE place_of_reference(EMITTER& emitter, const NODE* tree, const VALUE& pointe
 
 // The value of `tree`, whose left operand has the value `left`.
 VALUE finish(EMITTER& emitter, const NODE* tree, const VALUE& left) {
-    if (is_relation(tree->op))
+    if (opcode_is_relation(tree->op))
         return from_truth(emitter, relation(emitter, tree, left), ltype_of(tree->type));
     switch (tree->op) {
     case OP_COMMAOP:
@@ -208,9 +163,9 @@ VALUE emit_start(EMITTER& emitter, const NODE* tree) {
 } // namespace
 
 VALUE emit_value(EMITTER& emitter, const NODE* tree) {
-    if (!starts_with_left_value(tree->op)) return emit_start(emitter, tree);
+    if (!opcode_starts_with_left_value(tree->op)) return emit_start(emitter, tree);
     TREE_LIST above;
-    for (; starts_with_left_value(tree->op); tree = tree->left) above.push_back(tree);
+    for (; opcode_starts_with_left_value(tree->op); tree = tree->left) above.push_back(tree);
     VALUE value = emit_start(emitter, tree);
     for (; !above.empty(); above.pop_back()) value = finish(emitter, above.back(), value);
     return value;
@@ -228,7 +183,7 @@ VALUE emit_value_as(EMITTER& emitter, const NODE* tree, const TYPE* type) {
 }
 
 VALUE emit_truth(EMITTER& emitter, const NODE* tree) {
-    if (is_relation(tree->op)) return relation(emitter, tree, emit_value(emitter, tree->left));
+    if (opcode_is_relation(tree->op)) return relation(emitter, tree, emit_value(emitter, tree->left));
     if (tree->op == OP_EXCLAIM) return negated_truth(emitter, emit_value(emitter, tree->left));
     return truth_of(emitter, emit_value(emitter, tree));
 }

@@ -12,39 +12,6 @@ namespace pelorus {
 
 namespace {
 
-// Operators whose left operand's value is all that they need before they evaluate the rest.
-bool starts_with_left_value(int32_t op) {
-    switch (op) {
-    case OP_PLUS:
-    case OP_MINUS:
-    case OP_MULT:
-    case OP_DIV:
-    case OP_MOD:
-    case OP_SLL:
-    case OP_SRL:
-    case OP_ANDB:
-    case OP_ORB:
-    case OP_XORB:
-    case OP_UMINUS:
-    case OP_NOTB:
-    case OP_ABS:
-    case OP_SQRT:
-    case OP_SQR:
-    case OP_RECIP:
-    case OP_EXCLAIM:
-    case OP_SCONV:
-    case OP_PCONV:
-    case OP_ISP2CHAR:
-    case OP_NONALIGN:
-    case OP_IDENTITY:
-    case OP_COMMAOP:
-    case OP_PCOMMA:
-    case OP_UMULT:
-    case OP_STREF: return true;
-    default: return opcode_is_relation(op);
-    }
-}
-
 bool is_variable_slot(const COMPILER& compiler, uint32_t slot) { return slot < compiler.first_value; }
 
 uint32_t result_slot(COMPILER& compiler, uint32_t wanted) {
@@ -396,7 +363,7 @@ uint32_t emit_constant(COMPILER& compiler, uint64_t bits, uint32_t wanted) {
 uint32_t emit_value(COMPILER& compiler, const NODE* tree, uint32_t wanted) {
     while (passes_its_operand(tree)) tree = tree->left;
     TREE_LIST above;
-    for (; starts_with_left_value(tree->op); tree = tree->left) above.push_back(tree);
+    for (; opcode_starts_with_left_value(tree->op); tree = tree->left) above.push_back(tree);
     const uint32_t mark = compiler.next_slot;
     uint32_t value = emit_start(compiler, tree, above.empty() ? wanted : NO_NUMBER);
     for (; !above.empty(); above.pop_back()) {
