@@ -62,8 +62,11 @@ WORKPLACE::~WORKPLACE() {
 
 void WORKPLACE::put_input(std::string_view bytes) const {
     FILE* file = fopen(input_.c_str(), "wb");
-    fwrite(bytes.data(), 1, bytes.size(), file);
-    fclose(file);
+    bool complete = file && fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    if (file) complete = fclose(file) == 0 && complete;
+    if (complete) return;
+    fprintf(report_, "%s cannot be written\n", input_.c_str());
+    exit(2);
 }
 
 ENDED WORKPLACE::run(const std::function<int()>& program) const {
