@@ -20,13 +20,13 @@ constexpr uint8_t TREES = EDIT_TREES;
 constexpr uint8_t SYMBOLS = EDIT_SYMBOLS;
 #define FACTS_OF(id) facts_of(FACT_##id)
 
-constexpr std::array<FACT_ROW, FACT_COUNT> ROWS{{
+constexpr std::array<FACT_ROW, FACT_COUNT> FACT_ROWS{{
 #define FACT(id, name, depends, lost, where, what) {name, depends, lost, where, what},
 #include "cfg/facts.def"
 #undef FACT
 }};
 
-constexpr const FACT_ROW& row_of(int fact) { return ROWS[static_cast<size_t>(fact)]; }
+constexpr const FACT_ROW& row_of(int fact) { return FACT_ROWS[static_cast<size_t>(fact)]; }
 
 constexpr bool rows_stand_behind_what_they_need() {
     for (int fact = 0; fact < FACT_COUNT; ++fact)

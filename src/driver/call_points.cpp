@@ -10,7 +10,7 @@ namespace pelorus {
 namespace {
 
 // clang-format off
-constexpr CALL_POINT_ROW ROWS[] = {
+constexpr CALL_POINT_ROW CALL_POINT_ROWS[] = {
     {CALL_POINT::BUILTIN_DESCRIPTORS, "built-in function descriptors", "at the start, before the file is read"},
     {CALL_POINT::INSTRUMENTATION, "instrumentation of `main`", "when a function's body has been read and `--instrument` was given"},
     {CALL_POINT::PARTIAL_EVALUATION_START, "start of the partial evaluation", "at the start of Pass 1.5"},
@@ -21,16 +21,18 @@ constexpr CALL_POINT_ROW ROWS[] = {
 // clang-format on
 
 constexpr bool rows_are_in_order() {
-    for (size_t i = 0; i < std::size(ROWS); ++i)
-        if (static_cast<size_t>(ROWS[i].point) != i) return false;
+    for (size_t i = 0; i < std::size(CALL_POINT_ROWS); ++i)
+        if (static_cast<size_t>(CALL_POINT_ROWS[i].point) != i) return false;
     return true;
 }
 static_assert(rows_are_in_order());
 
 } // namespace
 
-std::span<const CALL_POINT_ROW> call_points() { return ROWS; }
+std::span<const CALL_POINT_ROW> call_points() { return CALL_POINT_ROWS; }
 
-void call_point(CALL_POINT point) { trace("[Not built: %s]\n", ROWS[static_cast<size_t>(point)].name); }
+void call_point(CALL_POINT point) {
+    trace("[Not built: %s]\n", CALL_POINT_ROWS[static_cast<size_t>(point)].name);
+}
 
 } // namespace pelorus

@@ -18,9 +18,6 @@ namespace pelorus {
 
 namespace {
 
-constexpr FACTS DFN = facts_of(FACT_dfn);
-constexpr FACTS CANDIDATES_FACT = facts_of(FACT_candidates);
-
 bool build_whole_graph() {
     build_cfg();
     return true;
@@ -29,13 +26,13 @@ bool build_whole_graph() {
 // clang-format off
 constexpr PASS PASSES[] = {
     {.name = "statement preparation",       .key = "prepare_statements", .run = prepare_statements, .why = "as in the pipeline"},
-    {.name = "build_cfg",                   .key = "build_cfg", .need = NEED::NEEDED, .run = build_whole_graph, .keeps = DFN, .why = "basic blocks and the control-flow graph"},
+    {.name = "build_cfg",                   .key = "build_cfg", .need = NEED::NEEDED, .run = build_whole_graph, .keeps = DFN_FACT, .why = "basic blocks and the control-flow graph"},
     {.name = "beta_convert",                .key = "beta_convert",       .why = "specializes calls with known parameter values"},
-    {.name = "simpcfg (0)",                 .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph"},
+    {.name = "simpcfg (0)",                 .key = "simpcfg", .run = simplify_graph_early, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph"},
     {.name = "rename_symbols",              .key = "rename_symbols",     .why = "gives each independent use of a variable a variable of its own"},
     {.name = "fast_CP (4, 1)",              .key = "fast_CP",            .why = "copies and constants"},
     {.name = "symbol marking",              .key = "mark_symbols",       .why = "which symbols are used and how"},
-    {.name = "statement rewrite",           .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN | CANDIDATES_FACT, .keeps = DFN, .why = "rewrites every statement of every block"},
+    {.name = "statement rewrite",           .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "rewrites every statement of every block"},
     {.name = "build_loop_hierarchy",        .key = "build_loop_hierarchy", .why = "dominators and loops"},
     {.name = "Value Propagation",           .key = "value_propagation",  .why = "the ranges of values"},
     {.name = "specialize_current_function", .key = "specialize_current_function", .why = "versions of the function for known parameter values"},

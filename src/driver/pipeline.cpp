@@ -52,16 +52,13 @@ bool end_own_options() {
     return false;
 }
 
-constexpr FACTS DFN = facts_of(FACT_dfn);
-constexpr FACTS CANDIDATES_FACT = facts_of(FACT_candidates);
-
 // clang-format off
 constexpr PASS BUILDING[] = {
     {.name = "blocks", .key = "build_cfg", .need = NEED::NEEDED, .run = make_blocks_and_edges,
      .why = "makes blocks of the statements and edges of their branches"},
     {.name = "tail recursion", .key = "tail_recursion", .run = remove_tail_recursion,
      .why = "makes loops of calls of the function by itself; here, since a loop must be there when blocks are numbered"},
-    {.name = "numbers", .key = "build_cfg", .need = NEED::NEEDED, .run = number_new_graph, .keeps = DFN,
+    {.name = "numbers", .key = "build_cfg", .need = NEED::NEEDED, .run = number_new_graph, .keeps = DFN_FACT,
      .why = "numbers the blocks depth-first and drops those that nothing reaches"},
 };
 
@@ -105,7 +102,7 @@ constexpr PASS OUTPUT[] = {
     {.name = "begin record",  .key = "output",        .need = NEED::NEEDED, .run = write_begin, .keeps = ALL_FACTS, .why = "writes the function's begin record"},
     {.name = "empty slot 1",  .key = "empty_slot",    .run = empty_slot, .keeps = ALL_FACTS, .why = "kept for a pass to come; returns at once"},
     {.name = "empty slot 2",  .key = "empty_slot",    .run = empty_slot, .keeps = ALL_FACTS, .why = "kept for a pass to come; returns at once"},
-    {.name = "simpcfg (1)",   .key = "simpcfg",       .run = simplify_graph_late, .needs = DFN, .keeps = DFN, .why = "simplifies the graph a last time, merging equal ends of blocks, which hides them from other passes"},
+    {.name = "simpcfg (1)",   .key = "simpcfg",       .run = simplify_graph_late, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph a last time, merging equal ends of blocks, which hides them from other passes"},
     {.name = "rotate_loops",  .key = "rotate_loops",  .why = "moves the top of each loop behind its end, so that the test comes last; the layout is final then"},
     {.name = "unsimp_blocks", .key = "unsimp_blocks", .why = "undoes simplifications that only served the passes"},
     {.name = "write blocks",  .key = "output",        .need = NEED::NEEDED, .run = write_blocks, .why = "writes symbols and blocks"},
@@ -114,24 +111,24 @@ constexpr PASS OUTPUT[] = {
 constexpr PASS STEPS[] = {
     {.name = "reset",                    .key = "reset", .need = NEED::NEEDED, .run = reset_function_state, .why = "clears the per-function state"},
     {.name = "statement preparation",    .key = "prepare_statements", .run = prepare_statements, .why = "normalizes the trees, drops empty statements, marks calls that never return, narrows variables; before blocks hide which statement follows"},
-    {.name = "build_cfg",                .key = "build_cfg", .need = NEED::NEEDED, .keeps = DFN, .why = "makes basic blocks of the statements, numbers them depth-first, drops unreachable ones", .members = BUILDING},
+    {.name = "build_cfg",                .key = "build_cfg", .need = NEED::NEEDED, .keeps = DFN_FACT, .why = "makes basic blocks of the statements, numbers them depth-first, drops unreachable ones", .members = BUILDING},
     {.name = "beta_convert",             .key = "beta_convert", .why = "specializes calls with known parameter values"},
-    {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph, so that the passes see long blocks"},
-    {.name = "statement rewrite",        .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN | CANDIDATES_FACT, .keeps = DFN, .why = "rewrites each statement together with the one before it, now that blocks are long"},
+    {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph, so that the passes see long blocks"},
+    {.name = "statement rewrite",        .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "rewrites each statement together with the one before it, now that blocks are long"},
     {.name = "rename_symbols",           .key = "rename_symbols", .why = "gives each independent use of a variable a variable of its own"},
-    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies, .needs = DFN, .keeps = DFN, .why = "propagates copies and constants, removes dead assignments"},
+    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "propagates copies and constants, removes dead assignments"},
     {.name = "explode_auto_struct_vars", .key = "explode_auto_struct_vars", .why = "makes variables of the members of local structures"},
     {.name = "build_stack_sharing_type", .key = "build_stack_sharing_type", .why = "lets the variables that are left in memory share their places on the stack"},
     {.name = "SSA constants",            .key = "SSA_constants", .gate = GATE::LEVEL_2, .why = "static single assignment form, constants and dead assignments in it, and back", .members = SSA_CONSTANTS},
     {.name = "SSA promotion",            .key = "SSA_promotion", .gate = GATE::LEVEL_2, .why = "promotes variables to registers in static single assignment form, in two rounds", .members = SSA_PROMOTION},
     {.name = "expand_bitfields",         .key = "expand_bitfields", .why = "makes shifts and masks of bit-field accesses, which the next step simplifies"},
-    {.name = "fast_CP (0, 1)",           .key = "fast_CP", .run = drop_dead_assignments, .needs = DFN, .keeps = DFN, .why = "combines assignments and removes dead ones"},
+    {.name = "fast_CP (0, 1)",           .key = "fast_CP", .run = drop_dead_assignments, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "combines assignments and removes dead ones"},
     {.name = "do_dd_optimizations",      .key = "do_dd_optimizations", .why = "transforms loops by their dependences; decides by itself"},
-    {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN, .keeps = DFN, .why = "simplifies the graph that the loop passes left"},
-    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies_and_delay, .needs = DFN, .keeps = DFN, .why = "propagates copies and constants, removes dead assignments; from level 2 on delays those that only some ways need"},
+    {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph that the loop passes left"},
+    {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies_and_delay, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "propagates copies and constants, removes dead assignments; from level 2 on delays those that only some ways need"},
     {.name = "global group",             .key = "global_group", .gate = GATE::LEVEL_2, .why = "redundancies over the whole function, and what follows from their removal", .members = GLOBAL_GROUP},
     {.name = "local group",              .key = "local_group", .gate = GATE::LEVEL_1, .why = "redundancies within extended blocks, parts of objects included", .members = LOCAL_GROUP},
-    {.name = "combine_asgs_to_memory",   .key = "combine_asgs_to_memory", .run = combine_stores_late, .needs = DFN, .keeps = DFN, .why = "makes one wide assignment of several narrow ones, when no pass looks at the narrow ones any more"},
+    {.name = "combine_asgs_to_memory",   .key = "combine_asgs_to_memory", .run = combine_stores_late, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "makes one wide assignment of several narrow ones, when no pass looks at the narrow ones any more"},
     {.name = "conditional statements",   .key = "conditional_statements", .gate = GATE::NEVER, .why = "for targets with conditional statements; never runs on this one"},
     {.name = "allocate_regs",            .key = "allocate_regs", .why = "assigns registers to variables, when no further ones come"},
     {.name = "output",                   .key = "output", .gate = GATE::NOT_SUPPRESSED, .need = NEED::NEEDED, .why = "writes the begin record, runs the final group, writes symbols and blocks", .members = OUTPUT},

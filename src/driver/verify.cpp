@@ -51,18 +51,12 @@ bool is_asked_for() { return debug_switch("verify") != 0; }
 
 // --- Collecting ---
 
-std::string cut_text(const NODE* tree) {
-    std::string text = tree_text(tree);
-    if (text.size() > LONGEST_STATEMENT) text = text.substr(0, LONGEST_STATEMENT) + " ...";
-    return text;
-}
-
 void collect(void* context, const FAULT& fault) {
     FOUND_FAULT found;
     found.what = std::string("rule ") + rule_id(fault.rule) + ": " + fault.message;
-    if (fault.node) found.place = cut_text(fault.node);
+    if (fault.node) found.place = short_tree_text(fault.node, LONGEST_STATEMENT);
     if (fault.bb) found.text = "BB" + std::to_string(fault.bb) + ": ";
-    if (fault.stmt) found.text += cut_text(fault.stmt);
+    if (fault.stmt) found.text += short_tree_text(fault.stmt, LONGEST_STATEMENT);
     static_cast<std::vector<FOUND_FAULT>*>(context)->push_back(found);
 }
 

@@ -10,8 +10,6 @@ namespace pelorus {
 
 namespace {
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
 int hex_digit(char c) {
     if (is_digit(c)) return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;

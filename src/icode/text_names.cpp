@@ -79,7 +79,6 @@ bool names_field(const VALUE_NAME& row, std::string_view record, std::string_vie
 }
 
 bool is_letter(char c) { return isalpha(static_cast<unsigned char>(c)) != 0; }
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 std::string lower_case(std::string_view text) {
     std::string lower(text);

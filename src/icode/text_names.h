@@ -7,6 +7,8 @@
 
 namespace pelorus {
 
+constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
 // The word that begins the line of a record kind that has a layout.
 std::string record_keyword(uint8_t kind);
 // The kind of a keyword, -1 for none.

@@ -13,8 +13,6 @@ namespace pelorus {
 
 namespace {
 
-constexpr size_t LONGEST_STATEMENT = 160; // characters of a statement's text in a message
-
 struct TREE_FAULT {
     ICODE_READER& reader;
     uint64_t start;
@@ -22,8 +20,7 @@ struct TREE_FAULT {
 
 [[noreturn]] void refuse(ICODE_READER& reader, uint64_t start, RULE rule, const char* message,
                          const NODE* tree) {
-    std::string text = tree_text(tree);
-    if (text.size() > LONGEST_STATEMENT) text = text.substr(0, LONGEST_STATEMENT) + " ...";
+    const std::string text = short_tree_text(tree, FAULT_TEXT_LENGTH);
     icode_fault(reader, start, "%s%.80s%srule %s: %s: %s", reader.function ? "function " : "",
                 reader.function ? reader.function->name : "", reader.function ? ": " : "", rule_id(rule),
                 message, text.c_str());

@@ -132,18 +132,13 @@ void check_tree_end(ICODE_READER& reader, const OPEN_NODE& open) {
                     static_cast<unsigned long>(open.end), static_cast<unsigned long>(reader.in.offset()));
 }
 
-// By the opcode that the node has now: an LCON has become an ICON, and both are leaves.
-uint8_t record_arity(const NODE* node) {
-    if (opcode_is_leaf_record(node->op)) return 0;
-    return static_cast<uint8_t>(if_node_info[static_cast<size_t>(node->op)].arity);
-}
-
 void push_node(ICODE_READER& reader, uint64_t start, uint64_t end, uint32_t right_depth) {
     if (reader.open_nodes.size() >= icode_limits.tree_depth || right_depth >= icode_limits.right_depth)
         icode_fault(reader, start, "trees are nested deeper than %u, or more than %u right subtrees deep",
                     icode_limits.tree_depth, icode_limits.right_depth);
     NODE* node = read_node_fields(reader);
-    reader.open_nodes.push_back({node, start, end, record_arity(node), 0, right_depth});
+    // By the opcode that the node has now: an LCON has become an ICON, and both are leaves.
+    reader.open_nodes.push_back({node, start, end, opcode_record_arity(node->op), 0, right_depth});
 }
 
 } // namespace

@@ -9,17 +9,9 @@ namespace pelorus {
 
 namespace {
 
-constexpr size_t LONGEST_STATEMENT = 160; // characters of a statement's text in a message
-
-std::string statement_text(const NODE* stmt) {
-    std::string text = tree_text(stmt);
-    if (text.size() > LONGEST_STATEMENT) text = text.substr(0, LONGEST_STATEMENT) + " ...";
-    return text;
-}
-
 void hand_on(VALIDATOR& v, RULE rule, uint64_t offset, const char* message, const NODE* stmt) {
     if (v.faults++ >= v.most) return;
-    const std::string text = stmt ? statement_text(stmt) : "";
+    const std::string text = stmt ? short_tree_text(stmt, FAULT_TEXT_LENGTH) : "";
     const char* function = v.function.symbol ? v.function.symbol->name : nullptr;
     v.sink.take(v.sink.context, {rule, offset, function, message, stmt ? text.c_str() : nullptr});
 }

@@ -17,7 +17,7 @@ namespace pelorus {
 namespace {
 
 // A part of the file: from `start` to the byte behind its end marker.
-struct EXTENT {
+struct BYTE_RANGE {
     size_t start;
     size_t end;
 };
@@ -25,7 +25,7 @@ struct EXTENT {
 struct FILE_WALK {
     VALIDATOR& v;
     size_t header_end = 0;
-    std::vector<EXTENT> extents;
+    std::vector<BYTE_RANGE> extents;
     bool complete = true; // every part could be followed to its end
 };
 
@@ -202,9 +202,9 @@ void check_extents(FILE_WALK& walk) {
     VALIDATOR& v = walk.v;
     walk.extents.push_back({v.bytes.size(), v.bytes.size()});
     std::sort(walk.extents.begin(), walk.extents.end(),
-              [](const EXTENT& a, const EXTENT& b) { return a.start < b.start; });
+              [](const BYTE_RANGE& a, const BYTE_RANGE& b) { return a.start < b.start; });
     size_t end = walk.header_end;
-    for (const EXTENT& extent : walk.extents) {
+    for (const BYTE_RANGE& extent : walk.extents) {
         while (end < extent.start && static_cast<uint8_t>(v.bytes[end]) == RK_END) ++end;
         if (end != extent.start)
             file_fault(v, RULE_F7, end, "%zu bytes belong to no section or to two",

@@ -170,13 +170,6 @@ NODE* take_node(TREE_BUILDER& builder, const RECORD_FRAME& frame) {
     return v.good ? node : nullptr;
 }
 
-// By the opcode that the node has now: an LCON has become an ICON, and both are leaves.
-uint32_t record_arity(const NODE* node) {
-    if (opcode_is_leaf_record(node->op)) return 0;
-    const int arity = opcode_arity(node->op);
-    return arity > 0 ? static_cast<uint32_t>(arity) : 0;
-}
-
 bool open_node(TREE_BUILDER& builder, uint32_t right_depth) {
     VALIDATOR& v = builder.v;
     RECORD_FRAME frame;
@@ -193,7 +186,8 @@ bool open_node(TREE_BUILDER& builder, uint32_t right_depth) {
     }
     NODE* node = take_node(builder, frame);
     if (!node) return false;
-    builder.open.push_back({node, frame, record_arity(node), 0, right_depth});
+    // By the opcode that the node has now: an LCON has become an ICON, and both are leaves.
+    builder.open.push_back({node, frame, opcode_record_arity(node->op), 0, right_depth});
     return true;
 }
 

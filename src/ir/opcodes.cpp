@@ -179,6 +179,11 @@ int32_t plain_operator(int32_t op) {
     }
 }
 
+uint8_t opcode_record_arity(int32_t number) {
+    if (opcode_is_leaf_record(number)) return 0;
+    return static_cast<uint8_t>(std::max(opcode_arity(number), 0));
+}
+
 bool opcode_starts_with_left_value(int32_t op) {
     switch (op) {
     case OP_PLUS:

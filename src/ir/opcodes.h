@@ -106,6 +106,9 @@ constexpr bool opcode_is_relation(int32_t number) { return number >= OP_EQ && nu
 // translates trees can go down a chain of such operators in a loop.
 bool opcode_starts_with_left_value(int32_t op);
 
+// How many subtrees a tree record of the opcode holds.
+uint8_t opcode_record_arity(int32_t number);
+
 // True for opcodes that are leaves of a tree record whatever their arity.
 constexpr bool opcode_is_leaf_record(int32_t number) {
     switch (number) {

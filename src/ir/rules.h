@@ -22,6 +22,8 @@ enum RULE : uint8_t {
 const char* rule_id(RULE rule);   // "U3"
 const char* rule_text(RULE rule); // what should hold
 
+constexpr size_t FAULT_TEXT_LENGTH = 160; // characters of a statement's text in a message
+
 // A rule that does not hold in a tree or graph. Valid only while it is handed on.
 struct FAULT {
     RULE rule;

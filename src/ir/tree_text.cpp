@@ -531,6 +531,12 @@ std::string tree_text(const NODE* tree) {
     return std::move(printer.out);
 }
 
+std::string short_tree_text(const NODE* tree, size_t most) {
+    std::string text = tree_text(tree);
+    if (text.size() > most) text = text.substr(0, most) + " ...";
+    return text;
+}
+
 const char* tree2infix(const NODE* tree) {
     static std::string text;
     static volatile bool busy; // a signal handler may look

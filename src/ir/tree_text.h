@@ -14,6 +14,9 @@ struct SYMBOL;
 // told apart. String constants are cut when they are long.
 std::string tree_text(const NODE* tree);
 
+// The same of a statement, for a message: what is behind its first `most` characters becomes " ...".
+std::string short_tree_text(const NODE* tree, size_t most);
+
 // The same, and a variable's name, for the texts of decisions.
 inline void append_text(std::string& text, const NODE* tree) { text += tree_text(tree); }
 void append_text(std::string& text, const SYMBOL* symbol);

@@ -178,13 +178,13 @@ constexpr std::array<OPERAND_TYPES, OPCODE_COUNT> build_operand_types() {
 constexpr auto operand_type_table = build_operand_types();
 
 // A conversion to void drops a value of any type.
-bool check_conversion(const NODE* node, const TREE_PLACE& place) {
+bool check_conversion_types(const NODE* node, const TREE_PLACE& place) {
     if (node->type && type_is_void(node->type)) return true;
     return expect_arithmetic_type(node, place) && expect_scalar_type(node->left, place);
 }
 
 bool check_operand_types(const NODE* node, const TREE_PLACE& place) {
-    if (node->op == OP_SCONV) return check_conversion(node, place);
+    if (node->op == OP_SCONV) return check_conversion_types(node, place);
     const OPERAND_TYPES& types = operand_type_table[static_cast<size_t>(node->op)];
     return (!types.own || expect_category(types.own, node, place)) &&
            (!types.left || expect_category(types.left, without_versions(node->left), place)) &&

@@ -26,7 +26,7 @@ NODE* absolute_of_sign(NODE* node) {
 
 namespace {
 
-bool is_widened(const NODE* node) {
+bool is_widened_float(const NODE* node) {
     return is_op(node, OP_SCONV) && is_floating(node) && is_floating(node->left) &&
            bits_of(node->left) < bits_of(node);
 }
@@ -47,12 +47,12 @@ NODE* compare_floating(NODE* node) {
     if (is_op(left, OP_UMINUS) && is_floating(left) && is_fcon(right))
         return make_binary(opcode_fact(node->op).swapped, node->type, take_left(left),
                            negated_constant(right));
-    if (!is_widened(left)) return nullptr;
+    if (!is_widened_float(left)) return nullptr;
     if (is_fcon(right)) {
         NODE* narrow = narrowed_constant(right, left->left->type);
         return narrow ? make_binary(node->op, node->type, take_left(left), narrow) : nullptr;
     }
-    if (!is_widened(right) || bits_of(left->left) != bits_of(right->left)) return nullptr;
+    if (!is_widened_float(right) || bits_of(left->left) != bits_of(right->left)) return nullptr;
     return make_binary(node->op, node->type, take_left(left), take_left(right));
 }
 

@@ -86,7 +86,7 @@ NODE* compare_edge(NODE* node) {
 namespace {
 
 // An integer that was widened without changing its value.
-bool is_widened(const NODE* node) {
+bool is_widened_integer(const NODE* node) {
     if (!is_op(node, OP_SCONV) || !is_integer(node) || !is_integer(node->left) || type_is_bool(node->type))
         return false;
     return bits_of(node->left) < bits_of(node) && (is_unsigned(node->left) || !is_unsigned(node));
@@ -109,13 +109,13 @@ int32_t narrow_relation(const NODE* node, const NODE* operand) {
 } // namespace
 
 NODE* compare_narrow(NODE* node) {
-    if (!is_widened(node->left) || !compares_plainly(node)) return nullptr;
+    if (!is_widened_integer(node->left) || !compares_plainly(node)) return nullptr;
     NODE* operand = node->left->left;
     const int32_t op = narrow_relation(node, operand);
     if (op == OP_NOP) return nullptr;
     if (is_icon(node->right) && fits(node->right->value(), operand))
         return make_binary(op, node->type, operand, make_icon(operand->type, node->right->value()));
-    if (!is_widened(node->right)) return nullptr;
+    if (!is_widened_integer(node->right)) return nullptr;
     NODE* other = node->right->left;
     if (bits_of(operand) != bits_of(other) || is_unsigned(operand) != is_unsigned(other) ||
         type_is_bool(operand->type) != type_is_bool(other->type))

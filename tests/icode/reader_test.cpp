@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "icode/unit_client.h"
+#include "icode_exit.h"
 #include "icode_samples.h"
 #include "ir/funinfo.h"
 #include "ir/tree_text.h"
@@ -23,11 +24,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-struct ICODE_EXIT {
-    int status;
-};
-[[noreturn]] void throw_exit(int status) { throw ICODE_EXIT{status}; }
 
 // A function as its end record left it.
 struct FUNCTION_TEXT {

@@ -7,6 +7,7 @@
 #include "icode/reader.h"
 #include "icode/text_form.h"
 #include "icode/unit_client.h"
+#include "icode_exit.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"
 
@@ -16,11 +17,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
-
-struct ICODE_EXIT {
-    int status;
-};
-[[noreturn]] void throw_exit(int status) { throw ICODE_EXIT{status}; }
 
 constexpr const char* FRAME = R"(header "in.c"
 INITIALIZER

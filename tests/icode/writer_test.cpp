@@ -12,6 +12,7 @@
 #include "cfg/bb.h"
 #include "icode/function_writer.h"
 #include "icode/unit_client.h"
+#include "icode_exit.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"
 #include "support/fresh_state.h"
@@ -20,9 +21,6 @@
 
 namespace pelorus {
 namespace {
-
-struct IcodeExit {};
-[[noreturn]] void throw_exit(int) { throw IcodeExit(); }
 
 class Writer : public testing::Test {
 protected:

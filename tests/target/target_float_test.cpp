@@ -10,7 +10,7 @@
 namespace pelorus {
 namespace {
 
-double parsed(const char* text, uint32_t bytes = 8) {
+double parsed_float(const char* text, uint32_t bytes = 8) {
     TARGET_FLOAT number{};
     EXPECT_TRUE(target_float_parse(text, number, bytes)) << text;
     return number.value;
@@ -23,36 +23,38 @@ std::string text_of(double value, uint32_t bytes) {
 }
 
 TEST(TargetFloat, ReadsWhatProducersWrite) {
-    EXPECT_EQ(parsed("0.1"), 0.1);
-    EXPECT_EQ(parsed("  -2.5E+3"), -2500);
-    EXPECT_EQ(parsed("+7."), 7);
-    EXPECT_EQ(parsed("4.9406564584124654e-324"), std::numeric_limits<double>::denorm_min());
-    EXPECT_EQ(parsed("1.00000000000000011102230246251565404236316680908203125"), 1.0); // a tie goes to even
-    EXPECT_EQ(parsed("-inf"), -std::numeric_limits<double>::infinity());
-    EXPECT_TRUE(std::isnan(parsed("nan")));
-    EXPECT_TRUE(std::signbit(parsed("-0.0")));
+    EXPECT_EQ(parsed_float("0.1"), 0.1);
+    EXPECT_EQ(parsed_float("  -2.5E+3"), -2500);
+    EXPECT_EQ(parsed_float("+7."), 7);
+    EXPECT_EQ(parsed_float("4.9406564584124654e-324"), std::numeric_limits<double>::denorm_min());
+    EXPECT_EQ(parsed_float("1.00000000000000011102230246251565404236316680908203125"),
+              1.0); // a tie goes to even
+    EXPECT_EQ(parsed_float("-inf"), -std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(std::isnan(parsed_float("nan")));
+    EXPECT_TRUE(std::signbit(parsed_float("-0.0")));
 }
 
 // Just above the middle of two neighbouring floats; a double holds no more than the middle, a tie.
 TEST(TargetFloat, ReadsAFloatWithOneRounding) {
-    EXPECT_EQ(parsed("1.00000005960464477539062500000000001", 4), 1.00000011920928955078125);
-    EXPECT_EQ(parsed("-1.00000017881393432617187499999999999", 4), -1.00000011920928955078125);
-    EXPECT_EQ(parsed("1e39", 4), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(parsed("1e-50", 4), 0);
-    EXPECT_EQ(parsed("1.401298464324817e-45", 4), std::ldexp(1.0, -149));
+    EXPECT_EQ(parsed_float("1.00000005960464477539062500000000001", 4), 1.00000011920928955078125);
+    EXPECT_EQ(parsed_float("-1.00000017881393432617187499999999999", 4), -1.00000011920928955078125);
+    EXPECT_EQ(parsed_float("1e39", 4), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed_float("1e-50", 4), 0);
+    EXPECT_EQ(parsed_float("1.401298464324817e-45", 4), std::ldexp(1.0, -149));
 }
 
 TEST(TargetFloat, OutOfRangeIsInfinityOrZero) {
-    EXPECT_EQ(parsed("1e400"), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(parsed("-1e400"), -std::numeric_limits<double>::infinity());
-    EXPECT_EQ(parsed("0.5e400"), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(parsed("1e+99999999999999999999"), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(parsed((std::string(800, '7') + "e-100").c_str()), std::numeric_limits<double>::infinity());
-    EXPECT_EQ(parsed("1e-400"), 0);
-    EXPECT_EQ(parsed("1e-99999999999999999999"), 0);
-    EXPECT_EQ(parsed(("0." + std::string(800, '0') + "7e+100").c_str()), 0);
-    EXPECT_EQ(parsed(("0." + std::string(400, '0') + "1").c_str()), 0);
-    EXPECT_EQ(parsed((std::string(400, '9') + ".5").c_str()), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed_float("1e400"), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed_float("-1e400"), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed_float("0.5e400"), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed_float("1e+99999999999999999999"), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed_float((std::string(800, '7') + "e-100").c_str()),
+              std::numeric_limits<double>::infinity());
+    EXPECT_EQ(parsed_float("1e-400"), 0);
+    EXPECT_EQ(parsed_float("1e-99999999999999999999"), 0);
+    EXPECT_EQ(parsed_float(("0." + std::string(800, '0') + "7e+100").c_str()), 0);
+    EXPECT_EQ(parsed_float(("0." + std::string(400, '0') + "1").c_str()), 0);
+    EXPECT_EQ(parsed_float((std::string(400, '9') + ".5").c_str()), std::numeric_limits<double>::infinity());
 }
 
 TEST(TargetFloat, RefusesWhatIsNoNumber) {

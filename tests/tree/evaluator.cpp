@@ -7,6 +7,11 @@
 #include <cstring>
 #include <limits>
 
+#include "ir/validate_tree.h"
+#include "support/settings.h"
+#include "support/test_support.h"
+#include "tree/query.h"
+
 namespace pelorus {
 
 namespace {
@@ -200,7 +205,7 @@ struct LVALUE {
     bool is_volatile = false;
 };
 
-bool is_lvalue(const NODE* node) {
+bool names_place(const NODE* node) {
     while (node->op == OP_STDOT || node->op == OP_COMMAOP)
         node = node->op == OP_STDOT ? node->left : node->right;
     return node->op == OP_NAME || node->op == OP_UMULT || node->op == OP_STREF || node->op == OP_SCON;
@@ -531,7 +536,7 @@ EVALUATED evaluate(MACHINE& machine, const NODE* node) {
     case OP_UMULT:
     case OP_STREF: return load(machine, lvalue_of(machine, node));
     case OP_STDOT:
-        return is_lvalue(node->left) ? load(machine, lvalue_of(machine, node))
+        return names_place(node->left) ? load(machine, lvalue_of(machine, node))
                                      : member_of_value(machine, node);
     case OP_UAND:
     case OP_ACONV: return integer_value(node->type, lvalue_of(machine, node->left).address);
@@ -581,6 +586,11 @@ std::string difference(const MACHINE& a, const EVALUATED& x, const MACHINE& b, c
         return std::to_string(static_cast<int64_t>(value.number)) + "/" + std::to_string(value.real);
     };
     return "another value: " + text(x) + " became " + text(y);
+}
+
+bool is_sound(const NODE* tree) {
+    TraceCapture capture;
+    return validate_stmt(tree, 0, false) <= (tree_has_effects(tree) && !settings.all_volatile ? 0 : 1);
 }
 
 } // namespace pelorus

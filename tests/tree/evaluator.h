@@ -68,6 +68,10 @@ void store_value(MACHINE& machine, uint32_t address, const TYPE* type, const EVA
 // Evaluates a statement or an expression.
 EVALUATED evaluate(MACHINE& machine, const NODE* tree);
 
+// The tree obeys the rules as a statement. One of which nothing is left that does something is all right
+// but for that.
+bool is_sound(const NODE* tree);
+
 // "" when both runs ended in the same state with the same value, else what differs.
 std::string difference(const MACHINE& a, const EVALUATED& x, const MACHINE& b, const EVALUATED& y);
 

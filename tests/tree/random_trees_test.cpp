@@ -83,12 +83,6 @@ protected:
     TREE_WORLD world;
 };
 
-// A statement of which nothing is left that does something is all right but for that.
-bool is_sound(const NODE* tree) {
-    TraceCapture capture;
-    return validate_stmt(tree, 0, false) <= (tree_has_effects(tree) ? 0 : 1);
-}
-
 TEST_F(RandomTreesTest, SimplifiedTreesMeanTheSame) {
     int64_t counted = 0;
     int64_t applied = 0;

@@ -291,12 +291,6 @@ struct READING {
     size_t trees = 0;
 };
 
-// A value alone is all right but for being no statement.
-bool is_sound(const NODE* tree) {
-    TraceCapture capture;
-    return validate_stmt(tree, 0, false) <= (tree_has_effects(tree) && !settings.all_volatile ? 0 : 1);
-}
-
 void check_instance(const INSTANCE& item, NODE* tree, const std::vector<MACHINE>& machines, int& compared) {
     SCOPED_TRACE(item.rule + ": " + item.text);
     const NODE* before = copy_tree(tree);

@@ -68,7 +68,7 @@ constexpr int NONE = -1; // of a width or precision
 enum class LENGTH : uint8_t { PLAIN, CHARACTER, SHORT, WIDE };
 
 // A conversion, as the format has it after the percent sign.
-struct CONVERSION {
+struct PRINT_CONVERSION {
     std::string flags;
     int width = NONE;
     int precision = NONE;
@@ -114,7 +114,7 @@ int read_number(FORMAT& format, UNNAMED& values) {
     return static_cast<int>(number);
 }
 
-void read_length(FORMAT& format, CONVERSION& conversion) {
+void read_length(FORMAT& format, PRINT_CONVERSION& conversion) {
     const char first = format.here();
     if (!first || !std::strchr("hljztqL", first)) return;
     ++format.next;
@@ -132,8 +132,8 @@ void read_length(FORMAT& format, CONVERSION& conversion) {
     }
 }
 
-CONVERSION read_conversion(FORMAT& format, UNNAMED& values) {
-    CONVERSION conversion;
+PRINT_CONVERSION read_conversion(FORMAT& format, UNNAMED& values) {
+    PRINT_CONVERSION conversion;
     while (format.here() && std::strchr("-+ #0'", format.here()))
         conversion.flags.push_back(format.text[format.next++]);
     if (format.here() == '*' || is_digit(format.here())) {
@@ -155,7 +155,7 @@ CONVERSION read_conversion(FORMAT& format, UNNAMED& values) {
 }
 
 // The conversion for the host's snprintf, with its own length.
-std::string host_format(const CONVERSION& conversion, const char* length) {
+std::string host_format(const PRINT_CONVERSION& conversion, const char* length) {
     std::string text = "%" + conversion.flags;
     if (conversion.width != NONE) text += std::to_string(conversion.width);
     if (conversion.precision != NONE) text += "." + std::to_string(conversion.precision);
@@ -176,7 +176,7 @@ std::string host_text(const std::string& format, VALUE value) {
 }
 
 // Fetches an integer and cuts it to the length that the conversion says.
-int64_t integer_value(const CONVERSION& conversion, UNNAMED& values, bool is_signed) {
+int64_t integer_value(const PRINT_CONVERSION& conversion, UNNAMED& values, bool is_signed) {
     switch (conversion.length) {
     case LENGTH::WIDE: return next_wide(values);
     case LENGTH::CHARACTER: {
@@ -193,14 +193,14 @@ int64_t integer_value(const CONVERSION& conversion, UNNAMED& values, bool is_sig
     return is_signed ? word : static_cast<int64_t>(static_cast<uint32_t>(word));
 }
 
-std::string padded(const CONVERSION& conversion, std::string text) {
+std::string padded(const PRINT_CONVERSION& conversion, std::string text) {
     const size_t width = conversion.width == NONE ? 0 : static_cast<size_t>(conversion.width);
     if (text.size() >= width) return text;
     const std::string padding(width - text.size(), ' ');
     return conversion.flags.find('-') != std::string::npos ? text + padding : padding + text;
 }
 
-std::string text_value(const CONVERSION& conversion, UNNAMED& values) {
+std::string text_value(const PRINT_CONVERSION& conversion, UNNAMED& values) {
     MACHINE& machine = values.call.machine;
     const auto place = static_cast<ADDRESS>(next_word(values));
     if (conversion.is_long) unsupported(machine, "a text of wide characters");
@@ -210,7 +210,7 @@ std::string text_value(const CONVERSION& conversion, UNNAMED& values) {
                                                               : read_text_within(machine, place, limit)));
 }
 
-std::string pointer_text(CONVERSION conversion, ADDRESS address) {
+std::string pointer_text(PRINT_CONVERSION conversion, ADDRESS address) {
     if (!address) return padded(conversion, "(nil)");
     conversion.flags.push_back('#');
     conversion.letter = 'x';
@@ -218,7 +218,7 @@ std::string pointer_text(CONVERSION conversion, ADDRESS address) {
 }
 
 // %n stores how much has been made so far.
-void store_count(const CONVERSION& conversion, UNNAMED& values, size_t count) {
+void store_count(const PRINT_CONVERSION& conversion, UNNAMED& values, size_t count) {
     MACHINE& machine = values.call.machine;
     const auto place = static_cast<ADDRESS>(next_word(values));
     switch (conversion.length) {
@@ -230,7 +230,7 @@ void store_count(const CONVERSION& conversion, UNNAMED& values, size_t count) {
 }
 
 void convert(FORMAT& format, UNNAMED& values) {
-    const CONVERSION conversion = read_conversion(format, values);
+    const PRINT_CONVERSION conversion = read_conversion(format, values);
     switch (conversion.letter) {
     case '%': format.made += '%'; break;
     case 'd':

@@ -143,7 +143,7 @@ bool read_set(std::string_view format, size_t& next, CHARACTER_SET& set) {
 
 enum class RESULT : uint8_t { STORED, NOT_STORED, MISMATCH, INPUT_ENDED };
 
-struct CONVERSION {
+struct SCAN_CONVERSION {
     bool is_dropped = false; // `*`
     uint32_t width = 0;      // 0: none
     uint8_t size = 4;        // bytes of an integer's place
@@ -161,7 +161,7 @@ void store_integer(MACHINE& machine, ADDRESS place, uint8_t size, int64_t value)
 }
 
 // Values that a long cannot hold become the nearest that it can; then the place takes the low bits.
-int64_t integer_of(const CONVERSION& conversion, const std::string& text, int base) {
+int64_t integer_of(const SCAN_CONVERSION& conversion, const std::string& text, int base) {
     const bool is_signed = conversion.letter == 'd' || conversion.letter == 'i';
     if (conversion.size == 8)
         return is_signed ? std::strtoll(text.c_str(), nullptr, base)
@@ -171,7 +171,7 @@ int64_t integer_of(const CONVERSION& conversion, const std::string& text, int ba
     return std::abs(value) > int64_t{UINT32_MAX} ? int64_t{UINT32_MAX} : value;
 }
 
-RESULT scan_integer(SCANNED& input, const CONVERSION& conversion, UNNAMED& values, int base) {
+RESULT scan_integer(SCANNED& input, const SCAN_CONVERSION& conversion, UNNAMED& values, int base) {
     FIELD_READER field{input, conversion.width ? conversion.width : UINT32_MAX, {}};
     base = take_integer(field, base);
     char* end = nullptr;
@@ -183,7 +183,7 @@ RESULT scan_integer(SCANNED& input, const CONVERSION& conversion, UNNAMED& value
     return RESULT::STORED;
 }
 
-RESULT scan_real(SCANNED& input, const CONVERSION& conversion, UNNAMED& values) {
+RESULT scan_real(SCANNED& input, const SCAN_CONVERSION& conversion, UNNAMED& values) {
     FIELD_READER field{input, conversion.width ? conversion.width : UINT32_MAX, {}};
     take_real(field);
     char* end = nullptr;
@@ -200,7 +200,7 @@ RESULT scan_real(SCANNED& input, const CONVERSION& conversion, UNNAMED& values) 
 
 // A run of characters that `fits`, with a zero byte behind it when `is_text`.
 template <typename PREDICATE>
-RESULT scan_characters(SCANNED& input, const CONVERSION& conversion, UNNAMED& values, bool is_text,
+RESULT scan_characters(SCANNED& input, const SCAN_CONVERSION& conversion, UNNAMED& values, bool is_text,
                        const PREDICATE& fits) {
     const uint32_t width = conversion.width ? conversion.width : is_text ? UINT32_MAX : 1;
     FIELD_READER field{input, width, {}};
@@ -215,7 +215,7 @@ RESULT scan_characters(SCANNED& input, const CONVERSION& conversion, UNNAMED& va
     return RESULT::STORED;
 }
 
-void read_length(std::string_view format, size_t& next, CONVERSION& conversion) {
+void read_length(std::string_view format, size_t& next, SCAN_CONVERSION& conversion) {
     const char first = next < format.size() ? format[next] : '\0';
     if (!first || !std::strchr("hljztqL", first)) return;
     ++next;
@@ -226,8 +226,8 @@ void read_length(std::string_view format, size_t& next, CONVERSION& conversion) 
     conversion.is_wide_real = first == 'l' || first == 'L';
 }
 
-CONVERSION read_conversion(std::string_view format, size_t& next) {
-    CONVERSION conversion;
+SCAN_CONVERSION read_conversion(std::string_view format, size_t& next) {
+    SCAN_CONVERSION conversion;
     if (next < format.size() && format[next] == '*') {
         conversion.is_dropped = true;
         ++next;
@@ -241,7 +241,7 @@ CONVERSION read_conversion(std::string_view format, size_t& next) {
 }
 
 RESULT convert(SCANNED& input, std::string_view format, size_t& next, UNNAMED& values) {
-    const CONVERSION conversion = read_conversion(format, next);
+    const SCAN_CONVERSION conversion = read_conversion(format, next);
     MACHINE& machine = input.machine;
     const char letter = conversion.letter;
     CHARACTER_SET set;

@@ -93,7 +93,7 @@ void call_malloc_usable_size(GUEST_CALL& call) {
     give(call, block ? need_block(call.machine, "malloc_usable_size", block).size : 0);
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW ALLOCATION_ROWS[] = {
     {"_malloc", call_malloc, CALL_EFFECT::INSIDE},
     {"_calloc", call_calloc, CALL_EFFECT::INSIDE},
     {"_realloc", call_realloc, CALL_EFFECT::INSIDE},
@@ -115,6 +115,6 @@ void free_block(MACHINE& machine, const char* name, ADDRESS address) {
     end_object(memory_of(machine), address);
 }
 
-std::span<const LIBRARY_ROW> allocation_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> allocation_functions() { return ALLOCATION_ROWS; }
 
 } // namespace pelorus

@@ -34,11 +34,6 @@ ADDRESS place_of(GUEST_CALL& call) {
     return place;
 }
 
-template <typename T>
-void give_as(GUEST_CALL& call, T value) {
-    give(call, static_cast<int64_t>(value));
-}
-
 template <typename T, CHANGE HOW, WANTED WHICH>
 void call_change(GUEST_CALL& call) {
     const ADDRESS place = place_of<T>(call);
@@ -148,7 +143,7 @@ void call_is_lock_free(GUEST_CALL& call) {
         ROWS_OF_SIZES("___atomic_fetch_" NAME, call_change, CHANGE::HOW, WANTED::OLD),                       \
         ROWS_OF_SIZES("___atomic_" NAME "_fetch", call_change, CHANGE::HOW, WANTED::NEW)
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW ATOMIC_ROWS[] = {
     ROWS_OF_CHANGE("add", ADD),
     ROWS_OF_CHANGE("sub", SUBTRACT),
     ROWS_OF_CHANGE("or", OR),
@@ -175,6 +170,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> atomic_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> atomic_functions() { return ATOMIC_ROWS; }
 
 } // namespace pelorus

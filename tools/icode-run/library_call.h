@@ -50,6 +50,11 @@ uint32_t word_argument(const GUEST_CALL& call, uint32_t index); // unsigned, siz
 double real_argument(const GUEST_CALL& call, uint32_t index);
 
 void give(GUEST_CALL& call, int64_t value); // an integer or a pointer
+
+template <typename T>
+void give_as(GUEST_CALL& call, T value) {
+    give(call, static_cast<int64_t>(value));
+}
 void give_real(GUEST_CALL& call, double value);
 // A structure that the function returns.
 void give_structure(GUEST_CALL& call, const void* bytes, uint32_t size);

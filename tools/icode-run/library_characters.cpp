@@ -62,7 +62,7 @@ void call_toupper(GUEST_CALL& call) {
 void call_isascii(GUEST_CALL& call) { give(call, (int_argument(call, 0) & ~0x7F) == 0); }
 void call_toascii(GUEST_CALL& call) { give(call, int_argument(call, 0) & 0x7F); }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW CHARACTER_ROWS[] = {
     {"_isupper", call_class<_ISupper>, CALL_EFFECT::NONE},
     {"_islower", call_class<_ISlower>, CALL_EFFECT::NONE},
     {"_isalpha", call_class<_ISalpha>, CALL_EFFECT::NONE},
@@ -86,6 +86,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> character_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> character_functions() { return CHARACTER_ROWS; }
 
 } // namespace pelorus

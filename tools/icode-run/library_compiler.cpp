@@ -16,11 +16,6 @@ T integer(GUEST_CALL& call, uint32_t index) {
     return static_cast<T>(wide_argument(call, index));
 }
 
-template <typename T>
-void give_as(GUEST_CALL& call, T value) {
-    give(call, static_cast<int64_t>(value));
-}
-
 // --- Arithmetic ---
 
 // An EABI division function returns when the divisor is zero; what it returns nobody can rely on.
@@ -157,7 +152,7 @@ void call_nothing(GUEST_CALL& call) { give(call, 0); }
 // To nearest.
 void call_rounding(GUEST_CALL& call) { give(call, 1); }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW COMPILER_ROWS[] = {
     {"___divsi3", call_divide<int32_t>, CALL_EFFECT::NONE},
     {"___udivsi3", call_divide<uint32_t>, CALL_EFFECT::NONE},
     {"___modsi3", call_modulo<int32_t>, CALL_EFFECT::NONE},
@@ -205,6 +200,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> compiler_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> compiler_functions() { return COMPILER_ROWS; }
 
 } // namespace pelorus

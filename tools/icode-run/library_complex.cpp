@@ -34,7 +34,7 @@ void call_real(GUEST_CALL& call) {
 }
 
 template <typename T>
-void call_power(GUEST_CALL& call) {
+void call_complex_power(GUEST_CALL& call) {
     give_number<T>(call, std::pow(number<T>(call, 0), number<T>(call, 1)));
 }
 
@@ -65,38 +65,38 @@ T imaginary_part(const std::complex<T>& z) {
 
 // The machine's long double is its double.
 // NOLINTBEGIN(bugprone-macro-parentheses): names of templates and functions stand in none.
-#define ROWS_OF(NAME, FORM, FUNCTION)                                                                        \
+#define COMPLEX_ROWS_OF(NAME, FORM, FUNCTION)                                                                \
     {"_" NAME, FORM<double, FUNCTION<double>>, CALL_EFFECT::NONE},                                           \
         {"_" NAME "l", FORM<double, FUNCTION<double>>, CALL_EFFECT::NONE}, {                                 \
         "_" NAME "f", FORM<float, FUNCTION<float>>, CALL_EFFECT::NONE                                        \
     }
 // NOLINTEND(bugprone-macro-parentheses)
 
-const LIBRARY_ROW ROWS[] = {
-    ROWS_OF("creal", call_real, real_part),
-    ROWS_OF("cimag", call_real, imaginary_part),
-    ROWS_OF("cabs", call_real, std::abs),
-    ROWS_OF("carg", call_real, std::arg),
-    ROWS_OF("conj", call_complex, std::conj),
-    ROWS_OF("cproj", call_complex, std::proj),
-    ROWS_OF("csqrt", call_complex, std::sqrt),
-    ROWS_OF("cexp", call_complex, std::exp),
-    ROWS_OF("clog", call_complex, std::log),
-    ROWS_OF("csin", call_complex, std::sin),
-    ROWS_OF("ccos", call_complex, std::cos),
-    ROWS_OF("ctan", call_complex, std::tan),
-    ROWS_OF("casin", call_complex, std::asin),
-    ROWS_OF("cacos", call_complex, std::acos),
-    ROWS_OF("catan", call_complex, std::atan),
-    ROWS_OF("csinh", call_complex, std::sinh),
-    ROWS_OF("ccosh", call_complex, std::cosh),
-    ROWS_OF("ctanh", call_complex, std::tanh),
-    ROWS_OF("casinh", call_complex, std::asinh),
-    ROWS_OF("cacosh", call_complex, std::acosh),
-    ROWS_OF("catanh", call_complex, std::atanh),
-    {"_cpow", call_power<double>, CALL_EFFECT::NONE},
-    {"_cpowl", call_power<double>, CALL_EFFECT::NONE},
-    {"_cpowf", call_power<float>, CALL_EFFECT::NONE},
+const LIBRARY_ROW COMPLEX_ROWS[] = {
+    COMPLEX_ROWS_OF("creal", call_real, real_part),
+    COMPLEX_ROWS_OF("cimag", call_real, imaginary_part),
+    COMPLEX_ROWS_OF("cabs", call_real, std::abs),
+    COMPLEX_ROWS_OF("carg", call_real, std::arg),
+    COMPLEX_ROWS_OF("conj", call_complex, std::conj),
+    COMPLEX_ROWS_OF("cproj", call_complex, std::proj),
+    COMPLEX_ROWS_OF("csqrt", call_complex, std::sqrt),
+    COMPLEX_ROWS_OF("cexp", call_complex, std::exp),
+    COMPLEX_ROWS_OF("clog", call_complex, std::log),
+    COMPLEX_ROWS_OF("csin", call_complex, std::sin),
+    COMPLEX_ROWS_OF("ccos", call_complex, std::cos),
+    COMPLEX_ROWS_OF("ctan", call_complex, std::tan),
+    COMPLEX_ROWS_OF("casin", call_complex, std::asin),
+    COMPLEX_ROWS_OF("cacos", call_complex, std::acos),
+    COMPLEX_ROWS_OF("catan", call_complex, std::atan),
+    COMPLEX_ROWS_OF("csinh", call_complex, std::sinh),
+    COMPLEX_ROWS_OF("ccosh", call_complex, std::cosh),
+    COMPLEX_ROWS_OF("ctanh", call_complex, std::tanh),
+    COMPLEX_ROWS_OF("casinh", call_complex, std::asinh),
+    COMPLEX_ROWS_OF("cacosh", call_complex, std::acosh),
+    COMPLEX_ROWS_OF("catanh", call_complex, std::atanh),
+    {"_cpow", call_complex_power<double>, CALL_EFFECT::NONE},
+    {"_cpowl", call_complex_power<double>, CALL_EFFECT::NONE},
+    {"_cpowf", call_complex_power<float>, CALL_EFFECT::NONE},
     {"___mulsc3", call_product<float>, CALL_EFFECT::NONE},
     {"___muldc3", call_product<double>, CALL_EFFECT::NONE},
     {"___divsc3", call_quotient<float>, CALL_EFFECT::NONE},
@@ -105,6 +105,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> complex_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> complex_functions() { return COMPLEX_ROWS; }
 
 } // namespace pelorus

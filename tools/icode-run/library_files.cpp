@@ -13,14 +13,14 @@ namespace {
 
 constexpr int END = -1; // EOF of the machine
 
-std::string text_argument(GUEST_CALL& call, uint32_t index) {
+std::string text_copy_argument(GUEST_CALL& call, uint32_t index) {
     return std::string(read_text(call.machine, word_argument(call, index)));
 }
 
 // --- Opening and closing ---
 
 void call_fopen(GUEST_CALL& call) {
-    FILE* host = open_inside(call.library.folder, text_argument(call, 0), text_argument(call, 1));
+    FILE* host = open_inside(call.library.folder, text_copy_argument(call, 0), text_copy_argument(call, 1));
     if (!host) set_errno(call.library, errno);
     give(call, host ? add_stream(call.library, host) : 0);
 }
@@ -36,7 +36,7 @@ void call_fdopen(GUEST_CALL& call) {
 void call_freopen(GUEST_CALL& call) {
     STREAM& stream = stream_argument(call, 2);
     if (!word_argument(call, 0)) unsupported(call.machine, "freopen: a change of the mode alone");
-    FILE* host = open_inside(call.library.folder, text_argument(call, 0), text_argument(call, 1));
+    FILE* host = open_inside(call.library.folder, text_copy_argument(call, 0), text_copy_argument(call, 1));
     if (stream.host) fclose(stream.host);
     stream.host = host;
     stream.descriptor = -1;
@@ -77,11 +77,12 @@ void give_error(GUEST_CALL& call, int error) {
 }
 
 void call_remove(GUEST_CALL& call) {
-    give_error(call, remove_inside(call.library.folder, text_argument(call, 0)));
+    give_error(call, remove_inside(call.library.folder, text_copy_argument(call, 0)));
 }
 
 void call_rename(GUEST_CALL& call) {
-    give_error(call, rename_inside(call.library.folder, text_argument(call, 0), text_argument(call, 1)));
+    give_error(call,
+               rename_inside(call.library.folder, text_copy_argument(call, 0), text_copy_argument(call, 1)));
 }
 
 // --- Characters, lines and blocks ---
@@ -107,11 +108,11 @@ void call_putchar(GUEST_CALL& call) { write_character(call, standard_stream_of(c
 
 void call_fputs(GUEST_CALL& call) {
     STREAM& stream = stream_argument(call, 1);
-    give(call, write_bytes(stream, text_argument(call, 0)) ? 1 : END);
+    give(call, write_bytes(stream, text_copy_argument(call, 0)) ? 1 : END);
 }
 
 void call_puts(GUEST_CALL& call) {
-    const std::string line = text_argument(call, 0) + "\n";
+    const std::string line = text_copy_argument(call, 0) + "\n";
     give(call, write_bytes(standard_stream_of(call, 1), line) ? static_cast<int>(line.size()) : END);
 }
 
@@ -275,12 +276,12 @@ void call_fileno(GUEST_CALL& call) {
     give(call, stream.descriptor);
 }
 
-void call_nothing(GUEST_CALL& call) { stream_argument(call, 0); }
+void call_check_stream(GUEST_CALL& call) { stream_argument(call, 0); }
 
 void call_perror(GUEST_CALL& call) {
     const ADDRESS text = word_argument(call, 0);
     std::string message = strerror(load<int32_t>(call.machine, errno_of(call.library)));
-    if (text && load_byte(call.machine, text)) message = text_argument(call, 0) + ": " + message;
+    if (text && load_byte(call.machine, text)) message = text_copy_argument(call, 0) + ": " + message;
     write_bytes(standard_stream_of(call, 2), message + "\n");
 }
 
@@ -304,7 +305,7 @@ void call_read(GUEST_CALL& call) {
     give(call, read_block(call.machine, standard_stream_of(call, 0), word_argument(call, 1), size));
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW FILE_ROWS[] = {
     {"_fopen", call_fopen, CALL_EFFECT::SEEN},
     {"_fopen64", call_fopen, CALL_EFFECT::SEEN},
     {"_fdopen", call_fdopen, CALL_EFFECT::SEEN},
@@ -360,8 +361,8 @@ const LIBRARY_ROW ROWS[] = {
     {"_ferror_unlocked", call_ferror, CALL_EFFECT::INSIDE},
     {"_clearerr", call_clearerr, CALL_EFFECT::INSIDE},
     {"_fileno", call_fileno, CALL_EFFECT::INSIDE},
-    {"_flockfile", call_nothing, CALL_EFFECT::INSIDE},
-    {"_funlockfile", call_nothing, CALL_EFFECT::INSIDE},
+    {"_flockfile", call_check_stream, CALL_EFFECT::INSIDE},
+    {"_funlockfile", call_check_stream, CALL_EFFECT::INSIDE},
     {"_perror", call_perror, CALL_EFFECT::SEEN},
     {"_write", call_write, CALL_EFFECT::SEEN},
     {"_read", call_read, CALL_EFFECT::SEEN},
@@ -369,6 +370,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> file_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> file_functions() { return FILE_ROWS; }
 
 } // namespace pelorus

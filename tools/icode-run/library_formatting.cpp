@@ -118,7 +118,7 @@ void call_sscanf(GUEST_CALL& call) {
 
 constexpr FORM DIRECT = FORM::DIRECT, LIST = FORM::LIST;
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW FORMATTING_ROWS[] = {
     {"_printf", call_printf<DIRECT>, CALL_EFFECT::SEEN},
     {"_vprintf", call_printf<LIST>, CALL_EFFECT::SEEN},
     {"___printf_chk", call_printf<DIRECT, 1>, CALL_EFFECT::SEEN},
@@ -157,6 +157,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> formatting_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> formatting_functions() { return FORMATTING_ROWS; }
 
 } // namespace pelorus

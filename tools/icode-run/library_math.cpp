@@ -196,7 +196,7 @@ void call_isinf(GUEST_CALL& call) {
     }
 // NOLINTEND(bugprone-macro-parentheses)
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW MATH_ROWS[] = {
     ROWS_OF_NAME(sin, call_r),
     ROWS_OF_NAME(cos, call_r),
     ROWS_OF_NAME(tan, call_r),
@@ -283,6 +283,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> math_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> math_functions() { return MATH_ROWS; }
 
 } // namespace pelorus

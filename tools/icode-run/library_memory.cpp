@@ -152,7 +152,7 @@ void call_swab(GUEST_CALL& call) {
     }
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW MEMORY_ROWS[] = {
     {"_memcpy", call_memcpy, CALL_EFFECT::INSIDE},
     {"_memmove", call_memmove, CALL_EFFECT::INSIDE},
     {"_memset", call_memset, CALL_EFFECT::INSIDE},
@@ -189,6 +189,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> memory_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> memory_functions() { return MEMORY_ROWS; }
 
 } // namespace pelorus

@@ -145,7 +145,7 @@ void call_div(GUEST_CALL& call) {
     give_structure(call, both, sizeof both);
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW NUMBER_ROWS[] = {
     {"_strtol", call_strto_signed<int32_t>, CALL_EFFECT::INSIDE},
     {"_strtoll", call_strto_signed<int64_t>, CALL_EFFECT::INSIDE},
     {"_strtoimax", call_strto_signed<int64_t>, CALL_EFFECT::INSIDE},
@@ -173,6 +173,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> number_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> number_functions() { return NUMBER_ROWS; }
 
 } // namespace pelorus

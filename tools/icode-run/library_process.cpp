@@ -120,7 +120,7 @@ void call_localeconv(GUEST_CALL& call) {
     give(call, conventions);
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW PROCESS_ROWS[] = {
     {"_exit", call_exit, CALL_EFFECT::SEEN},
     {"__exit", call_immediate_exit, CALL_EFFECT::SEEN},
     {"__Exit", call_immediate_exit, CALL_EFFECT::SEEN},
@@ -155,6 +155,6 @@ void leave_program(LIBRARY& library, int status) {
 // A shell shows the same status.
 void die_of_signal(LIBRARY& library, int signal) { exit_program(library.machine, 128 + signal); }
 
-std::span<const LIBRARY_ROW> process_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> process_functions() { return PROCESS_ROWS; }
 
 } // namespace pelorus

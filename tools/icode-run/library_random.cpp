@@ -78,7 +78,7 @@ void call_mrand48(GUEST_CALL& call) {
     give(call, static_cast<int32_t>(static_cast<uint32_t>(next_48(*call.library.random) >> 16)));
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW RANDOM_ROWS[] = {
     {"_rand", call_rand, CALL_EFFECT::INSIDE},       {"_srand", call_srand, CALL_EFFECT::INSIDE},
     {"_random", call_rand, CALL_EFFECT::INSIDE},     {"_srandom", call_srand, CALL_EFFECT::INSIDE},
     {"_rand_r", call_rand_r, CALL_EFFECT::INSIDE},   {"_srand48", call_srand48, CALL_EFFECT::INSIDE},
@@ -88,6 +88,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> random_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> random_functions() { return RANDOM_ROWS; }
 
 } // namespace pelorus

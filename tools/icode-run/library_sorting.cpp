@@ -99,7 +99,7 @@ void call_bsearch(GUEST_CALL& call) {
     give(call, 0);
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW SORTING_ROWS[] = {
     {"_qsort", call_qsort, CALL_EFFECT::INSIDE},
     {"_qsort_r", call_qsort_r, CALL_EFFECT::INSIDE},
     {"_bsearch", call_bsearch, CALL_EFFECT::INSIDE},
@@ -107,6 +107,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> sorting_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> sorting_functions() { return SORTING_ROWS; }
 
 } // namespace pelorus

@@ -266,7 +266,7 @@ void call_strerror(GUEST_CALL& call) {
     give(call, library_object(call.library, name, std::string_view(text.c_str(), text.size() + 1), 1));
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW STRING_ROWS[] = {
     {"_strlen", call_strlen, CALL_EFFECT::NONE},
     {"_strnlen", call_strnlen, CALL_EFFECT::NONE},
     {"_strcpy", call_strcpy, CALL_EFFECT::INSIDE},
@@ -312,6 +312,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> string_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> string_functions() { return STRING_ROWS; }
 
 } // namespace pelorus

@@ -29,13 +29,13 @@ void call_pthread_join(GUEST_CALL& call) {
     give(call, 0);
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW THREAD_ROWS[] = {
     {"_pthread_create", call_pthread_create, CALL_EFFECT::SEEN},
     {"_pthread_join", call_pthread_join, CALL_EFFECT::SEEN},
 };
 
 } // namespace
 
-std::span<const LIBRARY_ROW> thread_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> thread_functions() { return THREAD_ROWS; }
 
 } // namespace pelorus

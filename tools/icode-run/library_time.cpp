@@ -161,7 +161,7 @@ void call_strftime(GUEST_CALL& call) {
     give(call, static_cast<int64_t>(text.size()));
 }
 
-const LIBRARY_ROW ROWS[] = {
+const LIBRARY_ROW TIME_ROWS[] = {
     {"_time", call_time, CALL_EFFECT::INSIDE},
     {"_clock", call_clock, CALL_EFFECT::INSIDE},
     {"_gettimeofday", call_gettimeofday, CALL_EFFECT::INSIDE},
@@ -183,6 +183,6 @@ const LIBRARY_ROW ROWS[] = {
 
 } // namespace
 
-std::span<const LIBRARY_ROW> time_functions() { return ROWS; }
+std::span<const LIBRARY_ROW> time_functions() { return TIME_ROWS; }
 
 } // namespace pelorus

@@ -53,6 +53,8 @@ uint64_t bytes_of_class(uint32_t number) {
 
 constexpr uint32_t NO_SLOT = UINT32_MAX;
 
+} // namespace
+
 struct SLOT {
     ADDRESS begin;
     uint32_t size_class;
@@ -72,6 +74,8 @@ struct ARENA {
     QUEUE resting[CLASSES];  // the longest at rest first
     uint64_t resting_bytes = 0;
 };
+
+namespace {
 
 uint32_t gap_of(uint32_t size) { return std::clamp((size / 4) & ~(GAP - 1), GAP, LARGEST_GAP); }
 

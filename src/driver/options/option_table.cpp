@@ -46,7 +46,7 @@ consteval OPTION_ROW make_row(int code, std::string_view name, OPTION_KIND kind,
     return row;
 }
 
-constexpr OPTION_ROW ROWS[] = {
+constexpr OPTION_ROW OPTION_ROWS[] = {
 #define OPTION(code, id, name, kind, argument, minimum, maximum, radix, effect, status, help)                \
     make_row(code, name, OPTION_KIND::kind, argument, minimum, maximum, radix),
 #include "driver/options/options.def"
@@ -97,10 +97,10 @@ consteval bool row_is_sound(const OPTION_ROW& row) {
 }
 
 consteval bool rows_are_sound() {
-    for (size_t i = 0; i < std::size(ROWS); ++i) {
-        if (ROWS[i].code != static_cast<int>(i) || !row_is_sound(ROWS[i])) return false;
+    for (size_t i = 0; i < std::size(OPTION_ROWS); ++i) {
+        if (OPTION_ROWS[i].code != static_cast<int>(i) || !row_is_sound(OPTION_ROWS[i])) return false;
         for (size_t j = 0; j < i; ++j) {
-            if (same_name(ROWS[i], ROWS[j])) return false;
+            if (same_name(OPTION_ROWS[i], OPTION_ROWS[j])) return false;
         }
     }
     return true;
@@ -108,12 +108,12 @@ consteval bool rows_are_sound() {
 
 consteval bool values_are_sound() {
     for (const OPTION_VALUE& value : VALUES) {
-        if (ROWS[value.code].kind != OPTION_KIND::ENUMERATED) return false;
+        if (OPTION_ROWS[value.code].kind != OPTION_KIND::ENUMERATED) return false;
     }
     return true;
 }
 
-static_assert(std::size(ROWS) == OPTION_COUNT);
+static_assert(std::size(OPTION_ROWS) == OPTION_COUNT);
 static_assert(rows_are_sound(), "a row of options.def is out of order, contradicts itself or repeats a name");
 static_assert(values_are_sound(), "options.def gives a value to an option that is not enumerated");
 
@@ -127,11 +127,11 @@ bool begins_with_name(std::string_view text, const OPTION_ROW& row) {
 
 } // namespace
 
-std::span<const OPTION_ROW> option_rows() { return ROWS; }
+std::span<const OPTION_ROW> option_rows() { return OPTION_ROWS; }
 
 std::span<const OPTION_VALUE> option_values() { return VALUES; }
 
-const OPTION_ROW& option_row(int code) { return ROWS[code]; }
+const OPTION_ROW& option_row(int code) { return OPTION_ROWS[code]; }
 
 OPTION_NAME option_name(const OPTION_ROW& row) {
     OPTION_NAME name{};
@@ -147,7 +147,7 @@ CONFLICT option_conflict(int code, int earlier) {
 int match_option_name(std::string_view text) {
     if (text.empty() || !may_begin_option(text.front())) return -1;
     const OPTION_ROW* best = nullptr;
-    for (const OPTION_ROW& row : ROWS) {
+    for (const OPTION_ROW& row : OPTION_ROWS) {
         if (begins_with_name(text, row) && (!best || row.name_length > best->name_length)) best = &row;
     }
     return best ? best->code : -1;
