@@ -4,6 +4,7 @@
 // runner of the passes, names it alike.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace pelorus {

@@ -115,13 +115,13 @@ TEST_F(LiveVariables, RandomGraphsAgreeWithASearch) {
         for (int i = 0; i < VARIABLES; ++i) symbols.push_back(variable(("v" + std::to_string(i)).c_str()));
         const auto some = [&] { return symbols[dice() % VARIABLES]; };
         for (SYMBOL* symbol : symbols) assign(symbol, 1); // so that nothing is pruned
-        const int blocks = 2 + static_cast<int>(dice() % 12);
-        for (int i = 1; i <= blocks; ++i) {
-            label(i);
+        const unsigned blocks = 2 + static_cast<unsigned>(dice() % 12);
+        const auto some_label = [&] { return 1 + static_cast<int>(dice() % blocks); };
+        for (unsigned i = 1; i <= blocks; ++i) {
+            label(static_cast<int>(i));
             for (uint32_t count = dice() % 4; count > 0; --count)
                 dice() % 3 ? assign_tree(some(), plus(use(some()), 1)) : add_to(some(), 2);
-            if (dice() % 2)
-                if_goes(some(), 1 + static_cast<int>(dice() % blocks), 1 + static_cast<int>(dice() % blocks));
+            if (dice() % 2) if_goes(some(), some_label(), some_label());
         }
         build(FACT_live);
         for (const BB* block = flow_graph.bb_list; block; block = block->dflink)

@@ -2,7 +2,7 @@
 """The same input and options give the same bytes: on every run, wherever the system puts the program in memory, in whatever locale and
 directory, and whoever compiled the tools.
 
-  determinism.py --bin build/bin [--other build-fuzz/bin ...] program.c ...
+  determinism.py --bin build/bin [--other build-asan/bin] program.c ...
 
 icode-cc is compared with itself; pelorus (output and information file, at every level) and icode-llvm also with the --other builds of them. Exit status 77 when
 something could not be tried here, and nothing that could be was wrong.

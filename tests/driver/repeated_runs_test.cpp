@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef PELORUS_SANITIZED
 constexpr size_t CASE_STEP = 6; // a process takes fifty times as long
 #else
 constexpr size_t CASE_STEP = 2;

@@ -2,6 +2,7 @@
 # run.sh FUZZ_BIN BIN SECONDS [TARGET...]: runs the fuzz targets of FUZZ_BIN, each for SECONDS and all beside
 # each other, from the golden cases and the examples, which the tools of BIN make icode of. What a target
 # learns stays in FUZZ_BIN/../corpus, and what it finds in FUZZ_BIN/../found.
+# With "check" for SECONDS each runs some seconds, from a fixed seed, and learns nothing: the same every time.
 set -euo pipefail
 fuzz_bin=$(realpath "$1") bin=$(realpath "$2") seconds=$3
 shift 3
@@ -23,16 +24,28 @@ make_inputs() {
     done
 }
 
+declare -A runs=([reader]=6000 [optimizer]=3500 [assembler]=40000 [interpreter]=2500)
+
 fuzz() { # a target; its words on its last line
-    local kind=icode log=$work/found/$1.log
+    local kind=icode log=$work/found/$1.log limit
     [[ $1 != assembler ]] || kind=text
-    mkdir -p "$work/corpus/$1"
-    if nice "$fuzz_bin/fuzz-$1" -max_total_time="$seconds" -max_len=20000 -timeout=20 -rss_limit_mb=3000 \
-        -artifact_prefix="$work/found/$1-" "$work/corpus/$1" "$source/tests/fuzz/found/$1" "$work/inputs/$kind" > "$log" 2>&1
+    local folders=("$source/tests/fuzz/found/$1" "$work/inputs/$kind")
+    if [[ $seconds == check ]]; then
+        limit=(-runs="${runs[$1]}" -seed=1)
+        folders=("$work/inputs/learned.$1" "${folders[@]}")
+        rm -rf "$work/inputs/learned.$1"
+        mkdir -p "$work/inputs/learned.$1"
+    else
+        limit=(-max_total_time="$seconds")
+        mkdir -p "$work/corpus/$1"
+        folders=("$work/corpus/$1" "${folders[@]}")
+    fi
+    if nice "$fuzz_bin/fuzz-$1" "${limit[@]}" -max_len=20000 -timeout=20 -rss_limit_mb=3000 \
+        -artifact_prefix="$work/found/$1-" "${folders[@]}" > "$log" 2>&1
     then
         printf '%s: %s\n' "$1" "$(tail -n 1 "$log")"
     else
-        tail -n 40 "$log"
+        grep -n -m 1 -A 20 -e "ERROR: " -e "runtime error" "$log" || tail -n 40 "$log"
         printf '%s: found something; the whole of it is in %s\n' "$1" "$log"
         return 1
     fi

@@ -537,7 +537,7 @@ EVALUATED evaluate(MACHINE& machine, const NODE* node) {
     case OP_STREF: return load(machine, lvalue_of(machine, node));
     case OP_STDOT:
         return names_place(node->left) ? load(machine, lvalue_of(machine, node))
-                                     : member_of_value(machine, node);
+                                       : member_of_value(machine, node);
     case OP_UAND:
     case OP_ACONV: return integer_value(node->type, lvalue_of(machine, node->left).address);
     case OP_NONALIGN:
