@@ -112,7 +112,12 @@ ELEMENTS compound_result(BODY& body, const CompoundAssignOperator* e, const NODE
     return result;
 }
 
+const ExtVectorElementExpr* chosen_elements(const Expr* e) {
+    return dyn_cast<ExtVectorElementExpr>(e->IgnoreParens());
+}
+
 bool is_computed_cast(const CastExpr* e) {
+    if (chosen_elements(e->getSubExpr())) return true;
     switch (e->getCastKind()) {
     case CK_LValueToRValue:
     case CK_NoOp:
@@ -192,13 +197,14 @@ bool computes_elements(const BODY& body, const Expr* expression) {
         return call->getBuiltinCallee() == Builtin::BI__builtin_complex || computes_vector(call);
     if (const auto* conditional = dyn_cast<ConditionalOperator>(e))
         return conditional->getCond()->getType()->isVectorType();
-    return isa<ImaginaryLiteral, InitListExpr, ImplicitValueInitExpr, ShuffleVectorExpr, ConvertVectorExpr>(
-        e);
+    return isa<ImaginaryLiteral, InitListExpr, ImplicitValueInitExpr, ShuffleVectorExpr, ConvertVectorExpr,
+               ExtVectorElementExpr>(e);
 }
 
 ELEMENTS elements_of_value(BODY& body, const Expr* expression) {
     const Expr* e = expression->IgnoreParens();
     if (!has_elements(e->getType())) return single_element(body, value_of(body, e));
+    if (const ExtVectorElementExpr* chosen = chosen_elements(e)) return named_elements(body, chosen);
     if (!computes_elements(body, e)) return read_elements(body, e->getType(), value_of(body, e));
     if (const auto* binary = dyn_cast<BinaryOperator>(e); binary && binary->isAssignmentOp()) {
         const ELEMENT_CHANGE change = element_assignment(body, binary);
@@ -242,6 +248,8 @@ bool changes_elements(const BinaryOperator* e) {
 }
 
 ELEMENT_CHANGE element_assignment(BODY& body, const BinaryOperator* e) {
+    if (e->getLHS()->getType()->isVectorType() && chosen_elements(e->getLHS()))
+        return assign_named_elements(body, e);
     NODE* effects = nullptr;
     const NODE* object = fixed_object(body, lvalue_of(body, e->getLHS()), effects);
     ELEMENTS right = elements_of_value(body, e->getRHS());

@@ -77,6 +77,10 @@ ELEMENTS vector_arithmetic(BODY& body, clang::BinaryOperatorKind kind, clang::Qu
                            ELEMENTS right);
 bool computes_vector(const clang::CallExpr* call);          // a builtin function that vector_elements knows
 NODE* vector_bits(BODY& body, const clang::CastExpr* cast); // as a number
+// `v.x` and `v.wzyx`, whose elements have names.
+ELEMENTS named_elements(BODY& body, const clang::ExtVectorElementExpr* expression);
+NODE* named_element_lvalue(BODY& body, const clang::ExtVectorElementExpr* expression); // of one
+ELEMENT_CHANGE assign_named_elements(BODY& body, const clang::BinaryOperator* assignment);
 NODE* vector_subscript(BODY& body, const clang::ArraySubscriptExpr* expression); // an lvalue
 // A builtin function that chooses among numbers or makes one number of a vector; null for others.
 NODE* value_of_vector_builtin(BODY& body, const clang::CallExpr* call, unsigned builtin);

@@ -228,6 +228,10 @@ NODE* value_by_kind(BODY& body, const Expr* e) {
         return compound_literal(body, cast<CompoundLiteralExpr>(e));
     case Stmt::ArraySubscriptExprClass: // of a vector that is no object
         return element(body, cast<ArraySubscriptExpr>(e));
+    case Stmt::ExtVectorElementExprClass: {
+        const ELEMENTS elements = named_elements(body, cast<ExtVectorElementExpr>(e));
+        return sequence(elements.effects, elements.values[0]);
+    }
     case Stmt::AddrLabelExprClass: return label_address(body, cast<AddrLabelExpr>(e));
     case Stmt::AtomicExprClass: return value_of_atomic(body, cast<AtomicExpr>(e));
     default: return refused_value(body, e, std::string("an expression of the kind ") + e->getStmtClassName());
@@ -268,6 +272,7 @@ NODE* lvalue_of(BODY& body, const Expr* expression) {
     case Stmt::PredefinedExprClass: return literal_string(body, cast<PredefinedExpr>(e)->getFunctionName());
     case Stmt::ArraySubscriptExprClass: return element(body, cast<ArraySubscriptExpr>(e));
     case Stmt::MemberExprClass: return member(body, cast<MemberExpr>(e));
+    case Stmt::ExtVectorElementExprClass: return named_element_lvalue(body, cast<ExtVectorElementExpr>(e));
     case Stmt::UnaryOperatorClass: return unary_lvalue(body, cast<UnaryOperator>(e));
     case Stmt::CompoundLiteralExprClass: return compound_literal(body, cast<CompoundLiteralExpr>(e));
     case Stmt::ConstantExprClass: return lvalue_of(body, cast<ConstantExpr>(e)->getSubExpr());

@@ -77,6 +77,7 @@ ELEMENTS splat(BODY& body, const Expr* e, QualType type) {
 
 ELEMENTS from_cast(BODY& body, const CastExpr* e) {
     switch (e->getCastKind()) {
+    case CK_LValueToRValue: return elements_of_value(body, e->getSubExpr()); // of chosen elements
     case CK_BitCast: return from_bits(body, e);
     case CK_VectorSplat: return splat(body, e->getSubExpr(), e->getType());
     case CK_IntegralCast:
@@ -311,6 +312,77 @@ NODE* vector_subscript(BODY& body, const ArraySubscriptExpr* e) {
                                   integer_constant(unsigned_type(body.unit), own->size), false, pointer);
     if (!is_aligned && address->op != OP_NONALIGN) address = new_unary(OP_NONALIGN, pointer, address);
     return sequence(effects, new_unary(OP_UMULT, own, address));
+}
+
+namespace {
+
+// Elements of a vector chosen by their names, which may be chosen from again.
+struct CHOICE {
+    const Expr* base; // the vector, or a pointer to it
+    bool is_pointer;
+    QualType type; // of the vector
+    SmallVector<uint32_t, 16> numbers{};
+};
+
+CHOICE choice_of(const ExtVectorElementExpr* e) {
+    CHOICE chosen{e->getBase()->IgnoreParens(), e->isArrow(), e->getBase()->getType()};
+    if (e->isArrow()) chosen.type = chosen.type->getPointeeType();
+    e->getEncodedElementAccess(chosen.numbers);
+    const auto* inner = dyn_cast<ExtVectorElementExpr>(chosen.base);
+    if (!inner || e->isArrow()) return chosen;
+    CHOICE outer = choice_of(inner);
+    for (uint32_t& number : chosen.numbers) number = outer.numbers[number];
+    outer.numbers = chosen.numbers;
+    return outer;
+}
+
+NODE* object_of_choice(BODY& body, const CHOICE& chosen) {
+    if (!chosen.is_pointer) return lvalue_of(body, chosen.base);
+    NODE* pointer = marked_pointer(body, value_of(body, chosen.base), chosen.type);
+    return object_at(pointer, icode_type(body.unit, chosen.type));
+}
+
+ELEMENTS chosen_of_object(BODY& body, const CHOICE& chosen, const NODE* object) {
+    ELEMENTS elements{nullptr, {}, false, false};
+    for (const uint32_t number : chosen.numbers)
+        elements.values.push_back(element_of_object(body, copy_tree(object), chosen.type, number));
+    return elements;
+}
+
+} // namespace
+
+ELEMENTS named_elements(BODY& body, const ExtVectorElementExpr* e) {
+    const CHOICE chosen = choice_of(e);
+    const ELEMENTS all = chosen.is_pointer ? read_elements(body, chosen.type, object_of_choice(body, chosen))
+                                           : elements_of_value(body, chosen.base);
+    ELEMENTS elements{all.effects, {}, all.is_steady, false};
+    for (const uint32_t number : chosen.numbers) elements.values.push_back(copy_tree(all.values[number]));
+    return elements;
+}
+
+NODE* named_element_lvalue(BODY& body, const ExtVectorElementExpr* e) {
+    const CHOICE chosen = choice_of(e);
+    return element_of_object(body, object_of_choice(body, chosen), chosen.type, chosen.numbers[0]);
+}
+
+ELEMENT_CHANGE assign_named_elements(BODY& body, const BinaryOperator* e) {
+    const CHOICE chosen = choice_of(cast<ExtVectorElementExpr>(e->getLHS()->IgnoreParens()));
+    NODE* effects = nullptr;
+    const NODE* object = fixed_object(body, object_of_choice(body, chosen), effects);
+    ELEMENTS right = elements_of_value(body, e->getRHS());
+    effects = sequence(effects, right.effects);
+    right.effects = nullptr;
+    if (e->isCompoundAssignmentOp())
+        right = vector_arithmetic(body, BinaryOperator::getOpForCompoundAssignment(e->getOpcode()),
+                                  e->getType(), chosen_of_object(body, chosen, object), right);
+    right = steady_elements(body, right);
+    effects = sequence(effects, right.effects);
+    TYPE* own = own_type(body, chosen.type);
+    for (size_t i = 0; i < chosen.numbers.size(); ++i)
+        effects = sequence(
+            effects, assignment(element_of_object(body, copy_tree(object), chosen.type, chosen.numbers[i]),
+                                right.values[i], own));
+    return {effects, object_of_elements(body, e->getType(), chosen_of_object(body, chosen, object))};
 }
 
 } // namespace pelorus

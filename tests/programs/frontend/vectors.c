@@ -115,6 +115,17 @@ static void objects(void) {
     PUT(old), PUT(w), PUT(x), printf("%zu %zu %d\n", sizeof(i16), _Alignof(i4), calls);
 }
 
+/* Elements with names, of the vectors of other languages. */
+typedef float e4 __attribute__((ext_vector_type(4)));
+typedef int e3 __attribute__((ext_vector_type(3)));
+static __attribute__((noinline)) e4 named(e4 a, e4* p, e3 b) {
+    a.xy = a.yx, PUT(a), p->zw += a.xw, PUT(*p), a.wzyx = p->xyzw * 2, PUT(a), PUT(a.zw.yx), PUT((a + *p).xxzx);
+    a.x += 1, p->w = b.y + (b * 2).z, b.zx = b.xy, a.hi = a.lo, PUT(a), PUT(*p), PUT(b.xyzz), PUT((b < 3).xyzx);
+    (*p).yz.y -= b.x, PUT(*p), PUT(__builtin_shufflevector(a, *p, 7, 0)), PUT((b % 2 + b.zzz).xyzz);
+    b.yz = b.xy;
+    return (e4){a.x, a.y, b.x, b.z} * 0.5f + a.s0;
+}
+
 int main(void) {
     c16 d = {1, -1, 127, -128, 64, 3, -7, 9};
     integers((i4){7, -9, 100, 1 << 30}, (i4){2, 4, -3, 5}, (u4){1, ~0u, 6, 1u << 31}, (b16){255, 1, 201, 128, 9}, d,
@@ -122,6 +133,8 @@ int main(void) {
     floating(global, (f4){1, 2, 3, 0.25}, (d2){1.25, -1e15}, 3);
     rearranged((i4){1, 2, 3, 4}, (i4){-5, 6, -7, 8}, (i4){2, 7, 0, -1}, (b16){3, 77, 15, 14, 13, 200, 1});
     objects();
+    e4 ext = {1, 2, 3, 4};
+    PUT(named(ext + 1.5f, &ext, (e3){5, 6, 7})), PUT(ext);
     PUT(pass(1, global, 2.5, (f2){4, 5}, constant, (i1){6}, (c4){1, 2, 3, 4}, large));
     struct two t = pass_two((struct mixed){'a', {1, 2}}, (struct two){global, {1}});
     PUT(t.a), PUT(t.b), PUT(sum(2, constant, 3, (f2){1, 2}, large, (c4){1, 2, 3}, table[0], 4, (f2){9, 8}, large, (c4){}));
