@@ -21,13 +21,13 @@ namespace pelorus {
 
 namespace {
 
-// v = x; v = y. The copy of a parameter stays even so: every function has one, and whoever expands calls
-// looks for it.
+// v = x; v = y. What a debugger must see stays even so, and the copy of a parameter: every function has one,
+// and whoever expands calls looks for it.
 bool overwrite(STMT* before, const NODE* tree) {
     if (!assigns_candidate(before->tree) || !assigns_candidate(tree)) return false;
     const SYMBOL* variable = tree->left->symbol();
     if (before->tree->left->symbol() != variable || tree_mentions(tree->right, variable)) return false;
-    if (copied_parameter(before->tree)) return refuse(SITE_dead_store, "it is the copy of a parameter");
+    if (const char* why = why_assignment_stays(before->tree)) return refuse(SITE_dead_store, why);
     if (!change(SITE_dead_store, "{}, before {}", before->tree, tree)) return false;
     NODE* value = before->tree->right;
     before->tree->right = nullptr;
@@ -62,6 +62,8 @@ bool add_up(STMT* before, NODE* tree) {
     if (type_is_floating(first->left->type) || type_is_bool(first->left->type)) return false;
     // The sum is made in the type of the amounts, which must not wrap around before the variable does.
     if (type_bits(tree->right->type) < type_bits(tree->left->type)) return false;
+    if (is_seen_by_debugger(first->left->symbol()))
+        return refuse(SITE_add_increments, "a debugger must see the variable", "{} and {}", first, tree);
     if (!change(SITE_add_increments, "{} and {}", first, tree)) return false;
     const INT96 sum = int96_add(first->right->value(), tree->right->value());
     tree->right->set_value(
