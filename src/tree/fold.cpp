@@ -1,8 +1,8 @@
 // Folding: the value of an operator whose operands are constants, computed as the target would.
 //
 // Left alone: division by zero, shifts by more than the width, conversions of floating values that the
-// integer type cannot hold. Their results differ from one processor to the next, and a program that runs into
-// them shall do so where it would have.
+// integer type cannot hold, sums in bool that are more than 1. Their results differ from one processor to the
+// next, and a program that runs into them shall do so where it would have.
 #include "tree/simplifier.h"
 
 namespace pelorus {
@@ -135,6 +135,11 @@ NODE* fold_integer(const NODE* node) {
     }
 }
 
+// A constant of type bool is 0 or 1; an operator that works in that type may give something else.
+bool is_no_bool(const NODE* constant) {
+    return type_is_bool(constant->type) && int96_compare(constant->value(), int96_unsigned(1)) > 0;
+}
+
 bool is_zero_constant(const NODE* node) {
     return is_icon(node) ? int96_is_zero(node->value()) : node->floating()->value == 0;
 }
@@ -145,13 +150,15 @@ NODE* fold_unary(const NODE* node) {
     if (!is_constant(node->left)) return nullptr;
     if (node->op == OP_SCONV || node->op == OP_PCONV) return fold_conversion(node);
     if (node->op == OP_EXCLAIM) return make_icon(node->type, is_zero_constant(node->left));
-    return is_icon(node->left) ? fold_integer(node) : fold_float(node);
+    NODE* result = is_icon(node->left) ? fold_integer(node) : fold_float(node);
+    return result && is_no_bool(result) ? nullptr : result;
 }
 
 NODE* fold_binary(const NODE* node) {
     if (!is_constant(node->left) || node->left->op != node->right->op) return nullptr;
     if (opcode_is_relation(node->op)) return make_icon(node->type, relation_holds(node->op, order_of(node)));
-    return is_icon(node->left) ? fold_integers(node) : fold_floats(node);
+    NODE* result = is_icon(node->left) ? fold_integers(node) : fold_floats(node);
+    return result && is_no_bool(result) ? nullptr : result;
 }
 
 NODE* fold_constants(NODE* node) {

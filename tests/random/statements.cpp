@@ -189,11 +189,13 @@ void assign_twice(GENERATOR& g) {
         return set(same);
     }
     case 2: {
-        const TREE step = operation(g.dice.chance(50) ? "MINUS" : "XORB", place.type, value(g, place.type, 1),
-                                    place.before);
+        const bool is_bool = place.type == BOOL; // sums and differences of which are no bool
+        const TREE step = operation(g.dice.chance(50) && !is_bool ? "MINUS" : "XORB", place.type,
+                                    value(g, place.type, 1), place.before);
         set(step);
-        return set(g.dice.chance(70) ? step
-                                     : operation("PLUS", place.type, place.before, constant(g, place.type)));
+        return set(g.dice.chance(70) || is_bool
+                       ? step
+                       : operation("PLUS", place.type, place.before, constant(g, place.type)));
     }
     default:
         if (place.type == BOOL) return assign(g);
