@@ -4,14 +4,7 @@
 # Usage: build_systems.sh BUILD-DIRECTORY
 set -eu
 build=$(cd "$1" && pwd)
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failures=0
-fail() {
-    echo "failed: $*"
-    failures=$((failures + 1))
-}
+. "$(dirname "$0")/../prelude.sh"
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null || fail "cmake --install"
 PATH=$work/prefix/bin:$PATH
@@ -101,4 +94,4 @@ M
     meson setup --cross-file "$work/prefix/share/pelorus/meson-cross.ini" meson . && meson compile -C meson &&
         meson test -C meson -v && grep -q '^42 1 0$' meson/meson-logs/testlog.txt
 } >log 2>&1 || fail "the Meson project: $(cat log)"
-exit $failures
+[ $failures = 0 ]

@@ -4,21 +4,15 @@
 set -eu
 built=$(cd "$1" && pwd)
 examples=$(cd "$2" && pwd)
-work=$(mktemp -d)
+. "$(dirname "$0")/../prelude.sh"
 server=
 trap '[ -z "$server" ] || kill $server; rm -rf "$work"' EXIT
-cd "$work"
 # The server runs as nobody when root starts it, and the build may lie where only root can read.
 bin=$work/bin
 cc=$bin/pelorus-cc
 mkdir bin
 for program in pelorus-cc pelorus icode-cc icode-llvm; do cp "$built/$program" bin; done
 chmod 755 "$work" bin bin/*
-failures=0
-fail() {
-    echo "failed: $*"
-    failures=$((failures + 1))
-}
 
 mkdir sources
 for name in json lz packets sha256 sorts tokens; do cp "$examples/$name.c" sources; done
@@ -71,4 +65,4 @@ for second in 1 2 3 4 5; do # until the server listens
 done
 same distributed CC="distcc $cc" -j4
 [ "$(grep -c COMPILE_OK server.log)" = 7 ] || fail "distccd: $(cat server.log client.log)"
-exit $failures
+[ $failures = 0 ]

@@ -3,14 +3,7 @@
 # Usage: installation.sh BUILD-DIRECTORY
 set -eu
 build=$(cd "$1" && pwd)
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failures=0
-fail() {
-    echo "failed: $*"
-    failures=$((failures + 1))
-}
+. "$(dirname "$0")/../prelude.sh"
 cmake --install "$build" --prefix "$work" >/dev/null || fail "cmake --install"
 PATH=$work/bin:$PATH
 [ -s share/doc/pelorus/icode.md ] || fail "the manual is not installed"
@@ -54,4 +47,4 @@ completes "pelorus-cc file" ""
 completes "pelorus --no_tail" "--no_tail_recursion"
 completes "icode-llvm --stack-prot" "--stack-protector="
 completes "icode-dis --off" "--offsets"
-exit $failures
+[ $failures = 0 ]

@@ -4,14 +4,7 @@
 # Usage: debug.sh BIN-DIRECTORY
 set -eu
 cc=$(cd "$1" && pwd)/pelorus-cc
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failures=0
-fail() {
-    echo "failed: $*"
-    failures=$((failures + 1))
-}
+. "$(dirname "$0")/../prelude.sh"
 
 cat >list.c <<'C'
 struct node { int value; struct node *next; unsigned flag : 3; };
@@ -83,4 +76,4 @@ told() {
 }
 told "/here/list.c /there" -fdebug-compilation-dir=/there -fdebug-prefix-map="$work=/here"
 told "/b/list.c /a" -ffile-prefix-map="$work=/a" -ffile-prefix-map="$work/=/b/"
-exit $failures
+[ $failures = 0 ]

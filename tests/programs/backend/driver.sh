@@ -4,18 +4,10 @@
 set -eu
 bin=$(cd "$1" && pwd)
 cc=$bin/pelorus-cc
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+. "$(dirname "$0")/../prelude.sh"
 mkdir tmp
 TMPDIR=$work/tmp
 export TMPDIR
-failures=0
-
-fail() {
-    echo "failed: $*"
-    failures=$((failures + 1))
-}
 run() { qemu-arm -L /usr/arm-linux-gnueabihf "$@"; }
 
 mkdir inc sub
@@ -163,4 +155,4 @@ M
 rm -f ./*.o sub/*.o
 make -s CC="$cc" LDLIBS=-lm prog || fail "make"
 [ "$(run ./prog || true)" = "hello 3 42 make" ] || fail "makefile"
-exit $failures
+[ $failures = 0 ]

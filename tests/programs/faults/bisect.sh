@@ -3,15 +3,8 @@
 # optimizes two files; answers when no change is to blame; bad command lines.
 #   bisect.sh <folder of the tools>
 bin=$(cd "$1" && pwd) || exit 1
-folder=$(mktemp -d) || exit 1
-trap 'rm -rf "$folder"' EXIT
-cd "$folder" || exit 1
-failures=0
-fail() {
-    echo "bisect: $*" >&2
-    cat found messages >&2
-    failures=$((failures + 1))
-}
+. "$(dirname "$0")/../prelude.sh"
+evidence="found messages"
 bisect() { "$bin/pelorus-bisect" "$@" > found 2> messages; }
 has() { grep -qF -- "$1" found || fail "the answer has no '$1'"; }
 

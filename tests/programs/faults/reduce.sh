@@ -4,15 +4,8 @@
 #   reduce.sh <folder of the tools>
 bin=$(cd "$1" && pwd) || exit 1
 here=$(cd "$(dirname "$0")" && pwd)
-folder=$(mktemp -d) || exit 1
-trap 'rm -rf "$folder"' EXIT
-cd "$folder" || exit 1
-failures=0
-fail() {
-    echo "reduce: $*" >&2
-    cat found messages >&2
-    failures=$((failures + 1))
-}
+. "$(dirname "$0")/../prelude.sh"
+evidence="found messages"
 reduce() { "$bin/icode-reduce" "$@" > found 2> messages; }
 
 "$bin/icode-as" "$here/../../golden/text/opcodes.ict" -o all.if || exit 1

@@ -2,16 +2,8 @@
 # What icode-cc must refuse, and what its command line must do besides: each refusal names the place and the
 # construct, ends with status 1 and leaves no output.
 #   refusals.sh <folder of icode-cc>
-tools=$1
-folder=$(mktemp -d) || exit 1
-trap 'rm -rf "$folder"' EXIT
-cd "$folder" || exit 1
-failures=0
-
-fail() {
-    echo "refusals: $*" >&2
-    failures=$((failures + 1))
-}
+tools=$(cd "$1" && pwd) || exit 1
+. "$(dirname "$0")/../prelude.sh"
 
 # refused <place> <text of the message> <program>
 refused() {
@@ -79,4 +71,4 @@ echo 'int tentative; int given = 1; static int own; int *p = &own; __attribute__
 grep -c common output.ll | grep -qx 1 && grep -q '^@tentative = common .*hidden' output.ll || fail "-fcommon or -fvisibility has no effect"
 "$tools/icode-cc" input.c -o output.if && "$tools/icode-llvm" output.if -o output.ll && grep -q common output.ll && fail "definitions are merged without -fcommon"
 
-[ "$failures" -eq 0 ]
+[ $failures = 0 ]
