@@ -291,6 +291,7 @@ TYPE* vector_type(UNIT& unit, QualType canonical) {
         return int_type(unit);
     }
     std::vector<std::string> names;
+    names.reserve(vector->getNumElements());
     for (unsigned i = 0; i < vector->getNumElements(); ++i) names.push_back("e" + std::to_string(i));
     const std::string tag = "vector" + std::to_string(vector->getNumElements()) + "." + tag_word(element);
     TYPE* type = structure_of_elements(unit, canonical, element, tag, names);
