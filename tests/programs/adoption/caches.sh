@@ -7,6 +7,8 @@ examples=$(cd "$2" && pwd)
 . "$(dirname "$0")/../prelude.sh"
 server=
 trap '[ -z "$server" ] || kill $server; rm -rf "$work"' EXIT
+# What the settings of whoever runs this say, such as that there is no cache, is not asked here.
+for name in $(env | sed -n 's/^\(CCACHE_[A-Z_]*\|DISTCC_[A-Z_]*\)=.*/\1/p'); do unset "$name"; done
 # The server runs as nobody when root starts it, and the build may lie where only root can read.
 bin=$work/bin
 cc=$bin/pelorus-cc
