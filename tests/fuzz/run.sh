@@ -45,7 +45,8 @@ fuzz() { # a target; its words on its last line
     then
         printf '%s: %s\n' "$1" "$(tail -n 1 "$log")"
     else
-        grep -n -m 1 -A 20 -e "ERROR: " -e "runtime error" "$log" || tail -n 40 "$log"
+        # What a target finds wrong by itself stands in front of the report.
+        grep -n -m 1 -B 5 -A 20 -e "ERROR: " -e "runtime error" "$log" || tail -n 40 "$log"
         printf '%s: found something; the whole of it is in %s\n' "$1" "$log"
         return 1
     fi
