@@ -21,11 +21,7 @@ constexpr int USUAL_CALLS = 400;
 
 std::vector<const LIBRARY_ROW*> all_rows() {
     std::vector<const LIBRARY_ROW*> rows;
-    for (const auto& table :
-         {allocation_functions(), atomic_functions(), character_functions(), compiler_functions(),
-          complex_functions(), file_functions(), formatting_functions(), math_functions(), memory_functions(),
-          number_functions(), process_functions(), random_functions(), sorting_functions(),
-          string_functions(), thread_functions(), time_functions()})
+    for (const auto& table : library_tables())
         for (const LIBRARY_ROW& row : table) rows.push_back(&row);
     return rows;
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <unordered_map>
+#include <vector>
 
 #include "library_call.h"
 #include "library_random.h"
@@ -17,11 +18,7 @@ using ROW_MAP = std::unordered_map<std::string_view, const LIBRARY_ROW*>;
 
 ROW_MAP all_rows() {
     ROW_MAP rows;
-    for (const auto& table :
-         {allocation_functions(), atomic_functions(), character_functions(), compiler_functions(),
-          complex_functions(), file_functions(), formatting_functions(), math_functions(), memory_functions(),
-          number_functions(), process_functions(), random_functions(), sorting_functions(),
-          string_functions(), thread_functions(), time_functions()})
+    for (const auto& table : library_tables())
         for (const LIBRARY_ROW& row : table) rows.emplace(row.name, &row);
     return rows;
 }
@@ -46,6 +43,13 @@ const char* const STREAM_NAMES[] = {"stdin", "stdout", "stderr"};
 } // namespace
 
 // --- Finding ---
+
+std::vector<std::span<const LIBRARY_ROW>> library_tables() {
+    return {allocation_functions(), atomic_functions(), character_functions(),  compiler_functions(),
+            complex_functions(),    file_functions(),   formatting_functions(), math_functions(),
+            memory_functions(),     number_functions(), process_functions(),    random_functions(),
+            sorting_functions(),    string_functions(), thread_functions(),     time_functions()};
+}
 
 const LIBRARY_ROW* find_library_function(std::string_view linkage_name) {
     static const ROW_MAP rows = all_rows();

@@ -117,5 +117,7 @@ std::span<const LIBRARY_ROW> sorting_functions();
 std::span<const LIBRARY_ROW> string_functions();
 std::span<const LIBRARY_ROW> thread_functions();
 std::span<const LIBRARY_ROW> time_functions();
+// All of them.
+std::vector<std::span<const LIBRARY_ROW>> library_tables();
 
 } // namespace pelorus
