@@ -196,10 +196,9 @@ void nested_scope(GENERATOR& g, int depth) {
     const std::string outer_locals = std::move(g.locals);
     g.locals.clear();
     const size_t outer_start = std::exchange(g.scope_start, g.statements.size());
-    for (uint32_t count = g.dice.between(1, 2); count; --count) {
-        add_scalar_local(g);
-        g.places.back().has_address = false; // nothing may point to it when it is gone
-    }
+    for (uint32_t count = g.dice.between(1, 2); count; --count) add_scalar_local(g);
+    // Nothing may point to them when they are gone; a variable may be several places.
+    for (size_t place = places; place < g.places.size(); ++place) g.places[place].has_address = false;
     structured(g, depth - 1);
     g.statements.insert(g.scope_start, "    block\n" + g.locals);
     g.scope_start = outer_start;
