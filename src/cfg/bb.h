@@ -75,6 +75,9 @@ struct BB {
     bitvec* uses;     // used before any certain assignment in the block
     bitvec* all_defs; // assigned anywhere in the block, also in part
     bitvec* all_refs; // read anywhere in the block
+    // Dominators (dominators.h), in either direction.
+    int16_t dfs_num[2]; // depth-first number in that direction, from 1; 0: not reached
+    int16_t idom[2];    // that number of the nearest block that dominates or post-dominates this one; 0: none
 };
 static_assert(std::is_trivially_destructible_v<BB>);
 
@@ -84,14 +87,15 @@ enum BB_FLAG : uint8_t {
 
 // The graph of the current function.
 struct FLOW_GRAPH {
-    BB* bb_list = nullptr;       // entry block, head of the dflink chain
-    BB* all_blocks = nullptr;    // head of the all_link chain
-    BB* exit_bb = nullptr;       // ends in the URETURN
-    int32_t bb_count = 0;        // reachable blocks; all blocks while the graph is being built
-    int32_t last_uon = 0;        // of the blocks ever made; there are no more than that
-    int16_t fresh_label = 0;     // last fresh label index: -1, -2, ...
-    bool labels_wrapped = false; // fresh indices were used up and began again
-    uint32_t stamp = 0;          // last mark handed out
+    BB* bb_list = nullptr;        // entry block, head of the dflink chain
+    BB* all_blocks = nullptr;     // head of the all_link chain
+    BB* exit_bb = nullptr;        // ends in the URETURN
+    int32_t bb_count = 0;         // reachable blocks; all blocks while the graph is being built
+    int32_t last_uon = 0;         // of the blocks ever made; there are no more than that
+    int16_t fresh_label = 0;      // last fresh label index: -1, -2, ...
+    LOOPREC* root_loop = nullptr; // see root_loop() of cfg/loop.h; means something while FACT_loops is valid
+    bool labels_wrapped = false;  // fresh indices were used up and began again
+    uint32_t stamp = 0;           // last mark handed out
 };
 extern FLOW_GRAPH flow_graph;
 

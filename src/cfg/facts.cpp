@@ -6,6 +6,7 @@
 #include "cfg/candidate_fact.h"
 #include "cfg/graph_edit.h"
 #include "cfg/live_variables.h"
+#include "cfg/loop.h"
 #include "support/fatal.h"
 
 namespace pelorus {
@@ -66,13 +67,10 @@ std::array<FACT_BUILDER, FACT_COUNT> builders = [] {
 
 FACT_BUILDER& builder_of(int fact) { return builders[static_cast<size_t>(fact)]; }
 
-// What blocks say of loops means nothing without the hierarchy, so that nobody compares stale pointers.
-void clear_loops() {
+void clear_loop_analyses() {
     for (BB* block = flow_graph.all_blocks; block; block = block->all_link) {
-        block->loop = nullptr;
         block->loop_control = nullptr;
         block->loop_trips = nullptr;
-        block->loop_depth = 0;
     }
 }
 
@@ -87,7 +85,8 @@ FACTS facts_lost_by(uint8_t edits) { return LOSSES[edits]; }
 void forget_facts(FACTS facts) {
     const FACTS lost = fact_state.valid & with_dependents(facts);
     fact_state.valid &= ~lost;
-    if (lost & facts_of(FACT_loops)) clear_loops();
+    if (lost & facts_of(FACT_loops)) forget_loops();
+    if (lost & facts_of(FACT_loop_analyses)) clear_loop_analyses();
 }
 
 void fact_was_built(FACT fact) { fact_state.valid |= facts_of(fact); }

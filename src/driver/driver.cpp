@@ -6,7 +6,6 @@
 
 #include "cfg/bb.h"
 #include "cfg/simplify.h"
-#include "driver/call_points.h"
 #include "driver/command_line.h"
 #include "driver/current_function.h"
 #include "driver/files.h"
@@ -21,6 +20,7 @@
 #include "ir/symbol.h"
 #include "ir/type.h"
 #include "memory/zone.h"
+#include "support/call_points.h"
 #include "support/decision.h"
 #include "support/pseudo_options.h"
 #include "support/run.h"

@@ -4,12 +4,12 @@
 
 #include "cfg/bb.h"
 #include "cfg/simplify.h"
-#include "driver/call_points.h"
 #include "driver/current_function.h"
 #include "driver/options/option_sets.h"
 #include "driver/verify.h"
 #include "ipa/file_level.h"
 #include "scalar/statements.h"
+#include "support/call_points.h"
 #include "support/decision.h"
 #include "support/run.h"
 #include "support/trace.h"

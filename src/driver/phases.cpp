@@ -7,7 +7,6 @@
 
 #include <algorithm>
 
-#include "driver/call_points.h"
 #include "driver/current_function.h"
 #include "driver/files.h"
 #include "driver/global_listing.h"
@@ -17,6 +16,7 @@
 #include "icode/unit_client.h"
 #include "ipa/file_level.h"
 #include "memory/zone.h"
+#include "support/call_points.h"
 #include "support/run.h"
 #include "support/settings.h"
 #include "support/trace.h"

@@ -1,5 +1,5 @@
 // See call_points.h.
-#include "driver/call_points.h"
+#include "support/call_points.h"
 
 #include <iterator>
 

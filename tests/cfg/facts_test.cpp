@@ -20,7 +20,7 @@ protected:
         build_cfg();
     }
     void TearDown() override {
-        for (const FACT fact : {FACT_dominators, FACT_loops}) set_fact_builder(fact, {});
+        for (const FACT fact : {FACT_loops, FACT_loop_analyses}) set_fact_builder(fact, {});
         FlowFixture::TearDown();
     }
 };
@@ -31,7 +31,8 @@ TEST_F(Facts, EditsLoseWhatTheTableSaysAndAllThatIsBuiltFromIt) {
     lose_facts(EDIT_TREES);
     EXPECT_TRUE(fact_is_valid(FACT_dfn) && fact_is_valid(FACT_dominators) &&
                 fact_is_valid(FACT_call_effects));
-    EXPECT_FALSE(fact_is_valid(FACT_live) || fact_is_valid(FACT_loops) || fact_is_valid(FACT_ssa));
+    EXPECT_TRUE(fact_is_valid(FACT_loops));
+    EXPECT_FALSE(fact_is_valid(FACT_live) || fact_is_valid(FACT_loop_analyses) || fact_is_valid(FACT_ssa));
     fact_state.valid = ALL_FACTS;
     lose_facts(EDIT_EDGES);
     EXPECT_EQ(fact_state.valid, facts_of(FACT_candidates, FACT_points_to, FACT_call_effects));
@@ -51,15 +52,15 @@ std::string built;
 
 TEST_F(Facts, WhatIsMissingIsBuiltAfterWhatItIsBuiltFrom) {
     built.clear();
-    set_fact_builder(FACT_dominators, {[] { built += "dominators "; }, nullptr, nullptr});
+    set_fact_builder(FACT_loop_analyses, {[] { built += "analyses "; }, nullptr, nullptr});
     set_fact_builder(FACT_loops, {[] { built += "loops "; }, nullptr, nullptr});
     lose_facts(EDIT_BLOCKS);
-    build_facts(facts_of(FACT_loops));
-    EXPECT_EQ(built, "dominators loops ");
+    build_facts(facts_of(FACT_loop_analyses));
+    EXPECT_EQ(built, "loops analyses ");
     EXPECT_TRUE(fact_is_valid(FACT_dfn)) << "numbers come first";
-    build_facts(facts_of(FACT_loops, FACT_dominators));
-    EXPECT_EQ(built, "dominators loops ") << "what is valid stays";
-    EXPECT_THROW(build_facts(facts_of(FACT_post_dominators)), FatalExit) << "nothing builds it";
+    build_facts(facts_of(FACT_loops, FACT_loop_analyses));
+    EXPECT_EQ(built, "loops analyses ") << "what is valid stays";
+    EXPECT_THROW(build_facts(facts_of(FACT_ssa)), FatalExit) << "nothing builds it";
 }
 
 TEST_F(Facts, AnEditThatWasNotReportedIsSeen) {

@@ -9,9 +9,9 @@
 #include <string>
 #include <utility>
 
-#include "driver/call_points.h"
 #include "driver/pass_1_5.h"
 #include "driver/pipeline.h"
+#include "support/call_points.h"
 
 namespace pelorus {
 
