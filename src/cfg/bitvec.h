@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "memory/zone.h"
@@ -78,6 +79,20 @@ inline void bv_set_tail(bitvec* v) {
     if (v->n_bits % 32) v->words[v->n_words - 1] |= ~bv_below(v->n_bits);
 }
 
+// --- Tables ---
+
+// Vectors of one size, all in one block of the heap: for whoever needs one a block of the graph, which takes
+// the square of the number of blocks in bits and so should go as soon as it is not needed. None of them is
+// grown or freed by itself.
+struct BITVEC_TABLE {
+    bitvec* sets = nullptr; // the start of the block
+    uint32_t count = 0;     // of the sets
+};
+
+// What the table was before is overwritten.
+void bv_make_table(BITVEC_TABLE* table, uint32_t sets, uint32_t n_bits, bool fill);
+void bv_free_table(BITVEC_TABLE* table);
+
 // --- Single members and ranges ---
 
 // Adds member i; grows v to i + 1 members when it is smaller. BV_NONE is reported and not added.
@@ -105,6 +120,16 @@ inline uint32_t bv_next(const bitvec* v, uint32_t from) {
     if (!word) return BV_NONE;
     uint32_t member = at * 32 + uint32_t(__builtin_ctz(word));
     return member < v->n_bits ? member : BV_NONE;
+}
+
+// The greatest member that is below `end`, BV_NONE when there is none.
+inline uint32_t bv_previous(const bitvec* v, uint32_t end) {
+    if (end > v->n_bits) end = v->n_bits;
+    if (end == 0) return BV_NONE;
+    uint32_t at = (end - 1) / 32;
+    uint32_t word = v->words[at] & ~bv_above(end - 1);
+    while (!word && at > 0) word = v->words[--at];
+    return word ? at * 32 + 31 - uint32_t(__builtin_clz(word)) : BV_NONE;
 }
 
 // Clears the members lo .. hi. Nothing when lo > hi or hi is BV_NONE; a v that ends before hi is grown to hi
@@ -216,12 +241,10 @@ inline bool bv_cmp_cpy(bitvec* dst, bitvec* src) {
     }
     bv_clear_tail(dst);
     bv_clear_tail(src);
-    uint32_t differences = 0;
-    for (uint32_t at = 0; at < src->n_words; at++) {
-        differences |= dst->words[at] ^ src->words[at];
-        dst->words[at] = src->words[at];
-    }
-    return differences != 0;
+    const size_t bytes = src->n_words * sizeof(uint32_t);
+    if (!bytes || !memcmp(dst->words, src->words, bytes)) return false;
+    memcpy(dst->words, src->words, bytes);
+    return true;
 }
 
 } // namespace pelorus

@@ -348,6 +348,32 @@ TEST_F(Bitvec, LocalVectorsGoWithTheFunction) {
     EXPECT_EQ(capture.text(), message);
 }
 
+TEST_F(Bitvec, SearchesGoOnFromAnyPlaceAndPassWhatIsNoMember) {
+    const MEMBERS all{0, 31, 32, 69};
+    const bitvec* v = make(70, all);
+    for (uint32_t place = 0; place <= 80; ++place) {
+        const auto above = all.lower_bound(place);
+        EXPECT_EQ(bv_next(v, place), above == all.end() ? BV_NONE : *above);
+        EXPECT_EQ(bv_previous(v, place), above == all.begin() ? BV_NONE : *std::prev(above));
+    }
+}
+
+TEST_F(Bitvec, ATableHasItsWordsTogetherAndItsVectorsApart) {
+    BITVEC_TABLE table;
+    bv_make_table(&table, 3, 40, true);
+    bv_clear_range(&table.sets[1], 0, 39);
+    bv_set(&table.sets[1], 39);
+    EXPECT_EQ(members(&table.sets[0]), from_to(0, 39));
+    EXPECT_EQ(members(&table.sets[1]), MEMBERS{39});
+    EXPECT_EQ(members(&table.sets[2]), from_to(0, 39));
+    bv_resize(&table.sets[2], 200);
+    EXPECT_EQ(reports, std::vector<std::string>{"Should not grow zoned bitvec"})
+        << "it has no storage of its own";
+    bv_free(&table.sets[2]);
+    bv_free_table(&table);
+    EXPECT_EQ(table.count, 0U);
+}
+
 TEST_F(Bitvec, DumpsItsMembers) {
     TraceCapture capture;
     bv_dump(make(70, {0, 31, 32, 69}));
