@@ -11,6 +11,9 @@
 // each direction, and BB::idom holds such a number.
 #pragma once
 
+#include <array>
+#include <vector>
+
 #include "cfg/bb.h"
 #include "cfg/facts.h"
 
@@ -24,14 +27,20 @@ constexpr int DIRECTIONS = 2;
 
 // --- The trees: FACT_dominators ---
 
+// In each direction the blocks by what BB::idom and BB::dfs_num call them, from 1; there is none at 0 and
+// beyond the last. They are numbered by `dfn` when the trees come from the sets.
+extern std::array<std::vector<BB*>, DIRECTIONS> dominator_vertex;
+
 // Fills BB::dfs_num and BB::idom of every block, in both directions; false for a graph that it refuses, whose
 // blocks then have no use of these. A graph of one block gets 1 in both directions.
 // Needs: dfn. Cost: the search upwards shortens no ways, so that the worst graphs take quadratic time.
 // Lengauer, Tarjan: A Fast Algorithm for Finding Dominators in a Flowgraph. TOPLAS 1 (1979).
 bool compute_dominators();
 
-// Builds FACT_dominators: the fast computation, or else the immediate dominators from the sets. In checking
-// builds, and with `--debug=verify`, the two are compared, and a difference ends the run.
+// Builds FACT_dominators: the fast computation, or else the immediate dominators from the sets, which are
+// valid then, too. In checking builds, and with `--debug=verify`, the two are compared, and a difference ends
+// the run.
+// Needs: dfn.
 void find_dominators();
 
 // The nearest dominator but the block itself; null for the entry.
@@ -46,16 +55,25 @@ FACT_RECORD computed_dominators();
 
 // --- The sets: FACT_dominator_sets ---
 
-// Computes the tables by iteration. They take the square of the number of blocks in bits, each.
+// Computes the tables by iteration. They take the square of the number of blocks in bits, each, until the
+// function is done. A block that no way from the entry reaches is dominated by all blocks, as one from which
+// no way leads to an exit is post-dominated by all.
 // Needs: dfn. Aho, Lam, Sethi, Ullman: Compilers, 2nd edition, section 9.6.1.
 void compute_dominator_sets();
 void compute_post_dominator_sets();
 // Both, which is the fact.
 void find_dominator_sets();
+// Gives back the memory of the tables, which hold no longer.
+void forget_dominator_sets();
 
 // Needs: dominator_sets. One look at a table.
 bool dominates(const BB* block, const BB* other);
 bool post_dominates(const BB* block, const BB* other);
+
+// The block with the greatest number among those that dominate this one and have smaller numbers, which is
+// the immediate dominator where blocks are numbered depth-first; NOT_REACHED when there is none.
+// Needs: dominator sets.
+BLOCK_NUMBER nearest_in_dominator_set(const BB* block);
 
 FACT_RECORD stored_dominator_sets();
 FACT_RECORD computed_dominator_sets();

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "cfg/candidate_fact.h"
+#include "cfg/dominators.h"
 #include "cfg/graph_edit.h"
 #include "cfg/live_variables.h"
 #include "cfg/loop.h"
@@ -62,6 +63,8 @@ std::array<FACT_BUILDER, FACT_COUNT> builders = [] {
     own[FACT_live] = {build_live_variables, stored_live_variables, computed_live_variables};
     own[FACT_live_faint] = {build_faintly_live_variables, stored_live_variables,
                             computed_faintly_live_variables};
+    own[FACT_dominators] = {find_dominators, stored_dominators, computed_dominators};
+    own[FACT_dominator_sets] = {find_dominator_sets, stored_dominator_sets, computed_dominator_sets};
     return own;
 }();
 
