@@ -1,7 +1,8 @@
 // Basic blocks: the records of the control-flow graph of the current function.
 //
 // Blocks are chained twice: by `all_link` in creation order, unreachable ones included, and by `dflink` in
-// depth-first order (the reverse postorder of a search from the entry). A block's last statement is its
+// depth-first order (the reverse postorder of a search from the entry), until the last passes make a layout
+// of it. A block's last statement is its
 // ending branch: IF, SWITCH, BRANCH, RETURN or URETURN; control never falls through. A LABEL leaf names its
 // target by a label record, whose index is the target's `dfn` after every renumbering.
 //

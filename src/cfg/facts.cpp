@@ -58,7 +58,8 @@ constexpr std::array<FACTS, EDIT_SETS> LOSSES = losses();
 // Those of this folder; the folders above add theirs.
 std::array<FACT_BUILDER, FACT_COUNT> builders = [] {
     std::array<FACT_BUILDER, FACT_COUNT> own{};
-    own[FACT_dfn] = {renumber_cfg, stored_block_numbers, computed_block_numbers};
+    own[FACT_numbers] = {renumber_cfg, stored_block_numbers, computed_block_numbers};
+    own[FACT_dfn] = {renumber_cfg, stored_block_order, computed_block_order};
     own[FACT_candidates] = {collect_candidates, stored_candidates, computed_candidates};
     own[FACT_live] = {build_live_variables, stored_live_variables, computed_live_variables};
     own[FACT_live_faint] = {build_faintly_live_variables, stored_live_variables,

@@ -28,7 +28,8 @@ template <class... T>
 constexpr FACTS facts_of(FACT fact, T... more) {
     return facts_of(fact) | facts_of(more...);
 }
-constexpr FACTS DFN_FACT = facts_of(FACT_dfn);
+constexpr FACTS NUMBERS_FACT = facts_of(FACT_numbers);
+constexpr FACTS DFN_FACT = NUMBERS_FACT | facts_of(FACT_dfn);
 constexpr FACTS CANDIDATES_FACT = facts_of(FACT_candidates);
 constexpr FACTS NO_FACTS = 0;
 constexpr FACTS ALL_FACTS = (FACTS{1} << FACT_COUNT) - 1;

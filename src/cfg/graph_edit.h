@@ -89,7 +89,7 @@ void order_successors(BB* block);
 
 // After edges were changed or blocks deleted: rebuilds preds, numbers, order and rdflinks, drops unreachable
 // blocks.
-// Needs: succs. Keeps: label leaves resolved. Builds: dfn.
+// Needs: succs. Keeps: label leaves resolved. Builds: numbers, dfn.
 void renumber_cfg();
 // Renumbers in the existing dflink order, without a search; sets the index of every label to its block's
 // number.
@@ -98,8 +98,10 @@ void relink_blocks();
 void number_depth_first();
 void find_predecessors();
 
-// The fact "block numbers" as it is, and as it would be if it were built now.
+// The facts "block numbers" and "depth-first order" as they are, and as they would be if they were built now.
 FACT_RECORD stored_block_numbers();
 FACT_RECORD computed_block_numbers();
+FACT_RECORD stored_block_order();
+FACT_RECORD computed_block_order();
 
 } // namespace pelorus

@@ -102,6 +102,7 @@ void find_predecessors() {
         for (BB_LIST* cell = block->succs; cell; cell = cell->next) add_predecessor(block, cell);
     });
     drop_unreachable_blocks();
+    fact_was_built(FACT_numbers);
     fact_was_built(FACT_dfn);
 }
 
@@ -116,7 +117,7 @@ void renumber_cfg() {
     find_predecessors();
 }
 
-// --- The fact ---
+// --- The facts ---
 
 namespace {
 
@@ -140,7 +141,7 @@ FACT_RECORD stored_block_numbers() {
     return block_record(std::move(blocks), numbers);
 }
 
-// Which order of several that a search may give is the chain's does not count.
+// Which order the chain has does not count.
 FACT_RECORD computed_block_numbers() {
     std::vector<uint64_t> blocks;
     std::vector<uint64_t> numbers;
@@ -155,6 +156,20 @@ FACT_RECORD computed_block_numbers() {
             if (seen.insert(cell->block).second) waiting.push_back(cell->block);
     }
     return block_record(std::move(blocks), numbers);
+}
+
+// How many blocks stand behind one of their predecessors; the order is good when all but the entry do.
+FACT_RECORD stored_block_order() { return {static_cast<uint64_t>(flow_graph.bb_count - 1)}; }
+
+// Which order of several that a search may give is the chain's does not count.
+FACT_RECORD computed_block_order() {
+    uint64_t behind = 0;
+    for (const BB* block = flow_graph.bb_list->dflink; block; block = block->dflink) {
+        const BB_LIST* cell = block->preds;
+        while (cell && cell->block->dfn >= block->dfn) cell = cell->next;
+        behind += cell != nullptr;
+    }
+    return {behind};
 }
 
 void relink_blocks() {

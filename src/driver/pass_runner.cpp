@@ -62,7 +62,7 @@ bool is_left_out(const PASS& pass, const PLACE& place) {
 
 void dump_after(const PASS& pass, const PLACE& place) {
     const int32_t wanted = runner.dump_after;
-    if (!wanted || !fact_is_valid(FACT_dfn) || (wanted != 1 && wanted != skip_number(place))) return;
+    if (!wanted || !fact_is_valid(FACT_numbers) || (wanted != 1 && wanted != skip_number(place))) return;
     fprintf(debug_file(), "\n\t    ===== %s() after %s, %s\n", run.current_function_name,
             place_name(place).c_str(), pass.name);
     list_bb(flow_graph.bb_list, nullptr, debug_file());
@@ -91,7 +91,7 @@ void run_one(const PASS& pass, const PLACE& place) {
     if (verification_is_active())
         verify_after_pass({place_name(place), pass.name, changed, before & pass.keeps});
     dump_after(pass, place);
-    if (debug_level() > 1 && changed && fact_is_valid(FACT_dfn)) validate_cfg();
+    if (debug_level() > 1 && changed && fact_is_valid(FACT_numbers)) validate_cfg();
 }
 
 void run_row(const PASS& pass, const PLACE& place);

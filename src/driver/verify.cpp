@@ -161,7 +161,7 @@ std::vector<FOUND_FAULT> untrue_claims(const PASS_CLAIM& claim, bool changed) {
     return found;
 }
 
-bool is_checkable() { return !flow_graph.bb_list || fact_is_valid(FACT_dfn); }
+bool is_checkable() { return !flow_graph.bb_list || fact_is_valid(FACT_numbers); }
 
 } // namespace
 

@@ -26,7 +26,7 @@ protected:
 };
 
 TEST_F(Facts, EditsLoseWhatTheTableSaysAndAllThatIsBuiltFromIt) {
-    EXPECT_EQ(fact_state.valid, facts_of(FACT_dfn));
+    EXPECT_EQ(fact_state.valid, DFN_FACT);
     fact_state.valid = ALL_FACTS;
     lose_facts(EDIT_TREES);
     EXPECT_TRUE(fact_is_valid(FACT_dfn) && fact_is_valid(FACT_dominators) &&
@@ -66,12 +66,12 @@ TEST_F(Facts, WhatIsMissingIsBuiltAfterWhatItIsBuiltFrom) {
 TEST_F(Facts, AnEditThatWasNotReportedIsSeen) {
     EXPECT_EQ(find_stale_fact(), FACT_COUNT);
     std::swap(block_number(2)->dfn, block_number(3)->dfn);
-    EXPECT_EQ(find_stale_fact(), FACT_dfn);
+    EXPECT_EQ(find_stale_fact(), FACT_numbers);
     renumber_cfg();
     EXPECT_EQ(find_stale_fact(), FACT_COUNT);
     BB_LIST* const kept = flow_graph.bb_list->succs;
     flow_graph.bb_list->succs = nullptr; // nothing but the entry is left in reach
-    EXPECT_EQ(find_stale_fact(), FACT_dfn);
+    EXPECT_EQ(find_stale_fact(), FACT_numbers);
     flow_graph.bb_list->succs = kept;
 }
 

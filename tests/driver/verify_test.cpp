@@ -64,7 +64,7 @@ bool return_number() {
 }
 
 PASS row(const char* name, bool (*run)()) {
-    return {.name = name, .key = name, .run = run, .keeps = facts_of(FACT_dfn)};
+    return {.name = name, .key = name, .run = run, .keeps = DFN_FACT};
 }
 
 class Verify : public FlowFixture {

@@ -100,10 +100,14 @@ const char* state(const PASS& pass) {
     return is_built(pass) ? "built" : "**not built**";
 }
 
+// What others of the set are built from goes without saying.
 void print_facts(const char* title, FACTS facts) {
+    FACTS implied = NO_FACTS;
+    for (int fact = 0; fact < FACT_COUNT; ++fact)
+        if (facts >> fact & 1) implied |= fact_row(static_cast<FACT>(fact)).depends;
     const char* between = title;
     for (int fact = 0; fact < FACT_COUNT; ++fact) {
-        if (!(facts >> fact & 1)) continue;
+        if (!((facts & ~implied) >> fact & 1)) continue;
         printf("%s%s", between, fact_row(static_cast<FACT>(fact)).name);
         between = ", ";
     }
