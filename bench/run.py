@@ -10,6 +10,8 @@
   variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
   levels        ARM instructions that each example executes at levels 1 and 2, and at level 2 without the passes over assignments, against
                 level 0, counted as below, without mem2reg on our side; and the operations that icode-run counts for it
+  layout        jumps to blocks that do not follow, and ARM instructions, with and without loop rotation at level 2; llc-19 keeps the layout
+                in one column of instructions and makes its own in the other
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
                 through llc-19 -O2. A second table has our side without mem2reg.
@@ -268,10 +270,42 @@ class Bench:
         texts = [f"{statistics.geometric_mean(column):.3f}" for column in zip(*ratios)]
         print(f"| geometric mean | | {' | '.join(texts[:3])} | | {' | '.join(texts[3:])} |")
 
+    def layout(self, examples):
+        base = self.start_counting()
+        print("\nWhat loop rotation saves: jumps and instructions executed, level 2\n")
+        print("| example | jumps (thousands) | rotated | ratio | instructions, layout kept (thousands) | ratio | as llc lays out (thousands) | ratio |\n"
+              "|---|---|---|---|---|---|---|---|")
+        total = [[0, 0, 0], [0, 0, 0]]
+        for source in examples:
+            icode, _ = self.both_forms(source)
+            measured = []
+            for options in (["--disable=rotate_loops"], []):
+                run(self.tools / "pelorus", "-o2", *options, icode, self.folder / "level.opt")
+                run(self.tools / "icode-llvm", self.folder / "level.opt", "-o", self.folder / "level.ll")
+                measured.append((self.jumps(self.folder / "level.opt"),
+                                 self.executed(self.folder / "level.ll", None, "-disable-block-placement") - base,
+                                 self.executed(self.folder / "level.ll", None) - base))
+            self.print_layout(source.stem, *measured)
+            total = [[a + b for a, b in zip(*sides)] for sides in zip(total, measured)]
+        self.print_layout("all", *total)
+
+    @staticmethod
+    def print_layout(name, before, after):
+        jumps, kept, free = (f"{now / then:.3f}" for then, now in zip(before, after))
+        print(f"| {name} | {before[0] / 1e3:.0f} | {after[0] / 1e3:.0f} | {jumps} | {before[1] / 1e3:.0f} | {kept} | {before[2] / 1e3:.0f} | {free} |",
+              flush=True)
+
+    def statistics_of(self, icode):
+        return subprocess.run([self.tools / "icode-run", "--stats", icode], capture_output=True, text=True, check=True).stderr
+
+    def jumps(self, icode):
+        """How often the program jumps to a block that does not follow; tests are not counted."""
+        found = re.search(r"^ *(\d+)  BRANCH$", self.statistics_of(icode), re.M)
+        return int(found[1]) if found else 0
+
     def operations(self, icode):
         """What icode-run counts for the program."""
-        counted = subprocess.run([self.tools / "icode-run", "--stats", icode], capture_output=True, text=True, check=True).stderr
-        return int(re.search(r"^ *(\d+) .* all$", counted, re.M)[1])
+        return int(re.search(r"^ *(\d+) .* all$", self.statistics_of(icode), re.M)[1])
 
     def operators(self, icode):
         """Operators of each function's trees; leaves, assignments and what holds a statement together count nothing."""
@@ -331,13 +365,13 @@ class Bench:
         empty.write_text("int main(void) { return 0; }\n")
         return self.executed(self.both_forms(empty)[1], "mem2reg")
 
-    def executed(self, ir, passes):
-        """Instructions that a program executes; `passes` run over its IR before llc, None for none."""
+    def executed(self, ir, passes, *options):
+        """Instructions that a program executes; `passes` run over its IR before llc, None for none; the options are llc's."""
         stem = self.folder / "program"
         if passes:
             run("opt-19", f"-passes={passes}", ir, "-o", f"{stem}.bc")
             ir = f"{stem}.bc"
-        run("llc-19", "-O2", "-relocation-model=pic", "-filetype=obj", ir, "-o", f"{stem}.o")
+        run("llc-19", "-O2", *options, "-relocation-model=pic", "-filetype=obj", ir, "-o", f"{stem}.o")
         run("arm-linux-gnueabihf-gcc", "-static", f"{stem}.o", "-o", stem, "-lm")
         count = self.folder / "count"
         subprocess.run(["qemu-arm", "-plugin", f"file={self.counter},out={count}", stem], capture_output=True)
@@ -378,10 +412,10 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, variables, decisions, levels, expressions, interpreter, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, variables, decisions, levels, layout, expressions, interpreter, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "variables", "decisions", "levels", "expressions", "interpreter", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "variables", "decisions", "levels", "layout", "expressions", "interpreter", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -396,6 +430,8 @@ def main():
             bench.decisions(examples, arguments.against)
         if "levels" in wanted:
             bench.levels(examples)
+        if "layout" in wanted:
+            bench.layout(examples)
         if "expressions" in wanted:
             bench.expressions()
         if "interpreter" in wanted:

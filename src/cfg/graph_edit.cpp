@@ -239,6 +239,19 @@ void delete_block(BB* block) {
     lose_facts(EDIT_EDGES | EDIT_BLOCKS | EDIT_TREES);
 }
 
+void move_blocks(BB* first, BB* last, BB* behind) {
+    BB* const before = first->rdflink;
+    BB* const rest = last->dflink;
+    BB* const next = behind->dflink;
+    before->dflink = rest;
+    rest->rdflink = before;
+    behind->dflink = first;
+    first->rdflink = behind;
+    last->dflink = next;
+    (next ? next : flow_graph.bb_list)->rdflink = last;
+    lose_facts(EDIT_BLOCKS);
+}
+
 void drop_empty_blocks() {
     BB* entry = flow_graph.bb_list;
     BB* last = entry;

@@ -64,6 +64,10 @@ void absorb_successor(BB* block);
 // Empties a block without predecessors, and whatever it alone kept reachable.
 void delete_block(BB* block);
 
+// The run of blocks from first to last, without the entry, moves behind `behind`, which stands behind them.
+// Numbers are those of before until the next numbering.
+void move_blocks(BB* first, BB* last, BB* behind);
+
 // Unlinks the blocks that were emptied and numbers the others in their order.
 void drop_empty_blocks();
 
@@ -94,6 +98,9 @@ void renumber_cfg();
 // Renumbers in the existing dflink order, without a search; sets the index of every label to its block's
 // number.
 void relink_blocks();
+// The same from `first`, which is not the entry, up to `end`, which is not included; null for all behind.
+// Needs: rdflink, and the number of the block before.
+void number_blocks(BB* first, const BB* end);
 // The two halves of renumbering that build_cfg needs by themselves.
 void number_depth_first();
 void find_predecessors();

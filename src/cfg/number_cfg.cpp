@@ -172,10 +172,25 @@ FACT_RECORD computed_block_order() {
     return {behind};
 }
 
+namespace {
+
+void number_labels(const BB* block) {
+    for (LABEL_RECORD* label = block->labels; label; label = label->next) label->index = block->dfn;
+}
+
+} // namespace
+
+void number_blocks(BB* first, const BB* end) {
+    for (BB* block = first; block != end; block = block->dflink) {
+        block->dfn = static_cast<BLOCK_NUMBER>(block->rdflink->dfn + 1);
+        number_labels(block);
+    }
+}
+
 void relink_blocks() {
     bool leaves = false;
     number_chain([&](BB* block) {
-        for (LABEL_RECORD* label = block->labels; label; label = label->next) label->index = block->dfn;
+        number_labels(block);
         leaves |= !block->succs;
     });
     if (leaves) return;

@@ -16,6 +16,7 @@
 #include "driver/verify.h"
 #include "icode/function_writer.h"
 #include "ir/funinfo.h"
+#include "loops/layout.h"
 #include "scalar/assignments.h"
 #include "scalar/statements.h"
 #include "support/decision.h"
@@ -103,7 +104,7 @@ constexpr PASS OUTPUT[] = {
     {.name = "empty slot 1",  .key = "empty_slot",    .run = empty_slot, .keeps = ALL_FACTS, .why = "kept for a pass to come; returns at once"},
     {.name = "empty slot 2",  .key = "empty_slot",    .run = empty_slot, .keeps = ALL_FACTS, .why = "kept for a pass to come; returns at once"},
     {.name = "simpcfg (1)",   .key = "simpcfg",       .run = simplify_graph_late, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph a last time, merging equal ends of blocks, which hides them from other passes"},
-    {.name = "rotate_loops",  .key = "rotate_loops",  .why = "moves the top of each loop behind its end, so that the test comes last; the layout is final then"},
+    {.name = "rotate_loops",  .key = "rotate_loops",  .run = rotate_loops, .needs = DFN_FACT, .keeps = NUMBERS_FACT | CANDIDATES_FACT, .why = "moves the top of each loop behind its end, so that the test comes last; the layout is final then"},
     {.name = "unsimp_blocks", .key = "unsimp_blocks", .why = "undoes simplifications that only served the passes"},
     {.name = "write blocks",  .key = "output",        .need = NEED::NEEDED, .run = write_blocks, .why = "writes symbols and blocks"},
 };
