@@ -1,7 +1,7 @@
 // The sets of dominators and post-dominators by iteration; see dominators.h.
 //
-// Every set begins with all blocks, those of blocks without edges to come from with the block alone; then each
-// becomes what the sets of all neighbours have in common and the block itself, until nothing changes.
+// Every set begins with all blocks, those of blocks without edges to come from with the block alone; then
+// each becomes what the sets of all neighbours have in common and the block itself, until nothing changes.
 // Dominators are swept in the order of the chain and post-dominators against it, so that what was found for
 // the neighbours is mostly there: two sweeps do where no loop is irreducible. Each takes as many steps as
 // there are edges times the words of a set.
@@ -141,8 +141,8 @@ BLOCK_NUMBER nearest_in_dominator_set(const BB* block) {
 }
 
 // A hash for each set instead of its members, of which there may be too many to write down. Each member adds
-// its own number to it, so that a set that is another's and one block more has the other's hash and one number
-// more (dominator_check.cpp).
+// its own number to it, so that a set that is another's and one block more has the other's hash and one
+// number more (dominator_check.cpp).
 FACT_RECORD stored_dominator_sets() {
     FACT_RECORD record;
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink)

@@ -155,8 +155,8 @@ struct RANDOM_GRAPHS_SEEN {
     int refused = 0;
 };
 
-// Mostly structured downward edges with some back, so that many graphs have a good exit; the others have whatever
-// comes: several exits, none, blocks that nothing reaches, ways into loops past their heads.
+// Mostly structured downward edges with some back, so that many graphs have a good exit; the others have
+// whatever comes: several exits, none, blocks that nothing reaches, ways into loops past their heads.
 class RandomDominators : public Dominators {
 protected:
     int below(int limit) { return static_cast<int>(dice() % static_cast<unsigned>(limit)); }
