@@ -49,7 +49,8 @@ BB* immediate_dominator(const BB* block);
 // The same of post-dominators; null for the exit, and for every block when the graph was refused.
 BB* immediate_post_dominator(const BB* block);
 
-// The fact as it is, and as another computation finds it.
+// The fact as it is, and as another computation finds it, which needs numbers alone and stores nothing: for
+// each block of the chain the numbers of its immediate dominator and post-dominator, 0 for none.
 FACT_RECORD stored_dominators();
 FACT_RECORD computed_dominators();
 

@@ -1,6 +1,7 @@
 // The files of the run, and the ends of the run that abandon them; see files.h.
 #include "driver/files.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -67,18 +68,22 @@ bool is_same_file(const std::string& a, const std::string& b) {
     return !error && path == fs::weakly_canonical(fs::absolute(b, error), error) && !error;
 }
 
-} // namespace
-
-void refuse_shared_files() {
+std::array<NAMED_FILE, 4> files_of_run() {
     const bool to_standard = run.output_name == STANDARD_OUTPUT_NAME;
-    const NAMED_FILE files[] = {
+    return {{
         {"Input icode File", run.input_name},
         {"Output icode File", to_standard ? STANDARD_OUTPUT_PATH : run.output_name},
         {"Info File", run_files.info_wanted ? run_files.info_name : ""},
         {"Debug File", run_files.debug_name},
-    };
+    }};
+}
+
+} // namespace
+
+void refuse_shared_files() {
+    const std::array<NAMED_FILE, 4> files = files_of_run();
     for (const NAMED_FILE& file : files) {
-        for (const NAMED_FILE* other = files; other != &file; ++other) {
+        for (const NAMED_FILE* other = files.data(); other != &file; ++other) {
             if (file.name.empty() || other->name.empty() || !is_same_file(file.name, other->name)) continue;
             fprintf(stderr, "\n>> %s Is Also The %s : %s, Aborting\n", file.what, other->what,
                     file.name.c_str());
@@ -214,6 +219,23 @@ bool close_debug_stream() {
 
 } // namespace
 
+void write_side_file(const char* what, const std::string& name, const std::string& text) {
+    if (run_files.side_file_failed) return;
+    run_files.side_file_failed = true;
+    for (const NAMED_FILE& file : files_of_run())
+        if (!file.name.empty() && is_same_file(file.name, name)) {
+            fprintf(stderr, "\n>> %s Is Also The %s : %s\n", what, file.what, name.c_str());
+            return;
+        }
+    FILE* stream = fopen(name.c_str(), "w");
+    if (!stream) {
+        fprintf(stderr, "\n>> Cannot Open %s, %s : %s\n", what, strerror(errno), name.c_str());
+        return;
+    }
+    fputs(text.c_str(), stream);
+    run_files.side_file_failed = !close_text(stream, what, name);
+}
+
 bool close_icode_files() {
     close_reader();
     const bool complete =
@@ -239,7 +261,7 @@ bool close_text_files() {
     info("\n== END OF INFO OUTPUT==\n");
     const bool info_complete = close_text(trace_state.info_stream, "Info File", run_files.info_name);
     trace_state.info_output = false;
-    return debug_complete && info_complete;
+    return debug_complete && info_complete && !run_files.side_file_failed;
 }
 
 void (*end_process)(int status) = exit;

@@ -18,6 +18,7 @@ struct RUN_FILES {
     bool info_name_derived = false; // from the input's name
     std::string info_name;          // of the information file; valid when it is wanted
     std::string debug_name;         // "" while no debug file is wanted
+    bool side_file_failed = false;  // one could not be written
 };
 extern RUN_FILES run_files;
 
@@ -62,6 +63,10 @@ void open_debug_file(bool abort_on_failure);
 // Opens the output and writes the header. Needs: the reader, the current type package.
 void open_output_file();
 
+// Writes a file that stands beside the output. When that fails, or the file is one of those that the run
+// reads or writes, a message says so, the run goes on and fails at its end, and no further one is written.
+void write_side_file(const char* what, const std::string& name, const std::string& text);
+
 // Closes input and output. False, after a message, when the output could not be written in full; it is
 // removed then.
 bool close_icode_files();
@@ -69,8 +74,8 @@ bool close_icode_files();
 void remove_output();
 // Closes input and output and removes the output, which is not complete.
 void abandon_icode_files();
-// Ends the debug and information output with their last lines. False, after a message, when one of them could
-// not be written in full.
+// Ends the debug and information output with their last lines. False, after a message, when one of them, or a
+// file beside the output, could not be written in full.
 bool close_text_files();
 
 // The end of the run after a message about the input, an option or a file: abandons input and output and ends

@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "cfg/bb.h"
+#include "driver/graph_files.h"
 #include "driver/verify.h"
 #include "ir/funinfo.h"
 #include "support/decision.h"
@@ -136,7 +137,10 @@ bool is_built(const PASS& pass) {
 
 void run_passes(const PASS_LIST& list) {
     int number = 0;
-    for (const PASS& pass : list.passes) run_row(pass, {list, ++number, nullptr});
+    for (const PASS& pass : list.passes) {
+        run_row(pass, {list, ++number, nullptr});
+        if (!list.title) draw_graph_after(number, pass.name);
+    }
 }
 
 std::vector<std::string> pass_keys(std::span<const PASS> passes) {

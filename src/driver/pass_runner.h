@@ -24,8 +24,8 @@ struct PASS_LIST {
 //   3. when it changed the function, what its row does not keep is forgotten;
 //   4. graph and statements are checked, where checks are wanted (verify.h), and in checking builds the row's
 //      promises: that nothing changed when it says so, and that what is still called valid is true;
-//   5. with "debug:dump_after" the blocks are listed, and at trace level 2 the graph that the pass changed is
-//      validated and listed.
+//   5. with "debug:dump_after" the blocks are listed, at trace level 2 the graph that the pass changed is
+//      validated and listed, and after a step a picture of the graph is written if "--graph" asks for it.
 void run_passes(const PASS_LIST& list);
 
 // The numbers that `--skip_step` takes for the rows: 18 for a step, 1803 for its third member.

@@ -12,6 +12,7 @@
 #include "cfg/simplify.h"
 #include "cfg/tail_recursion.h"
 #include "driver/files.h"
+#include "driver/graph_files.h"
 #include "driver/options/option_sets.h"
 #include "driver/verify.h"
 #include "icode/function_writer.h"
@@ -41,8 +42,11 @@ bool write_begin() {
     return false;
 }
 
+void draw_layout();
+
 // Writing takes the trees apart.
 bool write_blocks() {
+    draw_layout();
     end_function_verification();
     write_function_blocks(*run_files.writer);
     return true;
@@ -137,6 +141,13 @@ constexpr PASS STEPS[] = {
 };
 // clang-format on
 static_assert(std::size(STEPS) == 24);
+
+// The step that writes has its picture made before it takes the function apart.
+void draw_layout() {
+    constexpr int OUTPUT_STEP = 23;
+    static_assert(STEPS[OUTPUT_STEP - 1].members.data() == OUTPUT);
+    draw_graph_after(OUTPUT_STEP, STEPS[OUTPUT_STEP - 1].name);
+}
 
 // --- What must stand before what ---
 

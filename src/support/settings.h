@@ -59,7 +59,7 @@ struct SETTINGS {
     int32_t print_debug = 0;           // 1: the trace is wanted on the standard error stream
     int32_t instrument = 0;            // 1: main is instrumented
     int32_t advice_topics = 0;         // one bit a topic of optimization advice
-    int32_t graph_dumps = 0;           // one bit a pipeline step after which the block graph is dumped
+    int32_t graph_dumps = 0;           // one bit a pipeline step after which the graph is drawn
     std::bitset<2500> skipped_steps{}; // by number: pipeline steps, and members of groups (1803: 18.3)
     int32_t trace_details = 0;         // 1: passes add their tables to the trace
 
