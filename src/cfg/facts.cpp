@@ -66,6 +66,7 @@ std::array<FACT_BUILDER, FACT_COUNT> builders = [] {
                             computed_faintly_live_variables};
     own[FACT_dominators] = {find_dominators, stored_dominators, computed_dominators};
     own[FACT_dominator_sets] = {find_dominator_sets, stored_dominator_sets, computed_dominator_sets};
+    own[FACT_loops] = {nullptr, stored_loops, computed_loops}; // made by a pass, since the graph changes
     return own;
 }();
 

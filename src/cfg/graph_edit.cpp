@@ -1,6 +1,7 @@
 // Changes of the graph that keep edges, labels and statements in step; see graph_edit.h.
 #include "cfg/graph_edit.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "cfg/statement_edit.h"
@@ -204,6 +205,48 @@ BB* insert_block(BB* before, STMT* stmts, STMT* last) {
     label_of(block);
     blocks_changed();
     return block;
+}
+
+namespace {
+
+BB* insert_jump(BB* before, BB* target) {
+    STMT* cell = new_stmt(new_branch(target), target->stmts->position, nullptr);
+    BB* block = insert_block(before, cell, cell);
+    push_successor(block, target);
+    add_predecessor(block, block->succs);
+    return block;
+}
+
+} // namespace
+
+BB* insert_jump_in_front(BB* target) {
+    BB* block = insert_jump(target->rdflink, target);
+    block->dfn = target->dfn;
+    return block;
+}
+
+BB* insert_jump_behind(BB* before, BB* target) {
+    BB* block = insert_jump(before, target);
+    number_last(block);
+    return block;
+}
+
+void number_last(BB* block) { block->dfn = static_cast<BLOCK_NUMBER>(++flow_graph.bb_count); }
+
+void sort_successors(BB* block) {
+    if (!has_several(block->succs)) return;
+    std::vector<BB_LIST*> cells;
+    for (BB_LIST* cell = block->succs; cell; cell = cell->next) cells.push_back(cell);
+    std::stable_sort(cells.begin(), cells.end(),
+                     [](const BB_LIST* a, const BB_LIST* b) { return a->block->dfn > b->block->dfn; });
+    BB_LIST** place = &block->succs;
+    BB_LIST* before = nullptr;
+    for (BB_LIST* cell : cells) {
+        cell->previous = before;
+        *place = before = cell;
+        place = &cell->next;
+    }
+    *place = nullptr;
 }
 
 void absorb_successor(BB* block) {

@@ -57,6 +57,30 @@ bool has_room_for_block();
 // Needs: has_room_for_block().
 BB* insert_block(BB* before, STMT* stmts, STMT* last);
 
+// A block that only branches to `target`, with that edge, and the position of the target's first statement:
+// in front of the target in the chain, with its number until the next numbering.
+// Needs: has_room_for_block(); a target other than the entry.
+BB* insert_jump_in_front(BB* target);
+// The same behind `before`, with a number above all others.
+BB* insert_jump_behind(BB* before, BB* target);
+// Gives a block a number above all others until the next numbering.
+void number_last(BB* block);
+
+// Every label of the block's ending branch that names a successor s names lead(s) from now on, a block that
+// may be s itself; the edges follow. Linear in the labels and successors.
+template <class F>
+void redirect_branch(BB* block, F lead) {
+    for_each_label(ending_tree(block), [&](NODE* leaf) {
+        BB* const old_target = target_of(leaf);
+        if (BB* const target = lead(old_target); target != old_target) set_target(leaf, label_of(target));
+    });
+    recompute_successors(block);
+}
+
+// Puts the successors of a block in the order of their numbers, highest first, so that a depth-first search
+// gives them the same order again.
+void sort_successors(BB* block);
+
 // The block takes over the statements and the edges of its only successor, which has no other predecessor and
 // is then empty.
 void absorb_successor(BB* block);

@@ -23,6 +23,7 @@
 #include <type_traits>
 
 #include "cfg/bb.h"
+#include "cfg/facts.h"
 
 namespace pelorus {
 
@@ -61,6 +62,7 @@ struct INDUCTION {
 enum LOOP_FLAG : uint32_t {
     LOOP_EARLY_EXIT = 0x01,         // structure: a block other than the tail leaves the loop
     LOOP_NOT_AFFINE = 0x02,         // analysis: its trip count is no linear function of what it starts with
+    LOOP_MAY_BE_ENDLESS = 0x100,    // analysis: `trips` holds if the loop ends at all
     LOOP_NON_ALIASED = 0x04,        // clone marks: this copy may take it that
     LOOP_ALIGNED = 0x08,            //   its accesses do not overlap, or that they are aligned;
     LOOP_CONSERVATIVE_CLONE = 0x10, //   this copy takes nothing for granted, or is the one that does;
@@ -77,6 +79,7 @@ struct LOOP_PRAGMAS {
     uint32_t probable_minimum; // PROB_ITERATE
     uint32_t probable_maximum; //
     uint32_t unroll;           // UNROLL: wanted copies of the body; 1: leave it
+    bool before_guard;         // they stood in front of a test that the preheader is behind
 };
 
 constexpr int16_t NO_LEVEL_YET = 42;      // not a level that a small nest has, so that it shows in a dump
@@ -115,9 +118,9 @@ struct LOOPREC {
 
     // --- Trips: FACT_loop_analyses. How often the tail is run each time the loop is entered, when no early
     //     exit is taken. ---
-    NODE* trips;         // exact, a tree of the counter's unsigned type that can be evaluated at the end of
-                         //   the preheader; null when not known. It wraps as that type does: 0 may stand for
-                         //   all its values, where a loop may take that many
+    NODE* trips; // exact, a tree of the counter's width, to be read without sign, that can be
+                 //   evaluated at the end of the preheader; null when not known. It wraps: 0 may stand
+                 //   for as many trips as there are values
     int16_t trip_factor; // the trips are a multiple of this
     uint64_t trips_min;  // at least; certain, as all of these
     uint64_t trips_max;  // at most; UINT64_MAX: not known
@@ -142,6 +145,9 @@ LOOPREC* copy_loop(const LOOPREC* pattern, int16_t number, BB* head, BB* tail);
 LOOPREC* root_loop();
 // What blocks say of loops means nothing without the hierarchy, so that nobody compares stale pointers.
 void forget_loops();
+// The fact as it is, and as another way finds it: for each block the header of its innermost loop.
+FACT_RECORD stored_loops();
+FACT_RECORD computed_loops();
 
 // Calls visit(loop) for the loop and all inside it: outer loops first, or last.
 template <class F>
