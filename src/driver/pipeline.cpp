@@ -17,6 +17,7 @@
 #include "driver/verify.h"
 #include "icode/function_writer.h"
 #include "ir/funinfo.h"
+#include "loops/hierarchy.h"
 #include "loops/layout.h"
 #include "scalar/assignments.h"
 #include "scalar/statements.h"
@@ -83,6 +84,11 @@ constexpr PASS SSA_PROMOTION[] = {
     {.name = "deconstruct_SSA_form",  .key = "construct_SSA_form", .why = "as before"},
 };
 
+constexpr PASS DD_GROUP[] = {
+    {.name = "build_loop_hierarchy (1, 0, 1)", .key = "build_loop_hierarchy", .gate = GATE::LEVEL_2, .run = prepare_loops, .needs = DFN_FACT, .keeps = LOOP_FACTS, .why = "dominators, loops and what controls them; tests move to the ends of loops. With flags, since loops are to be changed, and with a last rebuild, since those who change them ask for dominators"},
+    {.name = "dependence transformations",     .key = "do_dd_optimizations", .why = "interchange, unrolling and the like, by the dependences between accesses"},
+};
+
 constexpr PASS GLOBAL_GROUP[] = {
     {.name = "copyprop (1)",        .key = "copyprop",            .gate = GATE::SEVERAL_BLOCKS, .why = "propagates copies and constants over joins, before expressions are compared"},
     {.name = "annotate_cfg",        .key = "gcse",                .gate = GATE::SEVERAL_BLOCKS, .why = "numbers expressions by value, for gcse"},
@@ -128,7 +134,7 @@ constexpr PASS STEPS[] = {
     {.name = "SSA promotion",            .key = "SSA_promotion", .gate = GATE::LEVEL_2, .why = "promotes variables to registers in static single assignment form, in two rounds", .members = SSA_PROMOTION},
     {.name = "expand_bitfields",         .key = "expand_bitfields", .why = "makes shifts and masks of bit-field accesses, which the next step simplifies"},
     {.name = "fast_CP (0, 1)",           .key = "fast_CP", .run = drop_dead_assignments, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "combines assignments and removes dead ones"},
-    {.name = "do_dd_optimizations",      .key = "do_dd_optimizations", .why = "transforms loops by their dependences; decides by itself"},
+    {.name = "do_dd_optimizations",      .key = "do_dd_optimizations", .why = "transforms loops by their dependences; decides by itself", .members = DD_GROUP},
     {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph that the loop passes left"},
     {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies_and_delay, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "propagates copies and constants, removes dead assignments; from level 2 on delays those that only some ways need"},
     {.name = "global group",             .key = "global_group", .gate = GATE::LEVEL_2, .why = "redundancies over the whole function, and what follows from their removal", .members = GLOBAL_GROUP},

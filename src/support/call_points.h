@@ -1,4 +1,4 @@
-// The places outside the pipeline where something that is not built yet will be called.
+// The places outside the tables of passes where something that is not built yet will be called.
 //
 // A call point does nothing but say on the trace that its step is missing. docs/passes.md lists them all.
 #pragma once
@@ -15,6 +15,9 @@ enum class CALL_POINT : uint8_t {
     PARTIAL_EVALUATION,
     PARTIAL_EVALUATION_STATISTICS,
     INLINED_REFERENCES,
+    POINTS_TO,
+    SCALAR_MEMORY_REFERENCES,
+    VALUE_PROPAGATION,
 };
 
 struct CALL_POINT_ROW {

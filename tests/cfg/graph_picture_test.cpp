@@ -92,7 +92,7 @@ TEST_F(GraphPicture, PutsLoopsInsideEachOtherWithTheirFacts) {
     LOOPREC* outer = loop_of(1, root, 2, 4, {2, 4});
     LOOPREC* inner = loop_of(2, outer, 3, 3, {3});
     outer->flags = LOOP_EARLY_EXIT;
-    outer->pragmas = {1, 8, 2, 0, 0, 4};
+    outer->pragmas = {1, 8, 2, 0, 0, 4, false};
     inner->preheader = block_number(2);
     inner->LCV = variable("x");
     inner->LCV_last = new_icon(types.int_type(), int96_signed(7));
