@@ -120,14 +120,13 @@ bitvec* bv_assign(bitvec* dst, bitvec* src) {
     return dst;
 }
 
-void bv_make_table(BITVEC_TABLE* table, uint32_t sets, uint32_t n_bits, bool fill) {
+void bv_make_table(BITVEC_TABLE* table, uint32_t sets, uint32_t n_bits) {
     const uint32_t words = bv_words(n_bits);
     const size_t all_words = size_t(sets) * words;
     table->sets =
         static_cast<bitvec*>(heap_block("ZALLOC", sets * sizeof(bitvec) + all_words * sizeof(uint32_t)));
     table->count = sets;
     auto* storage = reinterpret_cast<uint32_t*>(table->sets + sets);
-    memset(storage, fill ? 0xFF : 0, all_words * sizeof(uint32_t));
     for (uint32_t i = 0; i < sets; i++)
         table->sets[i] = bitvec{n_bits, words, words, &function_zone, storage + size_t(i) * words};
 }

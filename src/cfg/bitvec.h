@@ -89,11 +89,17 @@ struct BITVEC_TABLE {
     uint32_t count = 0;     // of the sets
 };
 
-// What the table was before is overwritten.
-void bv_make_table(BITVEC_TABLE* table, uint32_t sets, uint32_t n_bits, bool fill);
+// What the table was before is overwritten. The members of the vectors are anything: `bv_fill` defines those
+// of one, so that memory which is never used costs nothing.
+void bv_make_table(BITVEC_TABLE* table, uint32_t sets, uint32_t n_bits);
 void bv_free_table(BITVEC_TABLE* table);
 
 // --- Single members and ranges ---
+
+// All members with `ones`, none without.
+inline void bv_fill(bitvec* v, bool ones) {
+    if (v->n_words) memset(v->words, ones ? 0xFF : 0, v->n_words * sizeof(uint32_t));
+}
 
 // Adds member i; grows v to i + 1 members when it is smaller. BV_NONE is reported and not added.
 inline void bv_set(bitvec* v, uint32_t i) {

@@ -67,23 +67,27 @@ size_t meeting_place(const CHECK_TREE& tree, size_t a, size_t b) {
     return a;
 }
 
-// A root may have predecessors: they do not count, and its dominator stays the place above all.
-size_t new_dominator(CHECK_TREE& tree, size_t place) {
-    size_t found = SEEN;
+// The ways from the places furthest from the root come first, so that where many lie on one way it is not
+// gone for each of them.
+size_t new_dominator(CHECK_TREE& tree, size_t place, std::vector<size_t>& starts) {
+    starts.clear();
     for (const BB_LIST* edge = tree.backward(tree.order[place]); edge; edge = edge->next) {
         const size_t from = tree.place_of(edge->block);
-        if (!from || tree.idom[from] == SEEN) continue;
-        found = found == SEEN ? from : meeting_place(tree, found, from);
+        if (from && tree.idom[from] != SEEN) starts.push_back(from);
     }
+    std::sort(starts.rbegin(), starts.rend());
+    size_t found = starts.front(); // the search came from one of them
+    for (const size_t start : starts) found = meeting_place(tree, found, start);
     return found;
 }
 
 void settle_tree(CHECK_TREE& tree) {
+    std::vector<size_t> starts;
     for (bool changed = true; changed;) {
         changed = false;
         for (size_t place = 1; place < tree.order.size(); ++place) {
-            if (!tree.idom[place]) continue;
-            const size_t found = new_dominator(tree, place);
+            if (!tree.idom[place]) continue; // a root: edges to it do not count
+            const size_t found = new_dominator(tree, place, starts);
             changed |= found != tree.idom[place];
             tree.idom[place] = found;
         }

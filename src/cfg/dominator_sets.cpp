@@ -39,10 +39,9 @@ void start_sets(DIRECTION direction) {
     const uint32_t members = static_cast<uint32_t>(flow_graph.bb_count) + 1;
     at_local_release(forget_dominator_sets);
     bv_free_table(&dominance[direction]);
-    bv_make_table(&dominance[direction], members, members, true);
+    bv_make_table(&dominance[direction], members, members);
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink) {
-        if (edges_from(direction, block)) continue;
-        bv_clear_range(set_in(direction, block), 0, members - 1);
+        bv_fill(set_in(direction, block), edges_from(direction, block) != nullptr);
         bv_set(set_in(direction, block), member_of(block));
     }
 }

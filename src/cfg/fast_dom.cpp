@@ -12,10 +12,10 @@
 //      of the block that step 2 noted.
 //
 // EVAL leaves the forest as it is: there is no path compression, so it takes time in proportion to the way
-// up, and a tree that is one long path with jumps into its middle (a switch whose cases fall through) takes
-// quadratic time. The graphs of programs are bushy and their ways short; bench/README.md has figures. The
-// buckets are bit vectors, one a block, so memory is quadratic, too: 1 MB for 3,000 blocks, 134 MB for the
-// most that a function can have, given back at the end.
+// up, and graphs in which many such ways are long take quadratic time: a deep nest of loops, whose tails lead
+// up through all the loops inside, or a ladder. Nests of people's programs are a few deep; bench/README.md
+// has figures. The buckets are bit vectors, one a block, so memory is quadratic, too: 1 MB for 3,000 blocks,
+// 134 MB for the most that a function can have, given back at the end, and untouched where there is none.
 //
 // Lengauer, Tarjan: A Fast Algorithm for Finding Dominators in a Flowgraph. TOPLAS 1 (1979).
 #include "cfg/dominators.h"
@@ -42,11 +42,12 @@ struct DOM_VERTEX {
 struct FAST_DOM {
     DIRECTION direction;
     int16_t blocks;                 // in the chain
+    BITVEC_TABLE& buckets;          // by depth-first number
+    std::vector<DOM_VERTEX> work{}; // the same
+    std::vector<bool> has_bucket{}; // the same: whether its bucket has members; its bits mean nothing before
     int16_t numbered = 0;           // by the search
-    std::vector<DOM_VERTEX> work{}; // by depth-first number
-    BITVEC_TABLE buckets{};         // the same
-    std::vector<const BB_LIST*>
-        path{}; // of the search: the edges that are left of each block on the way down
+    // The edges that the search has not followed yet, of each block on its way down.
+    std::vector<const BB_LIST*> path{};
 
     std::vector<BB*>& vertex() const { return dominator_vertex[direction]; }
     BB* block(int16_t number) const { return vertex()[static_cast<size_t>(number)]; }
@@ -141,7 +142,16 @@ int16_t EVAL(FAST_DOM& dom, int16_t v) {
     return start.label = best;
 }
 
+void put_in_bucket(FAST_DOM& dom, int16_t semi, int16_t w) {
+    const auto slot = static_cast<size_t>(semi);
+    bitvec* bucket = &dom.buckets.sets[slot];
+    if (!dom.has_bucket[slot]) bv_fill(bucket, false);
+    dom.has_bucket[slot] = true;
+    bv_set(bucket, static_cast<uint32_t>(w));
+}
+
 void note_dominators_of_bucket(FAST_DOM& dom, int16_t parent) {
+    if (!dom.has_bucket[static_cast<size_t>(parent)]) return;
     const bitvec* bucket = &dom.buckets.sets[parent];
     for (uint32_t member = bv_next(bucket, 1); member != BV_NONE; member = bv_next(bucket, member + 1)) {
         const auto v = static_cast<int16_t>(member);
@@ -160,7 +170,7 @@ void find_semidominators(FAST_DOM& dom) {
             const int16_t u = EVAL(dom, dom.number_of(edge->block));
             if (dom.at(u).semi < at.semi) at.semi = dom.at(u).semi;
         }
-        bv_set(&dom.buckets.sets[at.semi], static_cast<uint32_t>(w));
+        put_in_bucket(dom, at.semi, w);
         at.ancestor = at.dfs_parent;
         if (at.dfs_parent == w - 1) note_dominators_of_bucket(dom, at.dfs_parent);
     }
@@ -184,26 +194,35 @@ int16_t guessed_dominator(FAST_DOM& dom, int16_t w) {
 }
 
 void settle_dominators(FAST_DOM& dom) {
-    for (int16_t w = 2; w <= dom.blocks; ++w) {
+    for (int32_t number = 2; number <= dom.blocks; ++number) { // the last may be the greatest of 16 bits
+        const auto w = static_cast<int16_t>(number);
         int16_t& idom = dom.block(w)->idom[dom.direction];
         if (!idom) idom = guessed_dominator(dom, w);
         if (idom != dom.at(w).semi) idom = dom.block(idom)->idom[dom.direction];
     }
 }
 
-bool find_in_direction(DIRECTION direction, int16_t blocks) {
-    FAST_DOM dom{direction, blocks};
-    const auto slots = static_cast<uint32_t>(blocks) + 2;
-    dom.work.resize(slots);
+bool find_in_direction(DIRECTION direction, int16_t blocks, BITVEC_TABLE& buckets) {
+    FAST_DOM dom{direction, blocks, buckets};
+    dom.work.resize(buckets.count);
+    dom.has_bucket.resize(buckets.count);
     if (!number_blocks(dom) || !all_are_numbered(dom)) {
         trace("Compute_dominators returning FALSE.  %s\n", "Initialization failed.");
         return false;
     }
-    bv_make_table(&dom.buckets, slots, slots, false);
     find_semidominators(dom);
     settle_dominators(dom);
-    bv_free_table(&dom.buckets);
     return true;
+}
+
+bool find_in_both_directions(int16_t blocks) {
+    BITVEC_TABLE buckets;
+    const auto slots = static_cast<uint32_t>(blocks) + 2;
+    bv_make_table(&buckets, slots, slots);
+    const bool found =
+        find_in_direction(FORWARD, blocks, buckets) && find_in_direction(REVERSE, blocks, buckets);
+    bv_free_table(&buckets);
+    return found;
 }
 
 // --- The whole ---
@@ -239,7 +258,7 @@ bool compute_dominators() {
         settle_single_block(flow_graph.bb_list);
         return true;
     }
-    return !is_refused() && find_in_direction(FORWARD, blocks) && find_in_direction(REVERSE, blocks);
+    return !is_refused() && find_in_both_directions(blocks);
 }
 
 } // namespace pelorus
