@@ -10,8 +10,8 @@
   variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
   levels        ARM instructions that each example executes at levels 1 and 2, and at level 2 without the passes over assignments, against
                 level 0, counted as below, without mem2reg on our side; and the operations that icode-run counts for it
-  layout        jumps to blocks that do not follow, and ARM instructions, with and without loop rotation at level 2; llc-19 keeps the layout
-                in one column of instructions and makes its own in the other
+  layout        jumps to blocks that do not follow, and ARM instructions, with and without the last steps of level 2, which rotate loops and
+                split tests; llc-19 keeps the layout in one group of columns and makes its own in the other
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
                 through llc-19 -O2. A second table has our side without mem2reg.
@@ -272,28 +272,30 @@ class Bench:
 
     def layout(self, examples):
         base = self.start_counting()
-        print("\nWhat loop rotation saves: jumps and instructions executed, level 2\n")
-        print("| example | jumps (thousands) | rotated | ratio | instructions, layout kept (thousands) | ratio | as llc lays out (thousands) | ratio |\n"
-              "|---|---|---|---|---|---|---|---|")
-        total = [[0, 0, 0], [0, 0, 0]]
+        variants = (["--disable=rotate_loops,unsimp_blocks"], ["--disable=unsimp_blocks"], [])
+        print("\nWhat the layout saves: jumps and instructions executed, level 2; ratios to neither step\n")
+        print("| example | jumps (thousands) | rotated | and tests split | instructions, layout kept (thousands) | rotated | and tests split "
+              "| as llc lays out (thousands) | rotated | and tests split |\n|---|---|---|---|---|---|---|---|---|---|")
+        total = None
         for source in examples:
             icode, _ = self.both_forms(source)
-            measured = []
-            for options in (["--disable=rotate_loops"], []):
-                run(self.tools / "pelorus", "-o2", *options, icode, self.folder / "level.opt")
-                run(self.tools / "icode-llvm", self.folder / "level.opt", "-o", self.folder / "level.ll")
-                measured.append((self.jumps(self.folder / "level.opt"),
-                                 self.executed(self.folder / "level.ll", None, "-disable-block-placement") - base,
-                                 self.executed(self.folder / "level.ll", None) - base))
-            self.print_layout(source.stem, *measured)
-            total = [[a + b for a, b in zip(*sides)] for sides in zip(total, measured)]
-        self.print_layout("all", *total)
+            measured = [self.layout_counts(icode, options, base) for options in variants]
+            self.print_layout(source.stem, measured)
+            total = [[a + b for a, b in zip(*sides)] for sides in zip(total, measured)] if total else measured
+        self.print_layout("all", total)
+
+    def layout_counts(self, icode, options, base):
+        """Jumps; instructions in the layout that llc gets; in its own."""
+        output, ir = self.folder / "level.opt", self.folder / "level.ll"
+        run(self.tools / "pelorus", "-o2", *options, icode, output)
+        run(self.tools / "icode-llvm", output, "-o", ir)
+        return self.jumps(output), self.executed(ir, None, "-disable-block-placement") - base, self.executed(ir, None) - base
 
     @staticmethod
-    def print_layout(name, before, after):
-        jumps, kept, free = (f"{now / then:.3f}" for then, now in zip(before, after))
-        print(f"| {name} | {before[0] / 1e3:.0f} | {after[0] / 1e3:.0f} | {jumps} | {before[1] / 1e3:.0f} | {kept} | {before[2] / 1e3:.0f} | {free} |",
-              flush=True)
+    def print_layout(name, measured):
+        columns = [f"{first / 1e3:.0f} | " + " | ".join(f"{count / first:.3f}" if first else "" for count in rest)
+                   for first, *rest in zip(*measured)]
+        print(f"| {name} | {' | '.join(columns)} |", flush=True)
 
     def statistics_of(self, icode):
         return subprocess.run([self.tools / "icode-run", "--stats", icode], capture_output=True, text=True, check=True).stderr

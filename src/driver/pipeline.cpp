@@ -115,7 +115,7 @@ constexpr PASS OUTPUT[] = {
     {.name = "empty slot 2",  .key = "empty_slot",    .run = empty_slot, .keeps = ALL_FACTS, .why = "kept for a pass to come; returns at once"},
     {.name = "simpcfg (1)",   .key = "simpcfg",       .run = simplify_graph_late, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph a last time, merging equal ends of blocks, which hides them from other passes"},
     {.name = "rotate_loops",  .key = "rotate_loops",  .run = rotate_loops, .needs = DFN_FACT, .keeps = NUMBERS_FACT | CANDIDATES_FACT, .why = "moves the top of each loop behind its end, so that the test comes last; the layout is final then"},
-    {.name = "unsimp_blocks", .key = "unsimp_blocks", .why = "undoes simplifications that only served the passes"},
+    {.name = "unsimp_blocks", .key = "unsimp_blocks", .run = unsimp_blocks, .needs = NUMBERS_FACT, .keeps = NUMBERS_FACT, .why = "gives the way into a guarded loop its own test back, which merging took; by the layout, which says what falls through"},
     {.name = "write blocks",  .key = "output",        .need = NEED::NEEDED, .run = write_blocks, .why = "writes symbols and blocks"},
 };
 
@@ -183,6 +183,7 @@ constexpr ORDER ORDERS[] = {
     {"begin record", "write blocks", "the format wants it so"},
     {"allocate_regs", "output", "what is written has its registers"},
     {"simpcfg (1)", "rotate_loops", "it would undo the layout"},
+    {"rotate_loops", "unsimp_blocks", "it asks which block falls through to a test"},
     {"output", "restore options", "the final group runs by the function's own options"},
 };
 

@@ -1,4 +1,4 @@
-// The layout of the blocks: passes that only put them in another order for the code generator.
+// The layout of the blocks for the code generator: which stands behind which, and what that saves.
 #pragma once
 
 namespace pelorus {
@@ -7,5 +7,9 @@ namespace pelorus {
 // Needs: numbers; meant for a depth-first order. Keeps: numbers, statements, edges. Breaks: dfn, since a
 // block may come to stand before all that lead to it.
 bool rotate_loops();
+
+// Gives a test that was merged with that of a loop's end back to the way into the loop.
+// Needs: numbers. Keeps: numbers. Breaks: dfn, candidates.
+bool unsimp_blocks();
 
 } // namespace pelorus
