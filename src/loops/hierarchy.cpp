@@ -22,6 +22,7 @@
 #include "loops/transforms.h"
 #include "support/call_points.h"
 #include "support/decision.h"
+#include "support/pseudo_options.h"
 #include "support/trace.h"
 
 namespace pelorus {
@@ -111,6 +112,10 @@ bool build_loop_hierarchy(uint32_t flags, bool no_points_to, bool final_rebuild)
     if (optimizes) {
         call_point(CALL_POINT::VALUE_PROPAGATION);
         if (!fact_is_valid(FACT_loop_analyses)) changed |= analyse_loops(root);
+        if (debug_switch("check_trips") && check_trips(root)) {
+            analyse_loops(root);
+            changed = true;
+        }
     }
     return changed;
 }

@@ -378,8 +378,9 @@ NODE* tests_until_limit(SYMBOLIC& count) {
                           read_as, value);
     NODE* limit = count.test.limit ? copy_tree(count.test.limit) : new_icon(read_as, int96_signed(0));
     NODE* goes_on = new_binary(count.test.op, type_package()->int_type(), value, limit);
-    NODE* arms = new_binary(OP_COLON, count.type, steps_to_limit(count, first_value(count, count.test.ahead)),
-                            number(count.type, 0));
+    NODE* arms =
+        new_binary(OP_COLON, type_package()->void_type(),
+                   steps_to_limit(count, first_value(count, count.test.ahead)), number(count.type, 0));
     return new_binary(OP_QUEST, count.type, goes_on, arms);
 }
 

@@ -15,4 +15,9 @@ bool replicate_tests(LOOPREC* root);
 // Needs: loops, dominators, candidates. Keeps: cfg, loops.
 bool fold_guards(LOOPREC* root);
 
+// Has the program check for itself what was found out about the trips of its loops: it reads from address 0
+// where that was wrong. True when something was added.
+// Needs: loops, loop_analyses. Breaks: loop_analyses, live.
+bool check_trips(LOOPREC* root);
+
 } // namespace pelorus

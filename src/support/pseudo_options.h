@@ -30,9 +30,6 @@ int32_t disable_switch(std::string_view name);
 // Whether "debug:<name>" was given, with whatever value.
 bool has_debug_switch(std::string_view name);
 
-// True when "debug:<name>" was given, with whatever value.
-bool has_debug_switch(std::string_view name);
-
 // Makes the table the saved one; puts the saved one back.
 void save_pseudo_options();
 void restore_pseudo_options();

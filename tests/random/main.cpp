@@ -67,7 +67,8 @@ struct FAILURE {
 };
 
 std::vector<std::string> options_of_level(SEEDED_DICE& dice, int level) {
-    constexpr const char* OPTIONS[] = {"--debug=verify",
+    constexpr const char* OPTIONS[] = {"--debug=check_trips",
+                                       "--debug=verify,check_trips",
                                        "--debug=verify",
                                        "--all_volatile",
                                        "-Z1",
