@@ -5,6 +5,8 @@
                 source without a pass; on the examples and on a generated file of 2,000 functions
   growth        the same for generated files of 500 to 8,000 functions, as ratios to the half size
   shapes        one function of many blocks: chains, a switch, nested tests; time and memory at level 1, as ratios to half the size
+  graphs        milliseconds of the fast dominators, of the two sets, of the check's trees and of the loop hierarchy on graphs of 100 to 30,000
+                blocks: chains, nests of loops, ladders, graphs at random, switches; the best of several runs in one process
   decisions     instructions that pelorus itself executes at level 2 (exact, counted by valgrind): when nobody asks for decisions, with
                 statistics, with a limit, with a trace; and against another build of it, with --against
   variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
@@ -228,6 +230,11 @@ class Bench:
                 print(f"| {name} | {size} | {time * 1e3:.1f} | {ratios[0]} | {memory / 1e6:.1f} | {ratios[1]} |", flush=True)
                 before = (time, memory)
 
+    def graphs(self):
+        print("\nAlgorithms on the graph of one function, milliseconds\n", flush=True)
+        run("cmake", "--build", self.tools.parent, "--target", "time-graphs")
+        subprocess.run([self.tools / "time-graphs"], check=True)
+
     def own_instructions(self, tools, icode, *options):
         """Instructions that the optimizer executes on the host."""
         result = subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={self.folder / 'callgrind'}", tools / "pelorus", "-o2",
@@ -414,10 +421,10 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, variables, decisions, levels, layout, expressions, interpreter, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, graphs, variables, decisions, levels, layout, expressions, interpreter, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "variables", "decisions", "levels", "layout", "expressions", "interpreter", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "graphs", "variables", "decisions", "levels", "layout", "expressions", "interpreter", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -426,6 +433,8 @@ def main():
             bench.growth()
         if "shapes" in wanted:
             bench.shapes()
+        if "graphs" in wanted:
+            bench.graphs()
         if "variables" in wanted:
             bench.variables()
         if "decisions" in wanted:
