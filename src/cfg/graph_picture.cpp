@@ -158,6 +158,7 @@ std::string trip_line(const LOOPREC* loop) {
         "trips " + tree_or_unknown(loop->trips) + ", " + std::to_string(loop->trips_min) + " to " + most;
     if (loop->trip_factor > 1) line += ", a multiple of " + std::to_string(loop->trip_factor);
     if (loop->flags & LOOP_NOT_AFFINE) line += ", not affine";
+    if (loop->flags & LOOP_MAY_BE_ENDLESS) line += ", if it ends";
     return label_line(line);
 }
 
@@ -239,20 +240,26 @@ const char* color_of(const PICTURE& picture, const BB* block, const BB* successo
     return goes_back ? ", color=\"red\", style=\"dashed\"" : "";
 }
 
-std::string direction_attributes(const PICTURE& picture, const BB* block, const BB* successor) {
-    return std::string(color_of(picture, block, successor)) +
-           (successor == block->dflink ? ", penwidth=2, weight=4" : "");
+const char* weight_of(const BB* block, const BB* successor) {
+    return successor == block->dflink ? ", penwidth=2, weight=4" : "";
+}
+
+// One that goes back is written from its target, with the arrow at the other end: so its source comes below.
+void draw_edge(PICTURE& picture, const BB* block, const BB* successor) {
+    const std::string color = color_of(picture, block, successor);
+    const BB* above = color.empty() ? block : successor;
+    const BB* below = color.empty() ? successor : block;
+    const std::string attributes = condition_label(block, successor) + color + weight_of(block, successor) +
+                                   (color.empty() ? "" : ", dir=\"back\"");
+    picture.text += node_name("b", above) + " -> " + node_name("b", below);
+    if (!attributes.empty()) picture.text += " [" + attributes.substr(2) + "]";
+    picture.text += ";\n";
 }
 
 void draw_edges(PICTURE& picture) {
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink)
-        for (const BB_LIST* edge = block->succs; edge; edge = edge->next) {
-            const std::string attributes =
-                condition_label(block, edge->block) + direction_attributes(picture, block, edge->block);
-            picture.text += node_name("b", block) + " -> " + node_name("b", edge->block);
-            if (!attributes.empty()) picture.text += " [" + attributes.substr(2) + "]";
-            picture.text += ";\n";
-        }
+        for (const BB_LIST* edge = block->succs; edge; edge = edge->next)
+            draw_edge(picture, block, edge->block);
 }
 
 // --- 3: trees and layout ---
@@ -290,8 +297,7 @@ void draw_layout(PICTURE& picture) {
         for (const BB_LIST* edge = block->succs; edge; edge = edge->next)
             if (edge->block->dfn <= block->dfn)
                 picture.text += node_name("l", block) + " -> " + node_name("l", edge->block) +
-                                " [constraint=\"false\"" + direction_attributes(picture, block, edge->block) +
-                                "];\n";
+                                " [constraint=\"false\"" + color_of(picture, block, edge->block) + "];\n";
     }
     picture.text += "}\n";
 }

@@ -77,7 +77,7 @@ TEST_F(GraphPicture, ShowsBlocksEdgesTreesAndLayout) {
         return kind + std::to_string(block_number(from)->uon) + " -> " + kind +
                std::to_string(block_number(to)->uon);
     };
-    EXPECT_THAT(text, HasSubstr(arrow("b", 3, 3) + " [label=\" true\", color=\"blue\"];"));
+    EXPECT_THAT(text, HasSubstr(arrow("b", 2, 4) + " [label=\" true\", color=\"blue\", dir=\"back\"];"));
     EXPECT_THAT(text, HasSubstr(arrow("b", 3, 4) + " [label=\" false\", penwidth=2, weight=4];"));
     EXPECT_THAT(text, HasSubstr(arrow("d", 4, 5) + ";"));
     EXPECT_THAT(text, HasSubstr(arrow("p", 4, 3) + ";"));
