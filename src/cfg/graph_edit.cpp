@@ -234,7 +234,10 @@ BB* insert_jump_behind(BB* before, BB* target) {
 void number_last(BB* block) { block->dfn = static_cast<BLOCK_NUMBER>(++flow_graph.bb_count); }
 
 void sort_successors(BB* block) {
-    if (!has_several(block->succs)) return;
+    bool in_order = true;
+    for (const BB_LIST* cell = block->succs; cell && cell->next; cell = cell->next)
+        in_order &= cell->block->dfn >= cell->next->block->dfn;
+    if (in_order) return;
     std::vector<BB_LIST*> cells;
     for (BB_LIST* cell = block->succs; cell; cell = cell->next) cells.push_back(cell);
     std::stable_sort(cells.begin(), cells.end(),

@@ -8,6 +8,7 @@
 #include "driver/options/option_sets.h"
 #include "driver/verify.h"
 #include "ipa/file_level.h"
+#include "loops/hierarchy.h"
 #include "scalar/statements.h"
 #include "support/call_points.h"
 #include "support/decision.h"
@@ -33,7 +34,7 @@ constexpr PASS PASSES[] = {
     {.name = "fast_CP (4, 1)",              .key = "fast_CP",            .why = "copies and constants"},
     {.name = "symbol marking",              .key = "mark_symbols",       .why = "which symbols are used and how"},
     {.name = "statement rewrite",           .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "rewrites every statement of every block"},
-    {.name = "build_loop_hierarchy",        .key = "build_loop_hierarchy", .why = "dominators and loops"},
+    {.name = "build_loop_hierarchy (0, 0, 0)", .key = "build_loop_hierarchy", .run = find_loop_hierarchy, .needs = DFN_FACT, .keeps = LOOP_FACTS, .why = "dominators and loops. Without flags: the function is only looked at"},
     {.name = "Value Propagation",           .key = "value_propagation",  .why = "the ranges of values"},
     {.name = "specialize_current_function", .key = "specialize_current_function", .why = "versions of the function for known parameter values"},
 };

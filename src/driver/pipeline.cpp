@@ -69,6 +69,7 @@ constexpr PASS BUILDING[] = {
 };
 
 constexpr PASS SSA_CONSTANTS[] = {
+    {.name = "build_loop_hierarchy (0, 0, 0)", .key = "build_loop_hierarchy", .why = "dominators for SSA form, and loops, so that a loop without effects goes only when it ends. Without flags: no loop is to change yet. Runs with its first reader"},
     {.name = "construct_SSA_form",         .key = "construct_SSA_form",        .why = "gives each definition of a variable a version of its own"},
     {.name = "propagate_SSA_constants (1)", .key = "propagate_SSA_constants",  .why = "finds constants along the ways that can be taken, and folds branches"},
     {.name = "elim_dead_SSA_assignments",  .key = "elim_dead_SSA_assignments", .why = "drops assignments that nothing with an effect depends on"},
@@ -76,6 +77,7 @@ constexpr PASS SSA_CONSTANTS[] = {
 };
 
 constexpr PASS SSA_PROMOTION[] = {
+    {.name = "build_loop_hierarchy (0, 0, 0)", .key = "build_loop_hierarchy", .why = "the loops over which scalars are kept in temporaries; anew, since folded branches took the last one. Without flags, as before. Runs with its first reader"},
     {.name = "construct_SSA_form",    .key = "construct_SSA_form", .why = "as before"},
     {.name = "promote, first round",  .key = "promote",            .why = "keeps scalars in memory in temporaries over regions"},
     {.name = "deconstruct_SSA_form",  .key = "construct_SSA_form", .why = "as before"},
@@ -93,6 +95,7 @@ constexpr PASS GLOBAL_GROUP[] = {
     {.name = "copyprop (1)",        .key = "copyprop",            .gate = GATE::SEVERAL_BLOCKS, .why = "propagates copies and constants over joins, before expressions are compared"},
     {.name = "annotate_cfg",        .key = "gcse",                .gate = GATE::SEVERAL_BLOCKS, .why = "numbers expressions by value, for gcse"},
     {.name = "gcse",                .key = "gcse",                .gate = GATE::SEVERAL_BLOCKS, .why = "removes partial redundancies"},
+    {.name = "build_loop_hierarchy (0, 0, 0)", .key = "build_loop_hierarchy", .gate = GATE::SEVERAL_BLOCKS, .why = "preheaders for restructure_loops. Without flags: tests are at the ends of loops already. Runs with its first reader"},
     {.name = "restructure_loops",   .key = "restructure_loops",   .gate = GATE::SEVERAL_BLOCKS, .why = "strength reduction and code motion, when what is invariant has a name"},
     {.name = "rename_symbols",      .key = "rename_symbols",      .gate = GATE::SEVERAL_BLOCKS, .why = "takes apart the temporaries that the passes before share"},
     {.name = "expand_cluster_refs", .key = "expand_cluster_refs", .why = "addresses references that are close together from one base; also in a single block"},

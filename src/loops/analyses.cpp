@@ -26,11 +26,15 @@ void forget(LOOPREC* loop) {
 } // namespace
 
 bool analyse_loops(LOOPREC* root) {
+    build_facts(facts_of(FACT_candidates));
+    fact_was_built(FACT_loop_analyses);
+    if (!root->first_inner) return false;
     bool moved = false;
     for_each_loop(root, [&](LOOPREC* loop) {
         if (loop != root) moved |= take_pragmas(loop);
     });
     build_facts(facts_of(FACT_candidates, FACT_dominator_sets));
+    fact_was_built(FACT_loop_analyses); // a pragma that moved lost it
     const LOOP_DEFINITIONS definitions = find_definitions(root);
     for_each_loop(root, [&](LOOPREC* loop) {
         forget(loop);
@@ -38,7 +42,6 @@ bool analyse_loops(LOOPREC* root) {
         find_inductions(definitions, loop);
         find_loop_control(definitions, loop);
     });
-    fact_was_built(FACT_loop_analyses);
     return moved;
 }
 

@@ -48,10 +48,12 @@ bool is_connected() {
     return true;
 }
 
-// Phases 1 to 4; null when the function gets no hierarchy.
+// Phases 1 to 4; null when the function gets no hierarchy. One without loops needs no dominators.
 LOOPREC* build_structure() {
-    if (!normalise_headers()) return nullptr;
-    build_facts(facts_of(FACT_dfn, FACT_dominators, FACT_dominator_sets));
+    if (has_back_edge()) {
+        if (!normalise_headers()) return nullptr;
+        build_facts(facts_of(FACT_dfn, FACT_dominators, FACT_dominator_sets));
+    }
     LOOPREC* root = find_loops();
     if (!root) return nullptr;
     link_loops(root);
@@ -65,7 +67,7 @@ LOOPREC* build_structure() {
 
 // Phase 6; false when the hierarchy holds no longer.
 bool work_on_loops(LOOPREC* root, bool optimizes, bool no_points_to, bool& changed) {
-    build_facts(facts_of(FACT_dominators, FACT_dominator_sets));
+    if (root->first_inner) build_facts(facts_of(FACT_dominators, FACT_dominator_sets));
     if (!no_points_to) call_point(CALL_POINT::POINTS_TO);
     changed |= analyse_loops(root);
     if (!optimizes) return true;
@@ -91,22 +93,28 @@ LOOPREC* build(bool optimizes, bool no_points_to, bool& changed) {
     }
 }
 
+// The end of each way: what was known before is known again, and that there is no hierarchy is known as well.
+bool finish(FACTS before, bool changed) {
+    build_facts(before & ~facts_of(FACT_loops, FACT_loop_analyses));
+    fact_was_built(FACT_loops);
+    if (fact_is_valid(FACT_candidates)) fact_was_built(FACT_loop_analyses);
+    return changed;
+}
+
 } // namespace
 
 bool build_loop_hierarchy(uint32_t flags, bool no_points_to, bool final_rebuild) {
     trace("\n\n\t\t\t---------- ENTERING 'build_loop_hierarchy' -------\n");
     const bool optimizes = (flags & 0xFF) != 0;
+    const FACTS before = fact_state.valid & LOOP_FACTS;
     forget_facts(facts_of(FACT_loops));
     flow_graph.root_loop = nullptr;
-    if (!is_connected() || (optimizes && !has_back_edge())) {
-        fact_was_built(FACT_loops);
-        return false;
-    }
-    const std::vector<const BB*> before = chain_of_blocks();
+    if (!is_connected() || (optimizes && !has_back_edge())) return finish(before, false);
+    const std::vector<const BB*> chain = chain_of_blocks();
     bool changed = false;
     LOOPREC* root = build(optimizes, no_points_to, changed);
-    changed |= chain_of_blocks() != before;
-    if (!root) return changed;
+    changed |= chain_of_blocks() != chain;
+    if (!root) return finish(before, changed);
     if (final_rebuild) build_facts(facts_of(FACT_dominators));
     call_point(CALL_POINT::POINTS_TO);
     if (optimizes) {
@@ -117,7 +125,7 @@ bool build_loop_hierarchy(uint32_t flags, bool no_points_to, bool final_rebuild)
             changed = true;
         }
     }
-    return changed;
+    return finish(before, changed);
 }
 
 bool find_loop_hierarchy() { return build_loop_hierarchy(0, false, false); }

@@ -38,10 +38,10 @@ void sort_cells(BLOCK_CELL*& list) {
     *place = nullptr;
 }
 
-// The successors in their order, so that loops stay together.
+// The successors in their order, so that loops stay together. Nothing is to be done when no block came.
 void renumber_blocks() {
+    if (fact_is_valid(FACT_dfn)) return;
     for (BB* block = flow_graph.bb_list; block; block = block->dflink) sort_successors(block);
-    forget_facts(DFN_FACT);
     renumber_cfg();
 }
 
