@@ -74,6 +74,14 @@ NODE* new_icon(TYPE* type, INT96 value) {
     return node;
 }
 
+NODE* new_wrapped_icon(TYPE* type, INT96 value) {
+    return new_icon(type, int96_truncate(value, type_bits(type), !type_is_signed(type)));
+}
+
+NODE* new_wrapped_icon(TYPE* type, uint64_t value) {
+    return new_wrapped_icon(type, int96_from_uint64(value));
+}
+
 NODE* new_label_leaf(int32_t index) {
     NODE* node = new_node(OP_LABEL, type_package()->void_type());
     node->set_value(int96_signed(index));

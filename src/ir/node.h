@@ -158,6 +158,9 @@ NODE* new_unary(int32_t op, TYPE* type, NODE* left);
 NODE* new_binary(int32_t op, TYPE* type, NODE* left, NODE* right);
 NODE* new_name(SYMBOL* symbol, TYPE* type);
 NODE* new_icon(TYPE* type, INT96 value);
+// An ICON of what the integer type keeps of the value; of a number without sign.
+NODE* new_wrapped_icon(TYPE* type, INT96 value);
+NODE* new_wrapped_icon(TYPE* type, uint64_t value);
 NODE* new_label_leaf(int32_t index); // of void type
 
 // A copy of the tree in the current zone. Iterates down left spines, so that long lists take no stack.

@@ -29,10 +29,6 @@ void assign(BB* block, SYMBOL* symbol, NODE* value) {
     insert_before_ending(block, new_binary(OP_ASG, symbol->type, use(symbol), value));
 }
 
-NODE* number_of_type(TYPE* type, uint64_t value) {
-    return new_icon(type, int96_truncate(int96_from_uint64(value), type_bits(type), !type_is_signed(type)));
-}
-
 // The program goes wrong at the exit unless the two are equal under the relation.
 void demand(const CHECKED& checked, int32_t relation, NODE* left, NODE* right) {
     TYPE* const int_type = type_package()->int_type();
@@ -58,13 +54,13 @@ void demand_bounds(const CHECKED& checked) {
     TYPE* const type = checked.trips->type;
     const uint64_t most = (uint64_t{1} << (type_bits(type) - 1)) - 1;
     if (loop->trips_min && loop->trips_min < most)
-        demand(checked, OP_UGE, use(checked.trips), number_of_type(type, loop->trips_min));
+        demand(checked, OP_UGE, use(checked.trips), new_wrapped_icon(type, loop->trips_min));
     if (loop->trips_max < most)
-        demand(checked, OP_ULE, use(checked.trips), number_of_type(type, loop->trips_max));
+        demand(checked, OP_ULE, use(checked.trips), new_wrapped_icon(type, loop->trips_max));
     if (loop->trip_factor > 1 && loop->trips_max < most) {
         NODE* rest = new_binary(OP_MOD, type, use(checked.trips),
-                                number_of_type(type, static_cast<uint64_t>(loop->trip_factor)));
-        demand(checked, OP_EQ, rest, number_of_type(type, 0));
+                                new_wrapped_icon(type, static_cast<uint64_t>(loop->trip_factor)));
+        demand(checked, OP_EQ, rest, new_wrapped_icon(type, uint64_t{0}));
     }
 }
 
@@ -89,8 +85,9 @@ bool add_check(const LOOPREC* loop) {
         assign(loop->preheader, expected, copy_tree(loop->trips));
         demand(checked, OP_EQ, use(checked.trips), use(expected));
     }
-    assign(loop->preheader, checked.trips, number_of_type(type, 0));
-    assign(loop->tail, checked.trips, new_binary(OP_PLUS, type, use(checked.trips), number_of_type(type, 1)));
+    assign(loop->preheader, checked.trips, new_wrapped_icon(type, uint64_t{0}));
+    assign(loop->tail, checked.trips,
+           new_binary(OP_PLUS, type, use(checked.trips), new_wrapped_icon(type, uint64_t{1})));
     return true;
 }
 

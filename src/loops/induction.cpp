@@ -63,7 +63,7 @@ bool is_name_of(const NODE* node, const SYMBOL* symbol) {
 // The number in the width of the type: for pointers an int.
 NODE* number_for(const TYPE* type, INT96 value) {
     TYPE* number = type_is_pointer(type) ? type_package()->int_type() : type_strip(const_cast<TYPE*>(type));
-    return new_icon(number, int96_truncate(value, type_bits(number), !type_is_signed(number)));
+    return new_wrapped_icon(number, value);
 }
 
 // A constant, or a region constant of the variable's own width; null for all else.

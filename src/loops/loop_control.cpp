@@ -235,17 +235,13 @@ NODE* counted(TYPE* type, NODE* tree) {
     return type_same_representation(tree->type, type) ? tree : new_unary(OP_SCONV, type, tree);
 }
 
-NODE* number(TYPE* type, uint64_t value) {
-    return new_icon(type, int96_truncate(int96_from_uint64(value), type_bits(type), !type_is_signed(type)));
-}
-
 NODE* plus(NODE* tree, uint64_t constant) {
-    return new_binary(OP_PLUS, tree->type, tree, number(tree->type, constant));
+    return new_binary(OP_PLUS, tree->type, tree, new_wrapped_icon(tree->type, constant));
 }
 
 NODE* quotient(NODE* tree, uint64_t divisor) {
     if ((divisor & (divisor - 1)) != 0)
-        return new_binary(OP_DIV, tree->type, tree, number(tree->type, divisor));
+        return new_binary(OP_DIV, tree->type, tree, new_wrapped_icon(tree->type, divisor));
     NODE* places = new_icon(type_package()->int_type(), int96_signed(__builtin_ctzll(divisor)));
     return new_binary(OP_SRL, tree->type, tree, places);
 }
@@ -271,7 +267,8 @@ NODE* first_value(const SYMBOLIC& count, INT96 ahead) {
 }
 
 NODE* limit_value(const SYMBOLIC& count) {
-    return count.test.limit ? counted(count.type, copy_tree(count.test.limit)) : number(count.type, 0);
+    return count.test.limit ? counted(count.type, copy_tree(count.test.limit))
+                            : new_wrapped_icon(count.type, uint64_t{0});
 }
 
 // How far it is from the value to the limit, the way that the counter goes.
@@ -286,9 +283,9 @@ NODE* tests_until_equal(SYMBOLIC& count) {
     count.may_be_endless = zeros != 0;
     NODE* tests = quotient(distance(count, first_value(count, count.test.ahead)), uint64_t{1} << zeros);
     if (odd == 1) return tests;
-    tests = new_binary(OP_MULT, count.type, tests, number(count.type, inverse_of_odd(odd)));
+    tests = new_binary(OP_MULT, count.type, tests, new_wrapped_icon(count.type, inverse_of_odd(odd)));
     const uint64_t mask = ~uint64_t{0} >> (64 - (count.bits - zeros));
-    return zeros ? new_binary(OP_ANDB, count.type, tests, number(count.type, mask)) : tests;
+    return zeros ? new_binary(OP_ANDB, count.type, tests, new_wrapped_icon(count.type, mask)) : tests;
 }
 
 bool is_strict(const TEST& test) {
@@ -368,9 +365,7 @@ NODE* tests_until_limit(SYMBOLIC& count) {
     NODE* value = initial_of(count);
     if (!int96_is_zero(count.test.ahead)) {
         TYPE* const amount = type_is_pointer(value->type) ? type_package()->int_type() : value->type;
-        value = new_binary(
-            OP_PLUS, value->type, value,
-            new_icon(amount, int96_truncate(count.test.ahead, type_bits(amount), !type_is_signed(amount))));
+        value = new_binary(OP_PLUS, value->type, value, new_wrapped_icon(amount, count.test.ahead));
     }
     TYPE* const read_as = count.test.value->type;
     if (value->type != read_as && !type_same_representation(value->type, read_as))
@@ -378,9 +373,9 @@ NODE* tests_until_limit(SYMBOLIC& count) {
                           read_as, value);
     NODE* limit = count.test.limit ? copy_tree(count.test.limit) : new_icon(read_as, int96_signed(0));
     NODE* goes_on = new_binary(count.test.op, type_package()->int_type(), value, limit);
-    NODE* arms =
-        new_binary(OP_COLON, type_package()->void_type(),
-                   steps_to_limit(count, first_value(count, count.test.ahead)), number(count.type, 0));
+    NODE* arms = new_binary(OP_COLON, type_package()->void_type(),
+                            steps_to_limit(count, first_value(count, count.test.ahead)),
+                            new_wrapped_icon(count.type, uint64_t{0}));
     return new_binary(OP_QUEST, count.type, goes_on, arms);
 }
 
@@ -472,7 +467,7 @@ void set_trips(const LOOP_DEFINITIONS& definitions, LOOPREC* loop, const TEST& t
         const std::optional<uint64_t> tests = count_constant(test, int96_add(initial->value(), test.ahead));
         if (!tests) return advise(loop, "the counter never meets its limit");
         const uint64_t trips = *tests + at_end;
-        loop->trips = number(counting_type(test.counter->symbol->type, false), trips);
+        loop->trips = new_wrapped_icon(counting_type(test.counter->symbol->type, false), trips);
         if (at_end && trips == 0) return; // 2^64
         loop->trips_max = trips;
         if (is_alone) {
