@@ -149,10 +149,10 @@ void forget_loops();
 FACT_RECORD stored_loops();
 FACT_RECORD computed_loops();
 
-// Calls visit(loop) for the loop and all inside it: outer loops first, or last.
-template <class F>
-void for_each_loop(LOOPREC* loop, F visit) {
-    for (LOOPREC* at = loop; at;) {
+// Calls visit(loop) for the loop, which may be constant, and all inside it: outer loops first, or last.
+template <class LOOP, class F>
+void for_each_loop(LOOP* loop, F visit) {
+    for (LOOP* at = loop; at;) {
         visit(at);
         if (at->first_inner) {
             at = at->first_inner;

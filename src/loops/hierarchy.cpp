@@ -17,11 +17,15 @@
 
 #include "cfg/dominators.h"
 #include "cfg/graph_edit.h"
+#include "ir/funinfo.h"
 #include "loops/analyses.h"
+#include "loops/loop_checks.h"
 #include "loops/phases.h"
 #include "loops/transforms.h"
 #include "support/call_points.h"
+#include "support/checking.h"
 #include "support/decision.h"
+#include "support/fatal.h"
 #include "support/pseudo_options.h"
 #include "support/trace.h"
 
@@ -48,7 +52,16 @@ bool is_connected() {
     return true;
 }
 
-// Phases 1 to 4; null when the function gets no hierarchy. One without loops needs no dominators.
+// Phase 5, where somebody looks.
+void check_structure(LOOPREC* root) {
+    if (!CHECKING_BUILD && !debug_on()) return;
+    const LOOP_ERRORS errors = validate_loops(root, true);
+    if (CHECKING_BUILD && errors.corrected + errors.uncorrected)
+        fatal_error("INTERNAL ERROR: the loop hierarchy of %s() has %d faults\n", function.info->name,
+                    errors.corrected + errors.uncorrected);
+}
+
+// Phases 1 to 5; null when the function gets no hierarchy. One without loops needs no dominators.
 LOOPREC* build_structure() {
     if (has_back_edge()) {
         if (!normalise_headers()) return nullptr;
@@ -62,6 +75,7 @@ LOOPREC* build_structure() {
         return nullptr;
     }
     number_loops(root);
+    check_structure(root);
     return root;
 }
 
@@ -125,6 +139,7 @@ bool build_loop_hierarchy(uint32_t flags, bool no_points_to, bool final_rebuild)
             changed = true;
         }
     }
+    dump_loops(root);
     return finish(before, changed);
 }
 

@@ -1,0 +1,247 @@
+// The validation of the loop hierarchy, each of its messages, and the dump.
+#include "loops/loop_checks.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <map>
+
+#include "cfg/flow_fixture.h"
+#include "loops/hierarchy.h"
+
+namespace pelorus {
+namespace {
+
+using testing::HasSubstr;
+
+class LoopChecks : public FlowFixture {
+protected:
+    // for (i = 0; i < 10; i++) do s += i; while (s < i), with a way out of the outer loop's middle.
+    void SetUp() override {
+        FlowFixture::SetUp();
+        i = variable("i");
+        s = variable("s");
+    }
+    NODE* number(int value) { return new_icon(types.int_type(), int96_signed(value)); }
+    NODE* binary(int op, NODE* left, NODE* right) { return new_binary(op, types.int_type(), left, right); }
+    void test(NODE* condition, int yes, int no) {
+        add(new_binary(OP_IF, types.void_type(), condition, list(new_label_leaf(yes), new_label_leaf(no))),
+            ++lines);
+    }
+    void make_nest() {
+        clear_flow_graph();
+        function.statements = nullptr;
+        lines = 0;
+        assign(i, 0);
+        assign(s, 0);
+        label(1);
+        test(use(s), 9, 2);
+        label(2);
+        add(binary(OP_PLUSASG, use(s), use(i)), ++lines);
+        test(binary(OP_LT, use(s), use(i)), 2, 3);
+        label(3);
+        add(binary(OP_PLUSASG, use(i), number(1)), ++lines);
+        test(binary(OP_LT, use(i), number(10)), 1, 9);
+        label(9);
+        build_cfg();
+        build_loop_hierarchy(0, true, true);
+        root = root_loop();
+        ASSERT_NE(root, nullptr);
+        outer = root->first_inner;
+        ASSERT_TRUE(outer && outer->first_inner && !outer->next);
+        inner = outer->first_inner;
+    }
+
+    // Edits the graph and leaves what the blocks say of loops.
+    static void edit(const std::function<void()>& change) {
+        std::map<BB*, LOOPREC*> loops;
+        for (BB* block = flow_graph.bb_list; block; block = block->dflink) loops[block] = block->loop;
+        change();
+        for (const auto& [block, loop] : loops) block->loop = loop;
+    }
+    static void join(BB* from, BB* to) {
+        edit([&] { add_edge(from, to); });
+    }
+
+    SYMBOL* i = nullptr;
+    SYMBOL* s = nullptr;
+    LOOPREC* root = nullptr;
+    LOOPREC* outer = nullptr;
+    LOOPREC* inner = nullptr;
+};
+
+struct RESULT {
+    LOOP_ERRORS errors;
+    std::string text;
+};
+
+RESULT validated(LOOPREC* root, bool complete = true) {
+    TraceCapture capture;
+    testing::internal::CaptureStderr();
+    const LOOP_ERRORS errors = validate_loops(root, complete);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(said.find("LOOP errors!!!") != std::string::npos, errors.corrected + errors.uncorrected > 0);
+    return {errors, capture.text()};
+}
+
+TEST_F(LoopChecks, AGoodHierarchyHasNoErrors) {
+    make_nest();
+    for (const bool complete : {true, false}) {
+        const RESULT result = validated(root, complete);
+        EXPECT_EQ(result.errors.corrected + result.errors.uncorrected, 0) << result.text;
+        EXPECT_THAT(result.text, HasSubstr("===== Validating LOOP 2 at level 2\n"
+                                           " ===== (2,2) Corrected errors: 0, Uncorrected errors: 0\n\n"));
+    }
+}
+
+TEST_F(LoopChecks, WhatCanBeCorrectedIs) {
+    struct FAULT_AND_MESSAGE {
+        std::function<void()> damage;
+        const char* message;
+    };
+    const FAULT_AND_MESSAGE faults[] = {
+        {[&] { root->level = 3; }, " ----- Loop 0 has incorrect level (3 --> 0)\n"},
+        {[&] { inner->level = 7; }, " ----- Loop 1 has inner loop 2 with wrong level\n"},
+        {[&] { outer->tail->loop = nullptr; }, " ----- Loop 1 has body member BB5 with NULL <loop>\n"},
+        {[&] { inner->head->loop = nullptr; }, " ----- Loop 2 has body member BB4 with NULL <loop>\n"},
+    };
+    for (const FAULT_AND_MESSAGE& fault : faults) {
+        make_nest();
+        fault.damage();
+        const RESULT result = validated(root);
+        EXPECT_THAT(result.text, HasSubstr(fault.message));
+        EXPECT_GE(result.errors.corrected, 1);
+        const RESULT again = validated(root);
+        EXPECT_EQ(again.errors.corrected + again.errors.uncorrected, 0) << fault.message << again.text;
+    }
+}
+
+TEST_F(LoopChecks, WhatCannotBeCorrectedIsNamed) {
+    struct FAULT_AND_MESSAGE {
+        std::function<void()> damage;
+        const char* message;
+    };
+    const FAULT_AND_MESSAGE faults[] = {
+        {[&] { inner->parent = root; }, " +++++ Loop 1 inner loop 2 has wrong parent: 0\n"},
+        {[&] { root->parent = inner; }, " +++++ Loop 0 has >32767 ancestors\n"},
+        {[&] { inner->contents->block = nullptr; }, " +++++ Loop 2 contents includes a NULL bb\n"},
+        {[&] { outer->tail->loop = root; }, " incorrectly thinks it's NOT in Loop 1\n"},
+        {[&] { outer->tail->loop = root; }, " incorrectly thinks it's in Loop 0\n"},
+        {[&] { outer->head = nullptr; }, " +++++ Loop 1 head is missing or invalid\n"},
+        {[&] { outer->tail = outer->preheader; }, " +++++ Loop 1 tail is missing or invalid\n"},
+        {[&] { root->tail = nullptr; }, " +++++ Loop 0 tail is missing or invalid\n"},
+        {[&] { inner->head = outer->head; }, " +++++ Improper back edge from BB4 in loop #2 to BB4\n"},
+        {[&] { join(flow_graph.bb_list, outer->tail); }, " branched to from BB1 (loop#0)\n"},
+        {[&] { outer->preheader = nullptr; }, " +++++ Loop 1 preheader is missing or invalid\n"},
+        {[&] { join(root->tail, outer->head); }, " +++++ Loop 1 header has improper predecessors\n"},
+        {[&] { join(outer->tail, outer->preheader); }, " has too many successors\n"},
+        {[&] { join(outer->tail, inner->head); }, " +++++ Loop 1 tail BB5 has improper successor: BB4\n"},
+        {[&] { edit([&] { remove_edge(outer->tail, outer->head); }); },
+         " +++++ Loop 1 tail BB5 has improper successor: BB6\n"},
+        {[&] {
+             edit([&] {
+                 while (inner->tail->succs) remove_edge(inner->tail, inner->tail->succs->block);
+             });
+         },
+         " has no successor\n"},
+        {[&] { join(flow_graph.bb_list, outer->exits->block); }, " +++++ Loop 1 has improper exit BB "},
+        {[&] { outer->exits = nullptr; }, " +++++ Loop 1 has improper exit BB "},
+        {[&] {
+             outer->region_constants = zone_new<SYMBOL_CELL>(true);
+             outer->region_constants->symbol = outer->inductions->symbol;
+         },
+         " +++++ Loop 1 has i as both RC and IV\n"},
+    };
+    for (const FAULT_AND_MESSAGE& fault : faults) {
+        make_nest();
+        fault.damage();
+        const RESULT result = validated(root);
+        EXPECT_THAT(result.text, HasSubstr(fault.message));
+        EXPECT_GE(result.errors.uncorrected, 1);
+    }
+}
+
+TEST_F(LoopChecks, BeforeItIsCompleteALoopMayBeEnteredAndLeftByAnyBlock) {
+    make_nest();
+    outer->preheader = nullptr;
+    join(root->tail, outer->head);
+    outer->exits = inner->exits = nullptr;
+    const RESULT result = validated(root, false);
+    EXPECT_EQ(result.errors.uncorrected, 0) << result.text;
+    EXPECT_GT(validated(root, true).errors.uncorrected, 0);
+}
+
+TEST_F(LoopChecks, ADeepNestTakesNoStack) {
+    make_nest();
+    constexpr int DEPTH = 30'000;
+    LOOPREC* around = inner;
+    for (int level = 3; level <= DEPTH; ++level) {
+        LOOPREC* loop = new_loop(static_cast<int16_t>(level), nullptr, nullptr);
+        loop->parent = around;
+        loop->level = static_cast<int16_t>(level);
+        around = around->first_inner = loop;
+    }
+    const RESULT result = validated(root);
+    EXPECT_EQ(result.text.find("ancestors"), std::string::npos);
+    EXPECT_EQ(result.errors.corrected, 0);
+    TraceCapture capture;
+    dump_loops(root);
+    EXPECT_THAT(capture.text(), HasSubstr("Loop #30000 at level 30000:  parent=#29999\n"));
+}
+
+TEST_F(LoopChecks, TheDumpHasAllThatIsKnown) {
+    make_nest();
+    ADVICE advice{"count down", nullptr};
+    inner->advice = &advice;
+    inner->flags |= LOOP_NON_ALIASED | LOOP_NOT_AFFINE;
+    inner->pragmas.must_minimum = 2;
+    inner->pragmas.unroll = 4;
+    TraceCapture capture;
+    dump_loops(root);
+    const std::string text = capture.text();
+    EXPECT_THAT(
+        text, HasSubstr("\n  LOOP HIERARCHY DUMP FOR THESE BASIC BLOCKS IN f()\n\t    BB 1:  g1\t\t// f\n"));
+    EXPECT_EQ(text.substr(text.find("Loop #0")),
+              R"(Loop #0 at level 0:  tail=BB7
+ | SOURCE START: NO_FILE	line 1, column 0
+ | SOURCE END:   NO_FILE	line 7, column 0
+ | contents: BB1 BB2 BB6 BB7
+ |    Loop #1 at level 1:  head=BB2  tail=BB5  preheader=BB1  parent=#0
+ |     | SOURCE START: NO_FILE	line 3, column 0
+ |     | SOURCE END:   NO_FILE	line 7, column 0
+ |     | LCV sym: i
+ |     |    test:  i < 10  incr: 1  init: 0  last: 9
+ |     |    trips: 10  minval: 0;  maxval: 10;  max factor: 1;  *EARLY EXIT*
+ |     | VLCV syms: <none>
+ |     | RC syms: <none>
+ |     | ALT syms: <none>
+ |     | IV syms: i
+ |     | LVs:
+ |     |    i  incr: 1  init: 0  last: 10
+ |     | UNROLL AMOUNT: 8
+ |     | exitBBs: BB6
+ |     | contents: BB2 BB3 BB4 BB5
+ |     |    Loop #2 at level 2:  head=BB4  tail=BB4  preheader=BB3  parent=#1
+ |     |     | LOOP IS Aggressively NON-aliased
+ |     |     | SOURCE START: NO_FILE	line 4, column 0
+ |     |     | SOURCE END:   NO_FILE	line 5, column 0
+ |     |     | LCV sym: <none>  **NOT AFFINE**
+ |     |     |    test:  <none>  incr: <none>  init: <none>  last: <none>
+ |     |     |    trips: <none>  minval: 0;  maxval: <none>;  max factor: 1;
+ |     |     | VLCV syms: <none>
+ |     |     | RC syms: i
+ |     |     | ALT syms: <none>
+ |     |     | IV syms: s
+ |     |     | LVs:
+ |     |     |    s  incr: i  init: s  last: <none>
+ |     |     | MUST_ITERATE: 2, <none>, <none>
+ |     |     | UNROLL: 4
+ |     |     | UNROLL AMOUNT: 8
+ |     |     | ADVICE: count down
+ |     |     | exitBBs: BB5
+ |     |     | contents: BB4
+)");
+}
+
+} // namespace
+} // namespace pelorus
