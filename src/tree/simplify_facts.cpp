@@ -191,9 +191,7 @@ INT96 possible_bits(const NODE* node) { return possible_at(node, 0); }
 
 // --- Makers ---
 
-NODE* make_icon(TYPE* type, INT96 value) {
-    return changed(new_wrapped_icon(type, value));
-}
+NODE* make_icon(TYPE* type, INT96 value) { return changed(new_wrapped_icon(type, value)); }
 NODE* make_icon(TYPE* type, int64_t value) { return make_icon(type, int96_from_int64(value)); }
 
 NODE* make_fcon(TYPE* type, const TARGET_FLOAT& value) {
