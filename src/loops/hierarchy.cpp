@@ -140,6 +140,8 @@ bool build_loop_hierarchy(uint32_t flags, bool no_points_to, bool final_rebuild)
             changed = true;
         }
     }
+    if ((CHECKING_BUILD || debug_on()) && check_clone_marks(root))
+        fatal_error("INTERNAL ERROR: marks of cloned loops do not fit together\n");
     dump_loops(root);
     return finish(before, changed);
 }

@@ -18,6 +18,11 @@ struct LOOP_ERRORS {
 // Needs: numbers. Linear in blocks, edges and the lists of the loops, but for loops whose parent is wrong.
 LOOP_ERRORS validate_loops(LOOPREC* root, bool complete);
 
+// Checks the marks of loops that are clones of each other: one is the conservative and the other the
+// aggressive one, only that one takes something for granted, and each names the other. Reports on the debug
+// trace; answers how many loops are at fault. Needs: numbers of the loops.
+int check_clone_marks(LOOPREC* root);
+
 // Prints the blocks and every loop with what is known of it, on the debug trace; without one does nothing.
 void dump_loops(const LOOPREC* root);
 

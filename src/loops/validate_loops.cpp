@@ -348,4 +348,40 @@ LOOP_ERRORS validate_loops(LOOPREC* root, bool complete) {
     return check.total;
 }
 
+// --- Clones ---
+
+namespace {
+
+constexpr uint32_t CLONE_MARKS = LOOP_CONSERVATIVE_CLONE | LOOP_AGGRESSIVE_CLONE;
+constexpr uint32_t EXPECTATIONS = LOOP_FAVORED_CLONE | LOOP_DEPRECATED_CLONE;
+constexpr uint32_t TAKEN_FOR_GRANTED = LOOP_NON_ALIASED | LOOP_ALIGNED;
+
+// What is wrong with the marks of the loop; null when nothing is.
+const char* fault_of_marks(const LOOPREC* loop, const LOOPREC* sibling) {
+    const uint32_t mark = loop->flags & CLONE_MARKS;
+    if (mark == CLONE_MARKS) return "is both clones at once";
+    if ((loop->flags & EXPECTATIONS) == EXPECTATIONS) return "is expected and not expected to be run";
+    if (mark == 0) return loop->sibling_clone == NO_SIBLING_CLONE ? nullptr : "is no clone and has a sibling";
+    if (mark == LOOP_CONSERVATIVE_CLONE && loop->flags & TAKEN_FOR_GRANTED)
+        return "is the conservative clone and takes something for granted";
+    if (!sibling || sibling->sibling_clone != loop->number) return "has no sibling that names it";
+    return (sibling->flags & CLONE_MARKS) == (CLONE_MARKS ^ mark) ? nullptr : "has a sibling of its own kind";
+}
+
+} // namespace
+
+int check_clone_marks(LOOPREC* root) {
+    std::vector<LOOPREC*> loops; // by number
+    for_each_loop(root, [&](LOOPREC* loop) { loops.push_back(loop); });
+    int faults = 0;
+    for (const LOOPREC* loop : loops) {
+        const LOOPREC* sibling = loop->sibling_clone < loops.size() ? loops[loop->sibling_clone] : nullptr;
+        const char* fault = fault_of_marks(loop, sibling);
+        if (!fault) continue;
+        trace(" +++++ Loop %d %s\n", loop->number, fault);
+        ++faults;
+    }
+    return faults;
+}
+
 } // namespace pelorus

@@ -243,5 +243,48 @@ TEST_F(LoopChecks, TheDumpHasAllThatIsKnown) {
 )");
 }
 
+// --- Clones and copies ---
+
+TEST_F(LoopChecks, ClonesNameEachOther) {
+    make_nest();
+    EXPECT_EQ(check_clone_marks(root), 0);
+    const auto mark = [&](uint32_t of_outer, uint32_t of_inner) {
+        outer->flags = of_outer;
+        inner->flags = of_inner;
+        outer->sibling_clone = static_cast<uint8_t>(inner->number);
+        inner->sibling_clone = static_cast<uint8_t>(outer->number);
+        return check_clone_marks(root);
+    };
+    EXPECT_EQ(mark(LOOP_CONSERVATIVE_CLONE, LOOP_AGGRESSIVE_CLONE | LOOP_ALIGNED | LOOP_FAVORED_CLONE), 0);
+    EXPECT_EQ(mark(LOOP_CONSERVATIVE_CLONE | LOOP_ALIGNED, LOOP_AGGRESSIVE_CLONE), 1);
+    EXPECT_EQ(mark(LOOP_AGGRESSIVE_CLONE, LOOP_AGGRESSIVE_CLONE), 2);
+    EXPECT_EQ(mark(0, LOOP_AGGRESSIVE_CLONE), 2)
+        << "one is no clone, the other has no sibling of the other kind";
+    mark(LOOP_CONSERVATIVE_CLONE, LOOP_AGGRESSIVE_CLONE);
+    inner->sibling_clone = 77;
+    EXPECT_EQ(check_clone_marks(root), 2) << "there is no such loop, and the outer one is not named";
+}
+
+TEST_F(LoopChecks, ACopyHasListsAndTreesOfItsOwn) {
+    make_nest();
+    ASSERT_TRUE(outer->inductions && outer->LCV_test && outer->exits);
+    const LOOPREC* copy = copy_loop(outer, 9, nullptr, inner->tail);
+    EXPECT_TRUE(copy->number == 9 && copy->head == outer->head && copy->tail == inner->tail);
+    EXPECT_TRUE(!copy->first_inner && !copy->next && copy->parent == root);
+    EXPECT_TRUE(copy->inductions != outer->inductions && copy->exits != outer->exits);
+    EXPECT_EQ(copy->inductions->symbol, outer->inductions->symbol);
+    EXPECT_NE(copy->inductions->increment, outer->inductions->increment);
+    EXPECT_NE(copy->LCV_test, outer->LCV_test);
+    EXPECT_EQ(new_loop(3, nullptr, nullptr)->level, NO_LEVEL_YET);
+}
+
+TEST(Positions, AreOrderedByFileThenLineThenColumn) {
+    const POSITION a{"a.c", 7, 1};
+    EXPECT_LT(compare_positions(a, {"b.c", 1, 1}), 0);
+    EXPECT_GT(compare_positions(a, {"a.c", 6, 9}), 0);
+    EXPECT_LT(compare_positions(a, {"a.c", 7, 2}), 0);
+    EXPECT_EQ(compare_positions(a, {}), 0) << "a missing one equals all";
+}
+
 } // namespace
 } // namespace pelorus
