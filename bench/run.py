@@ -10,8 +10,8 @@
   decisions     instructions that pelorus itself executes at level 2 (exact, counted by valgrind): when nobody asks for decisions, with
                 statistics, with a limit, with a trace; and against another build of it, with --against
   variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
-  levels        ARM instructions that each example executes at levels 1 and 2, and at level 2 without the passes over assignments, against
-                level 0, counted as below, without mem2reg on our side; and the operations that icode-run counts for it
+  levels        ARM instructions that each example executes at levels 1 and 2, and at level 2 without the passes over assignments and
+                without the loop hierarchy, against level 0, counted as below, without mem2reg on our side; and the operations that icode-run counts for it
   layout        jumps to blocks that do not follow, and ARM instructions, with and without the last steps of level 2, which rotate loops and
                 split tests; llc-19 keeps the layout in one group of columns and makes its own in the other
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
@@ -259,23 +259,24 @@ class Bench:
     def levels(self, examples):
         base = self.start_counting()
         print("\nInstructions executed, and operations of the interpreter, as ratios to level 0\n")
-        print("| example | instructions (thousands) | level 1 | level 2 | level 2, none | operations (thousands) | level 1 | level 2 | level 2, none |\n"
-              "|---|---|---|---|---|---|---|---|---|")
+        columns = "level 1 | level 2 | assignments left | tests at the top"
+        print(f"| example | instructions (thousands) | {columns} | operations (thousands) | {columns} |\n{'|---' * 11}|")
         ratios = []
         for source in examples:
             icode, _ = self.both_forms(source)
             instructions, operations = [], []
-            for options in (["-o0"], ["-o1"], ["-o2"], ["-o2", "--disable=fast_CP,combine_asgs_to_memory"]):
+            for options in (["-o0"], ["-o1"], ["-o2"], ["-o2", "--disable=fast_CP,combine_asgs_to_memory"],
+                            ["-o2", "--disable=build_loop_hierarchy"]):
                 run(self.tools / "pelorus", *options, icode, self.folder / "level.opt")
                 run(self.tools / "icode-llvm", self.folder / "level.opt", "-o", self.folder / "level.ll")
                 instructions.append(self.executed(self.folder / "level.ll", None) - base)
                 operations.append(self.operations(self.folder / "level.opt"))
             ratios.append([count / counts[0] for counts in (instructions, operations) for count in counts[1:]])
             texts = [f"{ratio:.3f}" for ratio in ratios[-1]]
-            print(f"| {source.stem} | {instructions[0] / 1e3:.0f} | {' | '.join(texts[:3])} | {operations[0] / 1e3:.0f} | {' | '.join(texts[3:])} |",
+            print(f"| {source.stem} | {instructions[0] / 1e3:.0f} | {' | '.join(texts[:4])} | {operations[0] / 1e3:.0f} | {' | '.join(texts[4:])} |",
                   flush=True)
         texts = [f"{statistics.geometric_mean(column):.3f}" for column in zip(*ratios)]
-        print(f"| geometric mean | | {' | '.join(texts[:3])} | | {' | '.join(texts[3:])} |")
+        print(f"| geometric mean | | {' | '.join(texts[:4])} | | {' | '.join(texts[4:])} |")
 
     def layout(self, examples):
         base = self.start_counting()

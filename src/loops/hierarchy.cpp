@@ -63,7 +63,7 @@ void check_structure(LOOPREC* root) {
 }
 
 // Phases 1 to 5; null when the function gets no hierarchy. One without loops needs no dominators.
-LOOPREC* build_structure() {
+LOOPREC* build_structure(bool& changed) {
     if (has_back_edge()) {
         if (!normalise_headers()) return nullptr;
         build_facts(facts_of(FACT_dfn, FACT_dominators, FACT_dominator_sets));
@@ -71,7 +71,10 @@ LOOPREC* build_structure() {
     LOOPREC* root = find_loops();
     if (!root) return nullptr;
     link_loops(root);
-    if (!add_preheaders(root) || !add_exits(root)) {
+    const bool complete = add_preheaders(root) && add_exits(root);
+    // An edge that was led to a landing that stood there already makes no block, but loses the dominators.
+    changed |= root->first_inner && !fact_is_valid(FACT_dominators);
+    if (!complete) {
         forget_loops();
         return nullptr;
     }
@@ -100,7 +103,7 @@ bool work_on_loops(LOOPREC* root, bool optimizes, bool no_points_to, bool& chang
 LOOPREC* build(bool optimizes, bool no_points_to, bool& changed) {
     for (;;) {
         forget_facts(facts_of(FACT_loops));
-        flow_graph.root_loop = build_structure();
+        flow_graph.root_loop = build_structure(changed);
         build_facts(DFN_FACT);
         fact_was_built(FACT_loops);
         if (!flow_graph.root_loop || work_on_loops(flow_graph.root_loop, optimizes, no_points_to, changed))
