@@ -93,10 +93,17 @@ NODE* added_to(const SEARCH& search, const SYMBOL* symbol, const NODE* value) {
     return nullptr;
 }
 
+// An operator-assignment works in the type of its amount, which may not hold the variable's values.
+bool wraps_early(const NODE* by, const SYMBOL* symbol) {
+    return by->op != OP_ASG && by->right && !type_is_pointer(symbol->type) &&
+           type_bits(by->right->type) < type_bits(symbol->type);
+}
+
 // What the definition adds to its variable; null when that is not known.
 NODE* increment_of(const SEARCH& search, const DEFINITION& definition) {
     const SYMBOL* symbol = definition.symbol;
     const NODE* by = definition.by;
+    if (wraps_early(by, symbol)) return nullptr;
     switch (by->op) {
     case OP_PLUSPLUS:
     case OP_PLUSASG: return amount(search, by->right, symbol->type, false);
