@@ -71,7 +71,8 @@ struct EXIT_NOTES {
 
 bool begins_with_jump(const BB* block) { return block->stmts->tree->op == OP_BRANCH; }
 
-// An exit of a loop inside stays that loop's alone, so that the jump in it serves no other edge.
+// An exit of a loop inside stays that loop's alone, so that the jump in it serves no other edge. The first of
+// several that jump to a block serves, since edges are led to it already, or are to be.
 void note_exit(EXIT_NOTES& notes, LOOPREC* loop, BB* exit, bool is_of_inner) {
     if (notes.of(exit).exit_of == loop->number) return;
     notes.of(exit).exit_of = loop->number;
@@ -80,6 +81,7 @@ void note_exit(EXIT_NOTES& notes, LOOPREC* loop, BB* exit, bool is_of_inner) {
     loop->exits = cell;
     if (is_of_inner || !begins_with_jump(exit)) return;
     EXIT_NOTES::NOTE& target = notes.of(only_of(exit->succs));
+    if (target.landed_by == loop->number) return;
     target.landed_by = loop->number;
     target.landing = exit;
 }

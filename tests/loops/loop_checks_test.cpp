@@ -5,7 +5,9 @@
 
 #include <functional>
 #include <map>
+#include <random>
 
+#include "cfg/fingerprint.h"
 #include "cfg/flow_fixture.h"
 #include "loops/hierarchy.h"
 
@@ -169,6 +171,41 @@ TEST_F(LoopChecks, BeforeItIsCompleteALoopMayBeEnteredAndLeftByAnyBlock) {
     const RESULT result = validated(root, false);
     EXPECT_EQ(result.errors.uncorrected, 0) << result.text;
     EXPECT_GT(validated(root, true).errors.uncorrected, 0);
+}
+
+// Any ways between the blocks, of which many only jump.
+TEST_F(LoopChecks, RandomHierarchiesAreGoodAndSayWhatTheyChanged) {
+    std::mt19937 dice(5);
+    int loops = 0;
+    for (int run = 0; run < 5000; ++run) {
+        clear_flow_graph();
+        clear_function();
+        release_local_zone();
+        declare_function("_f", types.void_type());
+        SYMBOL* x = variable("x");
+        const auto blocks = 4 + static_cast<int>(dice() % 12);
+        const auto somewhere = [&] { return 1 + static_cast<int>(dice() % static_cast<unsigned>(blocks)); };
+        assign(x, 1);
+        for (int block = 1; block <= blocks; ++block) {
+            label(block);
+            if (dice() % 2) assign(x, block);
+            const unsigned kind = dice() % 8;
+            if (kind < 3) if_goes(x, somewhere(), somewhere());
+            if (kind == 3)
+                switch_on(
+                    x, list(list(case_of(1, somewhere()), case_of(2, somewhere())), default_of(somewhere())));
+            if (kind > 3 && kind < 6) branch(somewhere());
+        }
+        build_cfg();
+        const uint64_t before = function_fingerprint();
+        const bool changed = build_loop_hierarchy(0, true, true);
+        ASSERT_EQ(changed, function_fingerprint() != before) << "run " << run;
+        if (!root_loop()) continue;
+        const RESULT result = validated(root_loop());
+        ASSERT_EQ(result.errors.corrected + result.errors.uncorrected, 0) << "run " << run << result.text;
+        for_each_loop(root_loop(), [&](LOOPREC*) { ++loops; });
+    }
+    EXPECT_GT(loops, 5000);
 }
 
 TEST_F(LoopChecks, ADeepNestTakesNoStack) {
