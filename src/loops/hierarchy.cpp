@@ -102,8 +102,11 @@ bool work_on_loops(LOOPREC* root, bool optimizes, bool no_points_to, bool& chang
 // test is moved twice, since the loop then has it at its end.
 LOOPREC* build(bool optimizes, bool no_points_to, bool& changed) {
     for (;;) {
+        const int32_t blocks = flow_graph.last_uon;
         forget_facts(facts_of(FACT_loops));
         flow_graph.root_loop = build_structure(changed);
+        if (const int32_t added = flow_graph.last_uon - blocks)
+            made(SITE_loop_hierarchy, "{} blocks that only jump", added);
         build_facts(DFN_FACT);
         fact_was_built(FACT_loops);
         if (!flow_graph.root_loop || work_on_loops(flow_graph.root_loop, optimizes, no_points_to, changed))
@@ -127,7 +130,9 @@ bool build_loop_hierarchy(uint32_t flags, bool no_points_to, bool final_rebuild)
     const FACTS before = fact_state.valid & LOOP_FACTS;
     forget_facts(facts_of(FACT_loops));
     flow_graph.root_loop = nullptr;
-    if (!is_connected() || (optimizes && !has_back_edge())) return finish(before, false);
+    stand_at(0, 0);
+    if (!is_connected() || (optimizes && !has_back_edge()) || !may_change(SITE_loop_hierarchy))
+        return finish(before, false);
     const std::vector<const BB*> chain = chain_of_blocks();
     bool changed = false;
     LOOPREC* root = build(optimizes, no_points_to, changed);

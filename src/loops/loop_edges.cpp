@@ -57,7 +57,7 @@ bool add_preheader(LOOPREC* loop) {
 // What is known of the blocks as exits, by creation number. Blocks that are made here get theirs behind.
 struct EXIT_NOTES {
     struct NOTE {
-        int16_t exit_of = 0;   // the last loop that got the block as an exit
+        int16_t exit_of = 0;   // the last loop that the block was chosen for as an exit
         int16_t landed_by = 0; // the last loop that has an exit that only jumps to the block:
         BB* landing = nullptr; //   that exit
     };
@@ -71,15 +71,16 @@ struct EXIT_NOTES {
 
 bool begins_with_jump(const BB* block) { return block->stmts->tree->op == OP_BRANCH; }
 
-// An exit of a loop inside stays that loop's alone, so that the jump in it serves no other edge. The first of
-// several that jump to a block serves, since edges are led to it already, or are to be.
-void note_exit(EXIT_NOTES& notes, LOOPREC* loop, BB* exit, bool is_of_inner) {
-    if (notes.of(exit).exit_of == loop->number) return;
-    notes.of(exit).exit_of = loop->number;
+void add_exit(LOOPREC* loop, BB* exit) {
     auto* cell = zone_new<BLOCK_CELL>(true);
     *cell = {exit, loop->exits};
     loop->exits = cell;
-    if (is_of_inner || !begins_with_jump(exit)) return;
+}
+
+// Whatever else of the loop leads to where the exit only jumps to may use it as well. The first one found
+// serves, since edges may lead there already.
+void note_landing(EXIT_NOTES& notes, const LOOPREC* loop, BB* exit) {
+    if (!begins_with_jump(exit)) return;
     EXIT_NOTES::NOTE& target = notes.of(only_of(exit->succs));
     if (target.landed_by == loop->number) return;
     target.landed_by = loop->number;
@@ -114,13 +115,17 @@ BB* exit_to(EXIT_NOTES& notes, const LOOPREC* loop, const BB* block, BB* target)
     return has_room_for_block() ? make_landing(block, target) : nullptr;
 }
 
-// The edge from `block` leaves the loop, and perhaps some around it.
+// The edge from `block` leaves the loop, and perhaps some around it. An exit of a loop inside stays that
+// loop's alone, so that the jump in it serves no edge of those around.
 void leave_loops(EXIT_NOTES& notes, LOOPREC* loop, const BB* block, BB* exit) {
-    const LOOPREC* innermost = loop;
-    for (; !loop_contains(loop, exit); loop = loop->parent) {
-        note_exit(notes, loop, exit, loop != innermost);
-        if (block != loop->tail) loop->flags |= LOOP_EARLY_EXIT;
+    const bool is_known = notes.of(exit).exit_of == loop->number;
+    for (LOOPREC* left = loop; !loop_contains(left, exit); left = left->parent) {
+        if (!is_known) add_exit(left, exit);
+        if (block != left->tail) left->flags |= LOOP_EARLY_EXIT;
     }
+    if (is_known) return;
+    notes.of(exit).exit_of = loop->number;
+    note_landing(notes, loop, exit);
 }
 
 bool add_exits_of(EXIT_NOTES& notes, LOOPREC* loop, BB* block) {

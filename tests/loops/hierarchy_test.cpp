@@ -33,7 +33,8 @@ protected:
         SYMBOL* x = variable("x");
         for (size_t i = 0; i < ways.size(); ++i) {
             label(static_cast<int>(i) + 1);
-            assign(x, static_cast<int>(i));
+            // Blocks that only jump are landings that stand there already.
+            if (ways[i].size() != 1 || i % 2) assign(x, static_cast<int>(i));
             end_block(x, ways[i]);
         }
         build_cfg();
