@@ -10,8 +10,8 @@ namespace pelorus {
 
 // Analyses all loops of the hierarchy, after forgetting what was found before. True when a pragma moved to a
 // preheader.
-// Needs: loops, candidates, dominator_sets. Linear in the statements, but for the sorting of definitions and
-// the blocks in front of loops that are looked through.
+// Needs: loops. Builds: candidates, dominator_sets, loop_analyses. Linear in the statements, but for the
+// sorting of definitions and the blocks in front of loops that are looked through.
 bool analyse_loops(LOOPREC* root);
 
 // --- loop_pragmas.cpp ---

@@ -4,7 +4,7 @@
 //
 //   - from a pragma in front of it that says that the loop is always run
 //   - from a test that was passed on every way here and compares the same values, which have not changed
-//     since:        if (n > 0) for (...) { for (j = 0; n > 0; ...) }
+//     since:        if (n > 0) { ...; if (n != 0) do ... while (...); }
 //
 // What follows from the values of variables at the guard itself is copy propagation's. The chain of tests
 // that dominate a guard is looked through to a fixed length.

@@ -13,8 +13,8 @@ namespace pelorus {
 //                  without loops then gets no hierarchy at all
 //   no_points_to   what pointers point to is not worked out
 //   final_rebuild  numbers and dominators are made anew at the end, so that they are valid as well
-// Needs: cfg, dfn. Keeps: label leaves, meaning. Builds: dfn, dominators, dominator_sets, loops,
-// loop_analyses. Breaks: live, ssa.
+// Needs: cfg, dfn. Keeps: label leaves, meaning. Builds: dfn, loops, loop_analyses; where there are loops,
+// dominators and dominator_sets as well. Breaks: live, ssa.
 bool build_loop_hierarchy(uint32_t flags, bool no_points_to, bool final_rebuild);
 
 // As passes of the pipeline: the hierarchy for those who only look, and for those who change loops.
