@@ -135,9 +135,10 @@ NODE* fold_integer(const NODE* node) {
     }
 }
 
-// A constant of type bool is 0 or 1; an operator that works in that type may give something else.
+// A constant of type bool is 0 or 1; an operator that works in that type may give something else, also below
+// 0 where the type is a signed one.
 bool is_no_bool(const NODE* constant) {
-    return type_is_bool(constant->type) && int96_compare(constant->value(), int96_unsigned(1)) > 0;
+    return type_is_bool(constant->type) && !is_icon_of(constant, 0) && !is_icon_of(constant, 1);
 }
 
 bool is_zero_constant(const NODE* node) {
