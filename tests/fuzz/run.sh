@@ -14,9 +14,11 @@ mkdir -p "$work/inputs" "$work/found"
 
 make_inputs() {
     mkdir -p "$work/inputs/icode" "$work/inputs/text"
-    cp "$source"/tests/golden/*/*.ict "$work/inputs/text/"
     for case in "$source"/tests/golden/*/*.ict; do
-        "$bin/icode-as" "$case" -o "$work/inputs/icode/$(basename "$case" .ict).if" 2> /dev/null || true
+        # Cases of two topics may have one name.
+        name=$(basename "$(dirname "$case")")-$(basename "$case" .ict)
+        cp "$case" "$work/inputs/text/$name.ict"
+        "$bin/icode-as" "$case" -o "$work/inputs/icode/$name.if" 2> /dev/null || true
     done
     [[ -x $bin/icode-cc ]] || return 0
     for program in "$source"/examples/*.c "$source"/tests/programs/frontend/*.c; do
