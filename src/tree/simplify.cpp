@@ -139,10 +139,27 @@ const SIMPLIFY_RULE* apply_one_watched(NODE*& node) {
     return nullptr;
 }
 
+// An operator that works in bool and may give neither 0 nor 1. What rules make of it, they make of constants
+// that are no values of bool.
+bool leaves_bool(const NODE* node) {
+    if (!node || !node->type) return false;
+    const bool may_leave = is_op(node, OP_PLUS) || is_op(node, OP_MINUS) || is_op(node, OP_SLL) ||
+                           is_op(node, OP_UMINUS) || is_op(node, OP_NOTB);
+    return may_leave && type_is_bool(node->type);
+}
+
+bool is_constant_or_none(const NODE* operand) { return !operand || is_icon(operand); }
+
+// Such an operator is left as it is, unless it has a constant result.
+bool is_left_alone(const NODE* node) {
+    if (leaves_bool(node->left) || leaves_bool(node->right)) return true;
+    return leaves_bool(node) && !(is_constant_or_none(node->left) && is_constant_or_none(node->right));
+}
+
 // The operands of the node are simplified. Operands that a rule made are simplified by the rules themselves.
 void simplify_node(SIMPLIFIER& simplifier, NODE*& node) {
     changed(node);
-    if (opcode_arity(node->op) < 0) return;
+    if (opcode_arity(node->op) < 0 || is_left_alone(node)) return;
     while (spend(simplifier)) {
         const SIMPLIFY_RULE* rule = decisions.watched ? apply_one_watched(node) : apply_one(node);
         if (!rule) return;
