@@ -62,13 +62,13 @@ struct INDUCTION {
 enum LOOP_FLAG : uint32_t {
     LOOP_EARLY_EXIT = 0x01,         // structure: a block other than the tail leaves the loop
     LOOP_NOT_AFFINE = 0x02,         // analysis: its trip count is no linear function of what it starts with
-    LOOP_MAY_BE_ENDLESS = 0x100,    // analysis: `trips` holds if the loop ends at all
     LOOP_NON_ALIASED = 0x04,        // clone marks: this copy may take it that
     LOOP_ALIGNED = 0x08,            //   its accesses do not overlap, or that they are aligned;
     LOOP_CONSERVATIVE_CLONE = 0x10, //   this copy takes nothing for granted, or is the one that does;
     LOOP_AGGRESSIVE_CLONE = 0x20,   //
     LOOP_FAVORED_CLONE = 0x40,      //   this copy is expected to be run, or not to be
     LOOP_DEPRECATED_CLONE = 0x80,   //
+    LOOP_MAY_BE_ENDLESS = 0x100,    // analysis: `trips` holds if the loop ends at all
 };
 
 // What pragmas say of a loop; 0 when they do not. Structure: they stand as statements in the preheader.

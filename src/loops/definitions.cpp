@@ -101,6 +101,10 @@ uint32_t LOOP_DEFINITIONS::count_inside(const LOOPREC* loop, const SYMBOL* symbo
     return static_cast<uint32_t>(last - first);
 }
 
+bool is_counted(const TYPE* type) {
+    return (type_is_integer(type) && !type_is_bool(type)) || type_is_pointer(type);
+}
+
 bool is_region_constant(const LOOP_DEFINITIONS& definitions, const LOOPREC* loop, const SYMBOL* symbol) {
     if (!type_is_scalar(symbol->type) || type_is_volatile(symbol->type)) return false;
     if (symbol->candidate < 0 && definitions.writes_memory[number_of(loop)]) return false;

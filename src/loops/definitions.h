@@ -39,6 +39,9 @@ struct LOOP_DEFINITIONS {
 // Needs: loops, candidates. Linear in the statements, and in the sorting of the definitions of each symbol.
 LOOP_DEFINITIONS find_definitions(LOOPREC* root);
 
+// A type whose values wrap modulo 2^bits, as those of counters must: integers but bool, and pointers.
+bool is_counted(const TYPE* type);
+
 // The tree has the same value wherever in the loop it is evaluated, and at the end of the preheader, where
 // evaluating it can go wrong in no way: constants, addresses, and scalar variables that the loop does not
 // change, under operators that have a result for all operands. Small trees only.

@@ -87,10 +87,6 @@ std::optional<bool> answer_from(const NODE* known, bool holds, const NODE* asked
 
 // --- Whether the values are the same in both places ---
 
-struct FOLDING {
-    const LOOP_DEFINITIONS& definitions;
-};
-
 bool is_comparable(const NODE* condition) {
     return opcode_is_relation(condition->op) && !type_is_floating(condition->left->type) &&
            operator_count(condition, 8) <= 8 && !tree_has_effects(condition);
@@ -98,19 +94,19 @@ bool is_comparable(const NODE* condition) {
 
 // All assignments of the variable happen before the test on every way: the last of them is older than the
 // last run of the test.
-bool is_older_than(const FOLDING& folding, const SYMBOL* symbol, const BB* test) {
+bool is_older_than(const LOOP_DEFINITIONS& definitions, const SYMBOL* symbol, const BB* test) {
     if (symbol->candidate < 0) return false;
-    const auto found = folding.definitions.of.find(symbol);
-    if (found == folding.definitions.of.end()) return true;
+    const auto found = definitions.of.find(symbol);
+    if (found == definitions.of.end()) return true;
     for (const uint32_t index : found->second)
-        if (!dominates(folding.definitions.all[index].block, test)) return false;
+        if (!dominates(definitions.all[index].block, test)) return false;
     return true;
 }
 
-bool keeps_its_value(const FOLDING& folding, const NODE* tree, const BB* test) {
+bool keeps_its_value(const LOOP_DEFINITIONS& definitions, const NODE* tree, const BB* test) {
     return !any_node(tree, [&](const NODE* node) {
         switch (node->op) {
-        case OP_NAME: return !node->symbol() || !is_older_than(folding, node->symbol(), test);
+        case OP_NAME: return !node->symbol() || !is_older_than(definitions, node->symbol(), test);
         case OP_UMULT:
         case OP_STREF:
         case OP_STDOT: return true;
@@ -134,7 +130,7 @@ bool is_test_of(const LOOPREC* loop, const BB* guard) {
            equal_trees(test->left, ending_tree(guard)->left);
 }
 
-std::optional<KNOWN> known_answer(const FOLDING& folding, const LOOPREC* loop, const BB* guard) {
+std::optional<KNOWN> known_answer(const LOOP_DEFINITIONS& definitions, const LOOPREC* loop, const BB* guard) {
     const NODE* asked = ending_tree(guard)->left;
     if (loop->pragmas.must_minimum > 0 && loop->pragmas.before_guard && is_test_of(loop, guard))
         return KNOWN{nullptr, leads_when_true(guard, loop->preheader)};
@@ -148,17 +144,17 @@ std::optional<KNOWN> known_answer(const FOLDING& folding, const LOOPREC* loop, c
         if (passed && is_comparable(ending_tree(test)->left)) {
             const NODE* relation = ending_tree(test)->left;
             const std::optional<bool> answer = answer_from(relation, leads_when_true(test, below), asked);
-            if (answer && keeps_its_value(folding, asked, test)) return KNOWN{relation, *answer};
+            if (answer && keeps_its_value(definitions, asked, test)) return KNOWN{relation, *answer};
         }
         below = test;
     }
     return std::nullopt;
 }
 
-bool fold_guard(const FOLDING& folding, LOOPREC* loop) {
+bool fold_guard(const LOOP_DEFINITIONS& definitions, LOOPREC* loop) {
     const BB* guard = guard_of(loop);
     if (!guard || ending_tree(guard)->left->op == OP_ICON) return false;
-    const std::optional<KNOWN> known = known_answer(folding, loop, guard);
+    const std::optional<KNOWN> known = known_answer(definitions, loop, guard);
     if (!known) return false;
     NODE* const tree = ending_tree(guard);
     if (tree_has_effects(tree->left)) return refuse(SITE_fold_guard, "the condition has effects");
@@ -178,13 +174,15 @@ bool fold_guard(const FOLDING& folding, LOOPREC* loop) {
 } // namespace
 
 bool fold_guards(LOOPREC* root) {
+    std::vector<LOOPREC*> guarded;
+    for_each_loop(root, [&](LOOPREC* loop) {
+        if (loop != root && guard_of(loop)) guarded.push_back(loop);
+    });
+    if (guarded.empty()) return false;
     build_facts(facts_of(FACT_candidates, FACT_dominators, FACT_dominator_sets));
     const LOOP_DEFINITIONS definitions = find_definitions(root);
-    const FOLDING folding{definitions};
     bool changed = false;
-    for_each_loop(root, [&](LOOPREC* loop) {
-        if (loop != root) changed |= fold_guard(folding, loop);
-    });
+    for (LOOPREC* loop : guarded) changed |= fold_guard(definitions, loop);
     return changed;
 }
 

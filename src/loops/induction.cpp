@@ -42,15 +42,11 @@ struct SEARCH {
 
 // --- Trees ---
 
-bool is_number(const TYPE* type) {
-    return (type_is_integer(type) && !type_is_bool(type)) || type_is_pointer(type);
-}
-
 bool is_conversion(const NODE* node) { return node->op == OP_SCONV || node->op == OP_PCONV; }
 
 // What is left of the tree when only its low `bits` bits count.
 const NODE* without_conversions(const NODE* node, uint32_t bits) {
-    while (is_conversion(node) && is_number(node->type) && is_number(node->left->type) &&
+    while (is_conversion(node) && is_counted(node->type) && is_counted(node->left->type) &&
            type_bits(node->type) >= bits && type_bits(node->left->type) >= bits)
         node = node->left;
     return node;
@@ -71,7 +67,7 @@ NODE* amount(const SEARCH& search, const NODE* tree, const TYPE* type, bool is_n
     tree = without_conversions(tree, type_bits(type));
     if (tree->op == OP_ICON)
         return number_for(type, is_negative ? int96_negate(tree->value()) : tree->value());
-    const bool fits = is_number(tree->type) && type_bits(tree->type) == type_bits(type);
+    const bool fits = is_counted(tree->type) && type_bits(tree->type) == type_bits(type);
     if (!fits || type_is_pointer(tree->type) || !is_region_constant(search.definitions, search.loop, tree))
         return nullptr;
     NODE* copy = copy_tree(tree);
@@ -84,7 +80,7 @@ NODE* added_to(const SEARCH& search, const SYMBOL* symbol, const NODE* value) {
     const uint32_t bits = type_bits(symbol->type);
     value = without_conversions(value, bits);
     const bool adds = value->op == OP_PLUS;
-    if ((!adds && value->op != OP_MINUS) || !is_number(value->type) || type_bits(value->type) < bits)
+    if ((!adds && value->op != OP_MINUS) || !is_counted(value->type) || type_bits(value->type) < bits)
         return nullptr;
     if (is_name_of(without_conversions(value->left, bits), symbol))
         return amount(search, value->right, symbol->type, !adds);
@@ -117,7 +113,7 @@ NODE* increment_of(const SEARCH& search, const DEFINITION& definition) {
 // The definition happens once in each trip, and no other one of its variable.
 bool happens_once(const SEARCH& search, const DEFINITION& definition) {
     const SYMBOL* symbol = definition.symbol;
-    return symbol->candidate >= 0 && definition.is_sure && is_number(symbol->type) &&
+    return symbol->candidate >= 0 && definition.is_sure && is_counted(symbol->type) &&
            definition.block->loop == search.loop && dominates(definition.block, search.loop->tail) &&
            search.definitions.count_inside(search.loop, symbol) == 1;
 }
@@ -152,7 +148,7 @@ bool affine_sum(const SEARCH& search, const NODE* tree, int32_t level, AFFINE& f
 
 // NOLINTNEXTLINE(misc-no-recursion): a few levels at the most
 bool affine_form(const SEARCH& search, const NODE* tree, int32_t level, AFFINE& form) {
-    if (!is_number(tree->type) || level > LIMITS.affine_levels) return false;
+    if (!is_counted(tree->type) || level > LIMITS.affine_levels) return false;
     tree = without_conversions(tree, type_bits(tree->type));
     if (tree->op == OP_NAME) {
         const auto found = search.found.find(tree->symbol());
@@ -239,7 +235,7 @@ NODE* value_before(const LOOP_DEFINITIONS& definitions, const LOOPREC* loop, con
                 continue;
             }
             const NODE* value = definition.by->op == OP_ASG ? definition.by->right : nullptr;
-            const bool known = value && definition.is_sure && is_number(value->type) &&
+            const bool known = value && definition.is_sure && is_counted(value->type) &&
                                may_be_evaluated_later(value) && !tree_mentions(value, symbol) &&
                                stays_the_same(changed, value);
             return known ? copy_tree(value) : nullptr;

@@ -66,10 +66,6 @@ int way_inside(const LOOPREC* loop, const BB* block) {
 
 // --- 2: its form ---
 
-bool is_counted(const TYPE* type) {
-    return (type_is_integer(type) && !type_is_bool(type)) || type_is_pointer(type);
-}
-
 // The statement of the counter is run before the test in the trip in which it is tested.
 bool changes_before_test(const LOOPREC* loop, const TEST& test) {
     const INDUCTION* counter = test.counter;
