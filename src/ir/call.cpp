@@ -4,9 +4,15 @@
 #include <algorithm>
 #include <string_view>
 
+#include "ir/funinfo.h"
 #include "ir/symbol.h"
 
 namespace pelorus {
+
+uint32_t call_flags(const NODE* call) {
+    const SYMBOL* callee = direct_callee(call);
+    return callee && callee->funinfo ? callee->funinfo->flags : 0;
+}
 
 bool may_return_twice(const NODE* call) {
     constexpr std::string_view NAMES[] = {"setjmp", "_setjmp", "sigsetjmp", "__sigsetjmp", "vfork"};

@@ -21,6 +21,10 @@ inline SYMBOL* direct_callee(const NODE* node) {
     return name ? name->symbol() : nullptr;
 }
 
+// What is known of every call of the function that the node calls directly: FUN_FLAG bits (ir/funinfo.h); 0
+// when that is nothing, and for calls through pointers. Needs: a call.
+uint32_t call_flags(const NODE* call);
+
 // The call may return again, long after: setjmp and its like. By the attribute of the function's type, or its
 // name.
 bool may_return_twice(const NODE* call);

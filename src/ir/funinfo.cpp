@@ -41,6 +41,7 @@ FUNINFO* get_funinfo(const char* name) {
     if (FUNINFO* known = find_funinfo(name)) return known;
     auto* made = zone_new<FUNINFO>(false);
     made->name = zone_string(false, plain_name(name));
+    made->number = NO_CALL_GRAPH_NUMBER;
     FUNINFO*& bucket = bucket_of(made->name);
     made->hash_next = bucket;
     bucket = made;

@@ -18,13 +18,26 @@ enum FUN_FLAG : uint32_t {
 
 struct FUNINFO;
 
-// A call that the file-level analysis found in a function. File zone.
+struct INLINE_DEFINITION; // what inline expansion keeps of a body (ipa/inline.h)
+
+// A direct call that the file-level analysis found in a function. File zone.
 struct CALL_SITE {
     CALL_SITE* next;
     FUNINFO* callee;
+    POSITION position;         // of its statement
     const char* jump_function; // what is known of the arguments, as partial evaluation writes it
 };
 static_assert(std::is_trivially_destructible_v<CALL_SITE>);
+
+// A function that another one calls by name, or whose address it takes; each once. File zone.
+struct FUNCTION_REFERENCE {
+    FUNCTION_REFERENCE* next;
+    FUNINFO* function;
+};
+static_assert(std::is_trivially_destructible_v<FUNCTION_REFERENCE>);
+
+// The number of a function that the call graph does not hold.
+constexpr uint16_t NO_CALL_GRAPH_NUMBER = 0xFFFF;
 
 struct FUNINFO {
     const char* name;          // plain name: without its leading "_"
@@ -37,7 +50,14 @@ struct FUNINFO {
     uint64_t body_offset;      // of its function-begin record in the input; valid when FUN_is_defined
     const char* override_text; // options laid over the command line's for this function; null for none
     POSITION position;         // of the function begin
-    CALL_SITE* call_sites;     // in the order of the function; null before the file-level analysis finds them
+    // What the file-level analysis finds; nothing before it.
+    CALL_SITE* call_sites;          // in the order of the function
+    FUNCTION_REFERENCE* callees;    // called by name, in the order of their first calls
+    FUNCTION_REFERENCE* references; // its address taken, in the order of the function
+    uint32_t site_count;            // calls of it by name in this file
+    uint32_t uses_left;             // of those, the ones that were not expanded
+    uint16_t number;                // in the call graph, callers before callees; NO_CALL_GRAPH_NUMBER
+    INLINE_DEFINITION* definition;  // null when its calls are not expanded
 };
 static_assert(std::is_trivially_destructible_v<FUNINFO>);
 
