@@ -16,6 +16,7 @@
 #include "driver/verify.h"
 #include "icode/unit_client.h"
 #include "ipa/file_level.h"
+#include "ipa/function_effects.h"
 #include "ir/opcodes.h"
 #include "ir/symbol.h"
 #include "ir/type.h"
@@ -53,6 +54,7 @@ void start_run() {
     simplification = {};
     clear_file_symbols();
     clear_funinfo();
+    clear_function_effects();
     empty_zones();
     start_types();
     node_factory = {};

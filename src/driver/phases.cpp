@@ -15,6 +15,7 @@
 #include "driver/pipeline.h"
 #include "icode/unit_client.h"
 #include "ipa/file_level.h"
+#include "ipa/function_effects.h"
 #include "memory/zone.h"
 #include "support/call_points.h"
 #include "support/run.h"
@@ -32,6 +33,7 @@ void function_was_read(void*) {
     if (!add_to_call_graph(function.info))
         icode_fault(*run_files.reader, function.info->body_offset,
                     "a second definition of function \"%.80s\"", function.info->name);
+    note_function_effects(*function.info);
     clear_function();
     release_local_zone();
 }
@@ -140,6 +142,7 @@ void optimize_functions(const std::vector<FUNINFO*>& order, OPTIMIZE_FUNCTION op
 
 void optimize_file() {
     read_input();
+    find_function_effects();
     analyse_file();
     release_function_storage();
     if (settings.optimization_level >= 4) run_pass_1_5(function_order());
