@@ -115,7 +115,8 @@ std::string obstacle_at(const NODE* node) {
 }
 
 std::string obstacle_of(const TREE_ACCESS& access) {
-    if (access.kind != ACCESS::EXPOSE) return "";
+    const bool is_passed_on = access.kind == ACCESS::LEND && is_self_call(access.by);
+    if (access.kind != ACCESS::EXPOSE && !is_passed_on) return "";
     if (!access.symbol) return "the address of a call's result is taken";
     return access.symbol->level > 0 ? std::string("the address of ") + access.symbol->name + " is taken" : "";
 }

@@ -1,6 +1,8 @@
 // Calls, and the function that a call names.
 #pragma once
 
+#include <vector>
+
 #include "ir/node.h"
 
 namespace pelorus {
@@ -21,9 +23,27 @@ inline SYMBOL* direct_callee(const NODE* node) {
     return name ? name->symbol() : nullptr;
 }
 
-// What is known of every call of the function that the node calls directly: FUN_FLAG bits (ir/funinfo.h); 0
-// when that is nothing, and for calls through pointers. Needs: a call.
+// What is known of every call of the function that the node calls directly: FUN_FLAG bits, whose meaning
+// ipa/function_effects.h tells. 0 when that is nothing, for calls through pointers, and below level 1, where
+// no pass may rely on it. Needs: a call.
 uint32_t call_flags(const NODE* call);
+
+// --- What passes ask of a call. Operators that run other code and are no calls may do everything. ---
+
+// Its value is all that there is to it: it can be left out, and an equal one gives the same.
+bool is_pure_call(const NODE* node);
+// It may read memory, and change it: globals, and whatever addresses lead to.
+bool may_read_memory(const NODE* call);
+bool may_write_memory(const NODE* call);
+
+// An argument that is the address of a local variable, which the callee at the most reads, and of which it
+// keeps nothing: the variable is used by the call, and that is all.
+struct LENT_ARGUMENT {
+    NODE* argument;
+    NODE* name;
+};
+// Those of the call, first to last.
+std::vector<LENT_ARGUMENT> lent_arguments(const NODE* call);
 
 // The call may return again, long after: setjmp and its like. By the attribute of the function's type, or its
 // name.

@@ -1,6 +1,7 @@
 // See effects.h.
 #include "ir/effects.h"
 
+#include "ir/call.h"
 #include "ir/symbol.h"
 #include "support/settings.h"
 #include "support/small_stack.h"
@@ -39,19 +40,32 @@ const NODE* behind_address(const NODE* address) {
     return object->op == OP_UMULT || object->op == OP_STREF ? object->left : object;
 }
 
-bool node_has_effect(const NODE* node) { return opcode_has_side_effect(node->op) || touches_volatile(node); }
+bool node_has_effect(const NODE* node) {
+    return (opcode_has_side_effect(node->op) && !is_pure_call(node)) || touches_volatile(node);
+}
 
-bool tree_has_effects(const NODE* tree) {
+namespace {
+
+template <class F>
+bool any_evaluated(const NODE* tree, F holds) {
     SMALL_STACK<const NODE*> waiting;
     for (const NODE* node = tree;;) {
         while (node) {
-            if (node_has_effect(node)) return true;
+            if (holds(node)) return true;
             if (node->right) waiting.push(node->right);
             node = takes_address(node) ? behind_address(node) : node->left;
         }
         if (waiting.empty()) return false;
         node = waiting.pop();
     }
+}
+
+} // namespace
+
+bool tree_has_effects(const NODE* tree) { return any_evaluated(tree, node_has_effect); }
+
+bool tree_is_statement(const NODE* tree) {
+    return any_evaluated(tree, [](const NODE* node) { return is_call(node) || node_has_effect(node); });
 }
 
 } // namespace pelorus

@@ -6,12 +6,16 @@
 namespace pelorus {
 
 // The node by itself changes something, runs code that is not in the tree, directs control, or touches a
-// volatile object. With all lvalues volatile, everything but automatic variables is.
+// volatile object. With all lvalues volatile, everything but automatic variables is. A call of a pure
+// function only gives a value.
 bool node_has_effect(const NODE* node);
 
 // Some node of the tree does, so that the tree may be neither dropped nor evaluated twice nor moved past
 // another such tree. An object whose address alone is taken is not touched. Linear.
 bool tree_has_effects(const NODE* tree);
+
+// The tree may stand as a statement: it has effects, or calls some function, whatever is known of that one.
+bool tree_is_statement(const NODE* tree);
 
 // The object whose address the node takes is not read. What is evaluated to find it, or null.
 const NODE* behind_address(const NODE* address);

@@ -303,7 +303,7 @@ bool check_pcomma(const NODE* tree, const TREE_PLACE& place) {
 
 // The operator at the top may be one that only joins or drops what has the effect, as in "c ? f() : g()".
 bool check_side_effect(const NODE* stmt, const TREE_PLACE& place) {
-    if (tree_has_effects(stmt)) return true;
+    if (tree_is_statement(stmt)) return true;
     return report_invalid_node(RULE_U7, "Top-level operator has no side effects", stmt, place);
 }
 

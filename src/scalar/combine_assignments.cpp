@@ -30,6 +30,7 @@ constexpr COMBINING COMBINING_LIMITS;
 struct USES {
     NODE** place = nullptr;
     int count = 0;
+    bool is_lent = false; // a call reads the variable by its address
 };
 
 USES uses_of(NODE* tree, const SYMBOL* symbol) {
@@ -39,6 +40,7 @@ USES uses_of(NODE* tree, const SYMBOL* symbol) {
             const bool target = operand == &node->left && node->op == OP_ASG;
             if (target || !*operand || (*operand)->op != OP_NAME || (*operand)->symbol() != symbol) continue;
             uses.place = operand;
+            uses.is_lent |= takes_address(node);
             ++uses.count;
         }
     });
@@ -62,6 +64,10 @@ NODE** place_for(const NODE* first, NODE* next) {
     const USES uses = uses_of(next, variable);
     if (uses.count != 1) {
         refuse(SITE_combine_assignments, "the variable is read more than once", "{}", next);
+        return nullptr;
+    }
+    if (uses.is_lent) {
+        refuse(SITE_combine_assignments, "a call gets the variable's address", "{}", next);
         return nullptr;
     }
     if (uses.place == &next->left && opcode_assigns(next->op)) return nullptr;

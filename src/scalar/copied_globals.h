@@ -1,8 +1,8 @@
 // Globals whose value fast_CP knows, with program mode 2.
 //
 // The value of a global is known from an assignment at the top of a statement to whatever may write memory
-// where it is not seen: a call, a store through a pointer or to a part of an object, assembly. A store to
-// another variable by its name changes that one only.
+// where it is not seen: a call of a function that may write memory, a store through a pointer or to a part of
+// an object, assembly. A store to another variable by its name changes that one only.
 #pragma once
 
 #include "scalar/copy_values.h"

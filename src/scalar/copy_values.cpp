@@ -183,7 +183,7 @@ void evaluate(COPY_WALK& walk, NODE*& slot) {
     case OP_ENDLOOP: return add(walk, slot, WORK::STORE);
     default: break;
     }
-    if (runs_other_code(node)) add(walk, slot, WORK::CALL);
+    if (runs_other_code(node) && may_write_memory(node)) add(walk, slot, WORK::CALL);
     if (is_call(node) && named_callee(node)) return add(walk, node->right);
     if (!opcode_assigns(node->op)) return add_operands(walk, node);
     add(walk, slot, WORK::STORE);

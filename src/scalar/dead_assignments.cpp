@@ -21,6 +21,7 @@
 #include "cfg/live_variables.h"
 #include "cfg/simplify.h"
 #include "cfg/statement_edit.h"
+#include "ir/call.h"
 #include "ir/node_storage.h"
 #include "ir/tree_text.h"
 #include "ir/walk.h"
@@ -170,6 +171,14 @@ void walk_operands(DEAD_WALK& walk, NODE* node, bool left_conditional, bool righ
     push(walk, node->right, right_conditional);
 }
 
+// What the callee reads by its address is read behind all arguments.
+void walk_call(DEAD_WALK& walk, const PLACE& place) {
+    NODE* node = *place.slot;
+    for (const LENT_ARGUMENT& lent : lent_arguments(node))
+        if (lent.name->symbol()->candidate >= 0) use(walk, lent.name->symbol());
+    walk_operands(walk, node, place.conditional, place.conditional);
+}
+
 void walk_node(DEAD_WALK& walk, const PLACE& place) {
     NODE* node = *place.slot;
     switch (node->op) {
@@ -193,6 +202,7 @@ void walk_node(DEAD_WALK& walk, const PLACE& place) {
     case OP_STREF: return push(walk, node->left, place.conditional);
     case OP_BRANCH:
     case OP_ARGREF: return; // the latter's parameter is no candidate
+    case OP_CALL: return walk_call(walk, place);
     case OP_ANDAND:
     case OP_OROR: return walk_operands(walk, node, place.conditional, true);
     case OP_COLON: return walk_operands(walk, node, true, true);

@@ -105,7 +105,7 @@ NODE* dropped(NODE* tree) {
 NODE* prepared(NODE* tree) {
     tree = simplify_tree(tree);
     if (!is_expression(tree) || opcode_arity(tree->op) < 0 || !opcode_fact(tree->op).name) return tree;
-    if (!tree_has_effects(tree)) return dropped(tree);
+    if (!tree_is_statement(tree)) return dropped(tree);
     return change(SITE_unused_value, "{}", tree) ? reduce_to_effects(tree) : tree;
 }
 
@@ -138,8 +138,7 @@ bool never_returns(const NODE* call) {
     if (callee_type && type_is_function(callee_type) && (type_strip(callee_type)->attributes & FA_NORETURN))
         return true;
     const SYMBOL* callee = direct_callee(call);
-    if (!callee) return false;
-    return (callee->flags & SF_NORETURN) || (callee->funinfo && (callee->funinfo->flags & FUN_never_returns));
+    return (callee && (callee->flags & SF_NORETURN)) || (call_flags(call) & FUN_never_returns);
 }
 
 bool is_that_comment(const STMT* cell) {
@@ -198,7 +197,8 @@ void note_assignment(NARROWING& variable, const NODE* value) {
 void note_other_change(NARROWING& variable) { variable.fits_signed = variable.fits_unsigned = false; }
 
 void note_access(NARROWER& narrower, const TREE_ACCESS& access) {
-    NARROWING* variable = is_definition(access) ? narrowing_of(narrower, access.symbol) : nullptr;
+    const bool counts = is_definition(access) || access.kind == ACCESS::LEND; // to who knows the type it has
+    NARROWING* variable = counts ? narrowing_of(narrower, access.symbol) : nullptr;
     if (!variable) return;
     if (access.by->op == OP_ASG)
         note_assignment(*variable, access.by->right);
@@ -269,8 +269,8 @@ void narrow_tree(NARROWER& narrower, NODE* tree) {
 NODE* tidied(NODE* tree) {
     if (tree->op == OP_LABELDEF || tree->op == OP_ASM || tree->op == OP_PPRAGMA) return tree;
     if (is_expression(tree) && opcode_arity(tree->op) > 0) tree = reduce_to_effects(tree);
-    tree = simplify_tree(tree);
-    return is_expression(tree) && !tree_has_effects(tree) ? dropped(tree) : tree;
+    if (tree) tree = simplify_tree(tree);
+    return tree && is_expression(tree) && !tree_is_statement(tree) ? dropped(tree) : tree;
 }
 
 // Most functions have none, and need not be walked.

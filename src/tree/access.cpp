@@ -157,7 +157,11 @@ void reach_and_touch(WALK& walk, NODE* object, NODE* between, NODE* by, ACCESS k
 
 // The operator accesses memory by itself, once its operands have been evaluated.
 void touch_memory(WALK& walk, NODE* node, bool conditional) {
-    walk.visit(walk.context, {ACCESS::USE_DEF, nullptr, nullptr, node, node, false, conditional, false});
+    const bool reads = may_read_memory(node);
+    const bool writes = may_write_memory(node);
+    if (!reads && !writes) return;
+    const ACCESS kind = reads && writes ? ACCESS::USE_DEF : reads ? ACCESS::USE : ACCESS::DEF;
+    walk.visit(walk.context, {kind, nullptr, nullptr, node, node, false, conditional, false});
 }
 
 void evaluate_operands(WALK& walk, const NODE* node, bool conditional) {
@@ -167,6 +171,24 @@ void evaluate_operands(WALK& walk, const NODE* node, bool conditional) {
 
 ACCESS assignment_kind(int32_t op) {
     return op == OP_ASG || op == OP_STASG || op == OP_ARASG ? ACCESS::DEF : ACCESS::USE_DEF;
+}
+
+// Variables are lent when all arguments have been evaluated. The last tasks are the first to be done.
+void add_arguments(WALK& walk, const NODE* call, bool conditional) {
+    const std::vector<LENT_ARGUMENT> lent = lent_arguments(call);
+    if (lent.empty()) return add(walk, call->right, conditional);
+    for (size_t i = lent.size(); i-- > 0;)
+        add_touch(walk, lent[i].name, const_cast<NODE*>(call), ACCESS::LEND, conditional);
+    size_t left = lent.size();
+    const auto add_argument = [&](NODE* argument) {
+        if (left > 0 && lent[left - 1].argument == argument)
+            --left;
+        else
+            add(walk, argument, conditional);
+    };
+    NODE* list = call->right;
+    for (; list->op == OP_COMMA; list = list->left) add_argument(list->right);
+    add_argument(list);
 }
 
 // Operators of a class that needs no care of its own. Calls, assembly and numbers without a name touch memory
@@ -183,7 +205,7 @@ void evaluate_by_class(WALK& walk, NODE* node, bool conditional) {
         reach_and_touch(walk, node->right, nullptr, node, ACCESS::EXPOSE, conditional);
         return reach_and_touch(walk, node->left, nullptr, node, ACCESS::EXPOSE, conditional);
     }
-    if (is_call(node) && named_callee(node)) return add(walk, node->right, conditional);
+    if (is_call(node) && named_callee(node)) return add_arguments(walk, node, conditional);
     evaluate_operands(walk, node, conditional);
 }
 

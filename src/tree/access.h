@@ -24,6 +24,7 @@ enum class ACCESS : uint8_t {
     DEF,     // it is replaced
     USE_DEF, // read, and replaced afterwards: x += 1, x++
     EXPOSE,  // the address is taken: from here on, what accesses memory may mean this variable
+    LEND,    // a call gets the address, at the most reads the variable, and keeps nothing of the address
 };
 
 struct TREE_ACCESS {
@@ -32,14 +33,14 @@ struct TREE_ACCESS {
     NODE* name;     // its NAME; null without a variable
     NODE* object;   // the lvalue as it stands under `by`, the NAME itself or what leads to it; the CALL, ASM
                     //   or other operator that accesses memory by itself
-    NODE* by;       // the operator that defines or exposes; `object` for a use
+    NODE* by;       // the operator that defines or exposes, the call that is lent to; `object` for a use
     bool part;      // a member, or another width than the variable's: a DEF leaves the rest as it was
     bool conditional; // the tree may be evaluated without it
     bool is_volatile; // happens exactly as often as it is evaluated
 };
 
 inline bool is_use(const TREE_ACCESS& access) {
-    return access.kind == ACCESS::USE || access.kind == ACCESS::USE_DEF;
+    return access.kind == ACCESS::USE || access.kind == ACCESS::USE_DEF || access.kind == ACCESS::LEND;
 }
 inline bool is_definition(const TREE_ACCESS& access) {
     return access.kind == ACCESS::DEF || access.kind == ACCESS::USE_DEF;
@@ -54,8 +55,11 @@ inline bool is_plain(const TREE_ACCESS& access) { return access.object == access
 // Calls visit(access) for each access of the tree in the order of evaluation.
 //   - RETURN defines its NAME, URETURN uses it.
 //   - ARGREF uses and defines its parameter: the unnamed arguments lie behind it.
-//   - A direct callee is no access. A call itself is one USE_DEF of memory, behind its arguments; so are
-//     assembly and the opcodes without a name, which expose their operands as well.
+//   - A direct callee is no access. A call itself is one USE_DEF of memory, behind its arguments, a USE when
+//     its function writes to none, a DEF when that reads none, and no access when that does neither. Assembly
+//     and the opcodes without a name are a USE_DEF, and expose their operands as well.
+//   - An address that is passed to a function which only reads by it is evaluated without an access; the call
+//     is a LEND then, before it accesses memory.
 //   - ASSERT and NASSERT are not evaluated, but speak of values: their operand's accesses are conditional.
 //   - LOOP and INITLOOP define their control variable, ENDLOOP uses and defines it.
 // The visit may change nodes that it was shown, but no others of the tree.
