@@ -48,14 +48,34 @@ NODE** comma_of(STMT* cell) {
     return assigns_name && cell->tree->right->op == OP_COMMAOP ? &cell->tree->right : nullptr;
 }
 
+// A statement without those at its end that would be none by themselves: however many changes may be made
+// yet, none is left standing. Null when nothing is left.
+NODE* without_unused(NODE* tree) {
+    for (;;) {
+        NODE* last = tree->op == OP_COMMAOP ? tree->right : tree;
+        if (tree_is_statement(last)) return tree;
+        follows(SITE_unused_result, "{}", last);
+        NODE* rest = last == tree ? nullptr : tree->left;
+        erase_tree(last);
+        if (!rest) return nullptr;
+        erase_node(tree);
+        tree = rest;
+    }
+}
+
 // The left operand becomes a statement in front; the cell keeps what is left.
 bool split_comma(BB* block, STMT* cell, NODE** comma) {
     if (!change(SITE_split_comma, "{}", cell->tree)) return false;
-    NODE* first = (*comma)->left;
+    NODE* first = without_unused((*comma)->left);
     NODE* second = (*comma)->right;
     erase_node(*comma);
     *comma = second;
-    insert_before(block, cell, first, cell->position);
+    if (first) cell = insert_before(block, cell, first, cell->position);
+    trees_changed();
+    if (tree_is_statement(cell->tree)) return true;
+    follows(SITE_unused_result, "{}", cell->tree);
+    erase_tree(cell->tree);
+    remove_cell(block, cell);
     return true;
 }
 
