@@ -138,7 +138,7 @@ bool is_ending_branch(int32_t op);
 // "BB <number>", for the texts of decisions.
 void append_text(std::string& text, const BB* block);
 // The next decisions are about this block, or this statement of it.
-inline void stand_at(const BB* block, const STMT* cell) { stand_at(block->dfn, cell->position.line); }
+inline void stand_at(const BB* block, const STMT* cell) { stand_at(block->dfn, *cell); }
 inline void stand_at(const BB* block) { stand_at(block, block->last_stmt); }
 
 // --- build_cfg.cpp ---

@@ -7,6 +7,7 @@
 #include "ir/node.h"
 #include "ir/position.h"
 #include "ir/symbol.h"
+#include "support/decision.h"
 
 namespace pelorus {
 
@@ -16,6 +17,11 @@ struct STMT {
     STMT* next;        //
 };
 static_assert(std::is_trivially_destructible_v<STMT>);
+
+// The next decisions are about this statement; `block` is the number of its block, 0 before there are blocks.
+inline void stand_at(int32_t block, const STMT& cell) {
+    stand_at(block, cell.position.line, cell.position.call_line());
+}
 
 // A cell in the function zone.
 STMT* new_stmt(NODE* tree, const POSITION& position, STMT* next);

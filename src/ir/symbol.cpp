@@ -126,6 +126,22 @@ SYMBOL* new_split(char letter, const SYMBOL* origin) {
     return split;
 }
 
+SYMBOL* new_copied_variable(const SYMBOL* origin, const char* name) {
+    SYMBOL_FIELDS fields{};
+    fields.name = name;
+    fields.size = origin->size;
+    fields.storage_class = SC_AUTO;
+    fields.flags = origin->flags;
+    fields.type = origin->declared_type;
+    fields.align = origin->align;
+    fields.position = origin->position;
+    SYMBOL* symbol = make_symbol(fields, true);
+    symbol->level = BODY_LEVEL;
+    symbol->serial = function_symbols.serial++;
+    append(function_symbols.variables, symbol);
+    return symbol;
+}
+
 void end_symbol_scope(SYMBOL* symbol, const POSITION& end) { symbol->scope_end = end; }
 
 namespace {

@@ -183,6 +183,10 @@ SYMBOL* new_temporary(char letter, TYPE* type, long number);
 // life or of the values of `origin`, whose type and position it has.
 SYMBOL* new_split(char letter, const SYMBOL* origin);
 
+// A copy of a variable of another function, on the list of variables: all that its declaration says, but for
+// its name, and local to the current function.
+SYMBOL* new_copied_variable(const SYMBOL* origin, const char* name);
+
 // Notes that the current function takes the symbol's address, and forgets all such notes, those about symbols
 // of the file as well.
 void expose_symbol(SYMBOL* symbol);

@@ -113,7 +113,7 @@ void prepare_each() {
     for (STMT** place = &function.statements; STMT* cell = *place;) {
         const bool is_tree =
             cell->tree->op != OP_LABELDEF && cell->tree->op != OP_ASM && cell->tree->op != OP_PPRAGMA;
-        stand_at(0, cell->position.line);
+        stand_at(0, *cell);
         const bool is_comma = cell->tree->op == OP_COMMAOP;
         if (is_tree && take_commas_out_of_lvalues(cell->tree) && !is_comma) split_statement(cell);
         NODE* tree = is_tree ? prepared(cell->tree) : cell->tree;
@@ -146,7 +146,7 @@ bool is_that_comment(const STMT* cell) {
 }
 
 bool may_be_marked(const STMT* cell, const NODE* call) {
-    stand_at(0, cell->position.line);
+    stand_at(0, *cell);
     return change(SITE_never_returns, "{}", call);
 }
 
@@ -290,7 +290,7 @@ void narrow_variables() {
         for_each_access(cell->tree, [&](const TREE_ACCESS& access) { note_access(narrower, access); });
     if (!choose_types(narrower)) return;
     for (STMT** place = &function.statements; STMT* cell = *place;) {
-        stand_at(0, cell->position.line);
+        stand_at(0, *cell);
         narrow_tree(narrower, cell->tree);
         cell->tree = tidied(cell->tree);
         if (cell->tree)

@@ -100,7 +100,9 @@ bool is_under_limit(SITE site) {
 std::string place_text() {
     std::string place;
     if (decisions.block) place = "BB " + std::to_string(decisions.block) + ", ";
-    return place + "line " + std::to_string(decisions.line);
+    place += "line " + std::to_string(decisions.line);
+    if (decisions.call_line) place += " called in line " + std::to_string(decisions.call_line);
+    return place;
 }
 
 std::string change_line(SITE site, const std::string& text) {

@@ -41,11 +41,12 @@ std::span<const SITE_ROW> decision_sites();
 SITE add_sites(std::span<const SITE_ROW> rows);
 
 struct DECISIONS {
-    bool watched = false; // a trace, statistics or a limit is wanted
-    bool texts = false;   // a trace is written or a limit will name a change; valid when watched
-    uint64_t changes = 0; // made in this run
-    int32_t block = 0;    // where the pass stands: the block's number; 0 before there are blocks
-    uint32_t line = 0;    // of the source; 0 when unknown
+    bool watched = false;   // a trace, statistics or a limit is wanted
+    bool texts = false;     // a trace is written or a limit will name a change; valid when watched
+    uint64_t changes = 0;   // made in this run
+    int32_t block = 0;      // where the pass stands: the block's number; 0 before there are blocks
+    uint32_t line = 0;      // of the source; 0 when unknown
+    uint32_t call_line = 0; // of the call that was expanded into the line; 0 for none
 };
 extern DECISIONS decisions;
 
@@ -56,7 +57,9 @@ struct CHANGE_MARK {
 };
 
 // Where the next decisions are made, for their lines on the trace.
-inline void stand_at(int32_t block, uint32_t line) { decisions.block = block, decisions.line = line; }
+inline void stand_at(int32_t block, uint32_t line, uint32_t call_line = 0) {
+    decisions.block = block, decisions.line = line, decisions.call_line = call_line;
+}
 
 // --- The texts of decisions. "{}" stands for the next argument. A folder that wants its records in them
 //     declares `append_text` for a pointer to them beside the record. ---
