@@ -6,10 +6,11 @@
 
 Each program is translated to icode once. The executable is made of that icode, without the optimizer, and the interpreter runs the same icode: output
 and exit status must be the same. A program that a signal ends has the status that a shell shows, and what it had not written out by then does not
-count. Then icode-run --compare runs it beside the optimizer's output of each level. The verdicts:
+count. Then icode-run --compare runs it beside the optimizer's output of each level, and looks whether each function keeps what the optimizer takes
+it never to do. The verdicts:
 
   same         all runs agree
-  DIFFERS      the interpreter's run ends as a program does, and differs
+  DIFFERS      the interpreter's run ends as a program does, and differs; or a function breaks a promise
   TRAP         the interpreter says that the program does what has no meaning
   UNSUPPORTED  the interpreter does not know something that the program uses, and the program is not in the list of those that may
   FAILED       a tool refused its input or crashed
@@ -104,7 +105,7 @@ class Judged:
         for level in self.levels:
             optimized = self.work / f"level{level}.opt"
             self.chain.pelorus(icode, optimized, level)
-            status, output, message = self.icode_run(f"level {level}", "--compare", icode, optimized)
+            status, output, message = self.icode_run(f"level {level}", "--check-functions", "--compare", icode, optimized)
             if status != 0:
                 raise Verdict("DIFFERS", f"level {level}: {output.decode(errors='replace')[-1500:]}{message}")
 

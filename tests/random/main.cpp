@@ -151,7 +151,7 @@ private:
 
 PROGRAM* TRIAL::load(const std::string& bytes, std::string& message) const {
     FILE* stream = fmemopen(const_cast<char*>(bytes.data()), bytes.size(), "rb");
-    return load_program(stream, "random", message);
+    return load_program(stream, "random", message, true);
 }
 
 bool TRIAL::compare(const std::string& command, const std::string& output) {

@@ -236,6 +236,7 @@ void do_setjmp(const PENDING_CALL& call) {
     machine.jumps[number] = {machine.frames.size(), frame.serial, frame.next, call.result_slot,
                              machine.allocas.size()};
     call.give(0);
+    if (machine.checks) allow_second_return(machine);
 }
 
 void do_longjmp(const PENDING_CALL& call) {
@@ -321,6 +322,7 @@ void run_library_function(MACHINE& machine, const LIBRARY_ROW& row, GUEST_CALL& 
     machine.library_function = row.name.substr(1);
     if (machine.options.record && row.effect == CALL_EFFECT::SEEN)
         note_call(machine, machine.library_function, call.arguments, call.count);
+    if (machine.checks && row.effect == CALL_EFFECT::SEEN) check_library_effect(machine);
     row.function(call);
     machine.library_function = before;
 }

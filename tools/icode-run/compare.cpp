@@ -18,6 +18,7 @@ std::string outcome_text(const OUTCOME& outcome) {
     case OUTCOME_KIND::TRAP: return "traps: " + outcome.message;
     case OUTCOME_KIND::LIMIT: return "reaches a limit: " + outcome.message;
     case OUTCOME_KIND::UNSUPPORTED: return "needs what is not supported: " + outcome.message;
+    case OUTCOME_KIND::BROKEN: return "breaks a promise: " + outcome.message;
     }
     return {};
 }
@@ -129,6 +130,10 @@ COMPARISON compare_runs(const PROGRAM& a, const PROGRAM& b, const RUN_OPTIONS& o
     add_to_layout(layout, a);
     add_to_layout(layout, b);
     const RUN_RESULT first = recorded_run(a, options, layout);
+    if (first.outcome.kind == OUTCOME_KIND::BROKEN) {
+        text = a.name + " " + outcome_text(first.outcome) + "\n" + calls_text(first.outcome);
+        return COMPARISON::DIFFERENT;
+    }
     if (first.outcome.kind != OUTCOME_KIND::VALUE) {
         text = undecided_text(a, first.outcome);
         return COMPARISON::UNDECIDED;

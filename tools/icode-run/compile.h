@@ -37,6 +37,7 @@ struct LOADER {
     std::vector<std::pair<const SYMBOL*, uint32_t>> scopes{}; // its local symbols, and the block of each
     uint32_t blocks = 0;                                      // that have begun in it
     std::vector<uint32_t> open_blocks{};                      // innermost last
+    std::vector<const FUNINFO*> functions{};                  // those of PROGRAM::functions
 };
 
 uint32_t global_of_symbol(LOADER& loader, const SYMBOL* symbol);

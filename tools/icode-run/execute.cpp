@@ -159,6 +159,12 @@ void out_of_range_shift(MACHINE& machine, const INSTRUCTION* at, uint32_t amount
     end_run(OUTCOME_KIND::TRAP, "a shift by " + std::to_string(amount) + " bits");
 }
 
+void note_volatile(MACHINE& machine, const INSTRUCTION& note, const uint64_t* slots, bool write) {
+    if (!machine.options.record) return;
+    machine.at = &note;
+    note_access(machine, ADDRESS(slots[note.a]) + note.c, slots[note.b], note.extra, write);
+}
+
 // Runs until the call at `depth` has returned.
 void run_loop(MACHINE& machine, size_t depth) {
     static const void* const LABELS[] = {
@@ -414,12 +420,10 @@ L_END_VARIABLE:
     end_variable(*machine.memory, frame, function->layout.variables[i->c]);
     NEXT;
 L_NOTE_READ:
+    note_volatile(machine, *i, slots, false);
+    NEXT;
 L_NOTE_WRITE:
-    if (machine.options.record) {
-        machine.at = i;
-        note_access(machine, ADDRESS(slots[i->a]) + i->c, slots[i->b], i->extra,
-                    i->operation == MC_NOTE_WRITE);
-    }
+    note_volatile(machine, *i, slots, true);
     NEXT;
 L_CHECK_INTEGER:
     if (machine.options.strict && !fits_integer(*i, slots[i->a]))
@@ -428,6 +432,11 @@ L_CHECK_INTEGER:
 L_UNSUPPORTED:
     machine.at = i;
     end_run(OUTCOME_KIND::UNSUPPORTED, machine.program.messages[i->c]);
+L_CHECKED: {
+    const auto operation = OPERATION(function->checked_operations[size_t(i - code)]);
+    check_instruction(machine, *i, operation);
+    goto* LABELS[operation];
+}
 #undef DISPATCH
 #undef NEXT
 #undef GO_TO

@@ -10,6 +10,7 @@
 
 #include "compile.h"
 #include "icode/unit_client.h"
+#include "ipa/function_effects.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"
 
@@ -307,6 +308,37 @@ void link_calls(PROGRAM& program) {
         }
 }
 
+// --- The check of functions ---
+
+bool is_checked(uint16_t operation) {
+    const auto is_access = [&](uint16_t first, uint16_t end) {
+        return operation >= first && operation < end && (operation - first) % 4 != MC_IN_FRAME;
+    };
+    switch (operation) {
+    case MC_COPY:
+    case MC_STRETCH:
+    case MC_RETURN:
+    case MC_RETURN_OBJECT:
+    case MC_RETURN_NOTHING:
+    case MC_NOTE_READ:
+    case MC_NOTE_WRITE: return true;
+    default: return is_access(MC_LOAD_P_8U, MC_STORE_P_8) || is_access(MC_STORE_P_8, MC_CONSTANT);
+    }
+}
+
+// Analyses the functions, and puts CHECKED in the place of what is looked at, so that nothing moves.
+void put_checks_in(LOADER& loader) {
+    find_function_effects();
+    for (size_t i = 0; i < loader.functions.size(); i++) {
+        FUNCTION_CODE& code = loader.program.functions[i];
+        code.flags = loader.functions[i]->flags;
+        for (INSTRUCTION& instruction : code.code) {
+            code.checked_operations.push_back(instruction.operation);
+            if (is_checked(instruction.operation)) instruction.operation = MC_CHECKED;
+        }
+    }
+}
+
 // --- The reader's records ---
 
 LOADER& loader_of(void* context) {
@@ -366,7 +398,9 @@ void read_function_begin(void* context, SYMBOL* symbol, const POSITION& position
 
 void function_read(void* context) {
     LOADER& loader = *static_cast<LOADER*>(context);
+    if (loader.program.checks_functions) note_function_effects(*function.info);
     compile_function(loader);
+    loader.functions.push_back(function.info);
     forget_function(loader);
     clear_function();
     release_local_zone();
@@ -396,6 +430,8 @@ struct LOADING {
 
     LOADING(LOADER& its_loader, std::string& its_message) : loader(its_loader) {
         message = &its_message;
+        clear_funinfo(); // what a run of the optimizer has left is about other functions
+        clear_function_effects();
         set_type_package(&loader.types);
         icode_exit = [](int) { throw LOAD_FAULT(); };
         icode_complain = [](const char* text) { *message = text; };
@@ -408,6 +444,7 @@ struct LOADING {
         if (loader.reader) close_icode(loader.reader);
         clear_file_symbols();
         clear_funinfo();
+        clear_function_effects();
         set_type_package(nullptr);
     }
     LOADING(const LOADING&) = delete;
@@ -429,13 +466,15 @@ void load(LOADER& loader, FILE* stream, const char* name) {
     loader.program.destructors = run_list(loader, "destructor");
     std::ranges::reverse(loader.program.destructors);
     link_calls(loader.program);
+    if (loader.program.checks_functions) put_checks_in(loader);
 }
 
 } // namespace
 
-PROGRAM* load_program(FILE* stream, const char* name, std::string& message) {
+PROGRAM* load_program(FILE* stream, const char* name, std::string& message, bool check_functions) {
     auto program = std::make_unique<PROGRAM>();
     program->name = name;
+    program->checks_functions = check_functions;
     LOADER loader{.program = *program};
     try {
         const LOADING loading(loader, message);

@@ -122,16 +122,19 @@ namespace {
 const uint8_t* read_place(MACHINE& machine, ADDRESS address, uint32_t size) {
     if (check_access(*machine.memory, address, size, false) != ACCESS_FAULT::NONE)
         bad_library_access(machine, address, size, false);
+    if (machine.checks) check_library_access(machine, address, size, false);
     return machine.view.bytes + address;
 }
 
 uint8_t* write_place(MACHINE& machine, ADDRESS address, uint32_t size) {
     if (check_access(*machine.memory, address, size, true) != ACCESS_FAULT::NONE)
         bad_library_access(machine, address, size, true);
+    if (machine.checks) check_library_access(machine, address, size, true);
     return machine.view.bytes + address;
 }
 
 std::string_view read_text(MACHINE& machine, ADDRESS address) {
+    if (machine.checks) check_library_access(machine, address, 1, false);
     const uint8_t* begin = machine.view.bytes + address;
     for (ADDRESS at = address;; at = (at | 7) + 1) {
         const uint32_t size = (at | 7) + 1 - at;
@@ -393,6 +396,7 @@ struct MACHINE_OWNER {
         machine.library = make_library(machine, options.folder);
         machine.steps_left = options.steps ? options.steps : UINT64_MAX;
         machine.stretches.assign(program.stretches.size(), 0);
+        if (program.checks_functions) start_checks(machine);
     }
     ~MACHINE_OWNER() {
         if (machine.library) release_library(machine.library);

@@ -21,7 +21,11 @@ struct PROGRAM; // the code of all functions, the globals with their initial byt
 // damaged; what cannot be run is found when control comes there. It recurses as deep as right operands nest,
 // 10,000 at the most: a stack of 64 MB is enough for every file. Types that contradict each other end the
 // process by the fatal exit, as everywhere in the icode library.
-PROGRAM* load_program(FILE* stream, const char* name, std::string& message);
+//
+// With `check_functions` the functions are analysed as the optimizer does (ipa/function_effects.h), and every
+// run ends as BROKEN where one does what its flags say that it never does. Without it nothing of that costs
+// anything.
+PROGRAM* load_program(FILE* stream, const char* name, std::string& message, bool check_functions = false);
 void release_program(PROGRAM* program);
 
 struct RUN_OPTIONS {

@@ -54,6 +54,11 @@ std::string global_key(const PROGRAM& program, uint32_t global,
                        std::unordered_map<std::string, uint32_t>& seen);
 void add_to_layout(GLOBAL_LAYOUT& layout, const PROGRAM& program);
 
+struct CALL_CHECKS; // see check_functions.cpp
+struct RELEASE_CHECKS {
+    void operator()(CALL_CHECKS* checks) const;
+};
+
 struct MACHINE {
     const PROGRAM& program;
     const RUN_OPTIONS& options;
@@ -77,6 +82,7 @@ struct MACHINE {
     std::string_view library_function{}; // being called; empty for none
     uint32_t host_depth = 0;             // calls by the library that are open
     bool destroyed = false;              // the destructors have been called
+    std::unique_ptr<CALL_CHECKS, RELEASE_CHECKS> checks{}; // null when functions are not checked
     RUN_RESULT run{};
 };
 
@@ -115,5 +121,16 @@ std::string value_text(const MACHINE& machine, const GUEST_VALUE& value);
 std::string address_text(const MACHINE& machine, ADDRESS address);
 void note_access(MACHINE& machine, ADDRESS address, uint64_t value, uint32_t size, bool write);
 void note_call(MACHINE& machine, std::string_view name, const GUEST_VALUE* arguments, uint32_t count);
+
+// --- check_functions.cpp ---
+
+void start_checks(MACHINE& machine);
+// The innermost call is about to execute the instruction.
+void check_instruction(MACHINE& machine, const INSTRUCTION& instruction, OPERATION operation);
+// The library is about to read or write for the innermost call, or to do what the world sees. Needs: checks.
+void check_library_access(MACHINE& machine, ADDRESS address, uint32_t size, bool write);
+void check_library_effect(MACHINE& machine);
+// The innermost call can be returned to twice, so that it may go through its statements again.
+void allow_second_return(MACHINE& machine);
 
 } // namespace pelorus

@@ -26,6 +26,7 @@ enum STATUS : int {
     BAD_INPUT = 1,
     DIFFERENT = 1, // of a comparison
     UNDECIDED_RUN = 2,
+    BROKEN_PROMISE = 123,
     LIMIT_REACHED = 124,
     NOT_SUPPORTED = 125,
     TRAPPED = 126,
@@ -35,6 +36,7 @@ struct COMMAND {
     RUN_OPTIONS run;
     std::vector<std::string> files;
     bool compare = false;
+    bool check_functions = false;
     int status = 0; // the answer
 };
 
@@ -50,7 +52,8 @@ const char usage[] =
     "  --folder=DIR     where the program's files are\n"
     "  --fill=BYTE      what memory holds before something is stored there\n"
     "  --strict         stops at what C leaves undefined\n"
-    "  --unaligned      lets accesses be unaligned\n";
+    "  --unaligned      lets accesses be unaligned\n"
+    "  --check-functions  stops at what the optimizer takes a function never to do\n";
 
 [[noreturn]] void wrong_usage(const char* problem, const char* word) {
     fprintf(stderr, "icode-run: %s%s; see --help\n", problem, word);
@@ -84,6 +87,8 @@ void read_option(COMMAND& command, const char* word) {
         run.strict = true;
     else if (!strcmp(word, "--unaligned"))
         run.unaligned = true;
+    else if (!strcmp(word, "--check-functions"))
+        command.check_functions = true;
     else if (const char* steps = option_value(word, "--limit"))
         run.steps = number_of(steps, UINT64_MAX, word);
     else if (const char* fill = option_value(word, "--fill"))
@@ -125,14 +130,14 @@ struct RELEASE {
 };
 using PROGRAM_POINTER = std::unique_ptr<PROGRAM, RELEASE>;
 
-PROGRAM_POINTER load_or_exit(const std::string& name) {
+PROGRAM_POINTER load_or_exit(const std::string& name, bool check_functions) {
     FILE* stream = fopen(name.c_str(), "rb");
     if (!stream) {
         perror(name.c_str());
         exit(BAD_INPUT);
     }
     std::string message;
-    PROGRAM_POINTER program(load_program(stream, name.c_str(), message));
+    PROGRAM_POINTER program(load_program(stream, name.c_str(), message, check_functions));
     if (program) return program;
     fprintf(stderr, "icode-run: %s\n", message.c_str());
     exit(BAD_INPUT);
@@ -159,8 +164,11 @@ int show_outcome(const OUTCOME& outcome) {
         const char* text;
         int status;
     };
-    constexpr KIND KINDS[] = {
-        {"", 0}, {"trap: ", TRAPPED}, {"limit reached: ", LIMIT_REACHED}, {"not supported: ", NOT_SUPPORTED}};
+    constexpr KIND KINDS[] = {{"", 0},
+                              {"trap: ", TRAPPED},
+                              {"limit reached: ", LIMIT_REACHED},
+                              {"not supported: ", NOT_SUPPORTED},
+                              {"broken promise: ", BROKEN_PROMISE}};
     if (outcome.kind == OUTCOME_KIND::VALUE) return outcome.status;
     const KIND& kind = KINDS[size_t(outcome.kind)];
     fprintf(stderr, "icode-run: %s%s\n", kind.text, outcome.message.c_str());
@@ -171,7 +179,7 @@ int show_outcome(const OUTCOME& outcome) {
 // --- Commands ---
 
 int run_one(const COMMAND& command) {
-    const PROGRAM_POINTER program = load_or_exit(command.files[0]);
+    const PROGRAM_POINTER program = load_or_exit(command.files[0], command.check_functions);
     const RUN_RESULT run = run_program(*program, command.run);
     const int status = show_outcome(run.outcome);
     if (command.run.statistics) fputs(statistics_text(run).c_str(), stderr);
@@ -179,7 +187,8 @@ int run_one(const COMMAND& command) {
 }
 
 int compare_two(const COMMAND& command) {
-    const PROGRAM_POINTER a = load_or_exit(command.files[0]), b = load_or_exit(command.files[1]);
+    const PROGRAM_POINTER a = load_or_exit(command.files[0], command.check_functions);
+    const PROGRAM_POINTER b = load_or_exit(command.files[1], command.check_functions);
     std::string text;
     const COMPARISON answer = compare_runs(*a, *b, command.run, text);
     fputs(text.c_str(), stdout);

@@ -403,6 +403,21 @@ const OBJECT* object_at(const MEMORY& memory, ADDRESS address) {
     return address >= object.first && address - object.first <= object.size ? &object : nullptr;
 }
 
+bool holds_address(const MEMORY& memory, ADDRESS first, uint32_t size,
+                   const std::function<bool(ADDRESS)>& counts) {
+    for (const ARENA& arena : memory.arenas)
+        for (const SLOT& slot : arena.slots) {
+            if (!slot.object.live) continue;
+            for (ADDRESS at = slot.object.first; at + 4 <= slot.object.first + slot.object.size; at += 4) {
+                uint32_t word = 0;
+                if (check_access(memory, at, 4, false) != ACCESS_FAULT::NONE) continue;
+                memcpy(&word, memory.view.bytes + at, 4);
+                if (word - first < size && counts(at)) return true;
+            }
+        }
+    return false;
+}
+
 std::string describe_address(const MEMORY& memory, ADDRESS address) {
     const SLOT* slot = find_slot(memory, address);
     char number[16];

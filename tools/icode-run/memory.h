@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -129,6 +130,10 @@ inline bool can_write(const MEMORY_VIEW& view, ADDRESS address) {
 // The bytes themselves. Needs: the access was checked.
 uint8_t* bytes_at(MEMORY& memory, ADDRESS address);
 const uint8_t* bytes_at(const MEMORY& memory, ADDRESS address);
+
+// Does a word of live memory hold an address of the piece? Asked of the places that `counts` is true of.
+bool holds_address(const MEMORY& memory, ADDRESS first, uint32_t size,
+                   const std::function<bool(ADDRESS)>& counts);
 
 // "12 bytes behind the end of `table' (40 bytes)", "`x' of f, which has returned", "address 0x4".
 std::string describe_address(const MEMORY& memory, ADDRESS address);

@@ -12,6 +12,7 @@ enum class OUTCOME_KIND : uint8_t {
     TRAP,        // the program did what has no meaning: `message`
     LIMIT,       // a limit was reached: steps, memory, depth of calls
     UNSUPPORTED, // icode-run does not know an opcode or a function: `message`
+    BROKEN,      // a function did what its flags say that it never does: `message`
 };
 
 // A place in the source: a call that is open, innermost first.

@@ -127,6 +127,9 @@ struct FUNCTION_CODE {
     FRAME_LAYOUT layout;
     std::vector<CALL_SITE_CODE> calls;
     std::vector<SWITCH_TABLE> switches;
+    // Where functions are checked:
+    uint32_t flags = 0;                         // FUN_FLAG bits that were found out
+    std::vector<uint16_t> checked_operations{}; // what CHECKED stands for, by instruction
 };
 
 enum class KNOWN_FUNCTION : uint8_t {
@@ -180,6 +183,7 @@ struct PROGRAM {
     std::vector<std::string> messages;               // of UNSUPPORTED
     std::set<std::string, std::less<>> texts;        // names that others refer to
     std::vector<uint32_t> constructors, destructors; // globals, in the order in which they run
+    bool checks_functions = false;
 };
 
 // The global's number, following aliases.
