@@ -158,7 +158,8 @@ bool can_stand_for_home(const NODE* value, const INLINE_PARAMETER& parameter) {
     if (tree_has_effects(value)) return false;
     if (type_is_csu(parameter.home->declared_type) && !can_stand_for_structure(value, parameter))
         return false;
-    return is_cheap(value) || parameter.home->reference_count <= 1;
+    if (is_cheap(value) || parameter.home->reference_count <= 1) return true;
+    return type_is_csu(value->type) && operator_count(value, 1) <= 1; // less than to copy it
 }
 
 // All that the tree reads are variables that only the caller's own statements can change.
@@ -196,9 +197,20 @@ NODE* lasting_value(const INLINE_CALL& call, size_t i, const SYMBOL* target) {
     return fits ? value : nullptr;
 }
 
+// A structure that an expanded call gave is there for this argument only, so that it can be the home.
+bool takes_over(COPIER& copier, const INLINE_PARAMETER& parameter, const NODE* argument) {
+    if (argument->op != OP_NAME || !type_is_csu(argument->type)) return false;
+    if (!copier.call.results.contains(argument->symbol())) return false;
+    if (type_qualifiers(parameter.home->declared_type)) return false;
+    argument->symbol()->address_exposed |= parameter.home->address_exposed;
+    copier.copies[static_cast<size_t>(parameter.home->serial)] = argument->symbol();
+    return true;
+}
+
 void bind_parameter(COPIER& copier, size_t i, const SYMBOL* target) {
     const INLINE_PARAMETER& parameter = copier.call.definition.parameters[i];
     NODE* argument = copier.call.arguments[i];
+    if (takes_over(copier, parameter, argument)) return;
     if (!parameter.home->reference_count) {
         if (tree_has_effects(argument)) copier.code->add(argument);
         return;
@@ -284,7 +296,11 @@ void copy_statements(COPIER& copier, const INLINE_DELIVERY& delivery, uint32_t e
     copier.code->position = copier.call.position;
 }
 
+// The parameters are bound.
 SYMBOL* result_variable(COPIER& copier) {
+    const SYMBOL* returned = copier.call.definition.returned;
+    if (returned && !copier.replacements[static_cast<size_t>(returned->serial)])
+        return copy_of_local(copier, returned);
     if (const SYMBOL* own = copier.call.definition.return_symbol) return copy_of_local(copier, own);
     return new_temporary('I', type_strip(copier.call.call->type), -1);
 }
@@ -318,9 +334,9 @@ SYMBOL* copy_body(const INLINE_CALL& call, INLINE_DELIVERY delivery, INLINE_CODE
     copier.label_base = last_label;
     copier.place = new_place(call);
     last_label += call.definition.labels + 1;
+    for (size_t i = 0; i < call.arguments.size(); ++i) bind_parameter(copier, i, delivery.variable);
     if (delivery.way == INLINE_DELIVERY::ASSIGN && !delivery.variable)
         delivery.variable = result_variable(copier);
-    for (size_t i = 0; i < call.arguments.size(); ++i) bind_parameter(copier, i, delivery.variable);
     copy_statements(copier, delivery, last_label);
     return delivery.variable;
 }

@@ -1,6 +1,7 @@
 // Copies of integrable definitions in place of calls. For the files of the expansion alone.
 #pragma once
 
+#include <unordered_set>
 #include <vector>
 
 #include "ipa/inline_definition.h"
@@ -26,6 +27,9 @@ struct INLINE_CALL {
     const INLINE_DEFINITION& definition;
     std::vector<NODE*> arguments;
     POSITION position; // of the statement that holds it
+    // The variables that hold the values of expanded calls; each is read where the call stood, and nowhere
+    // else.
+    const std::unordered_set<const SYMBOL*>& results;
 };
 
 // The value that the call stands for, when the body is one value and the arguments can stand in it where it

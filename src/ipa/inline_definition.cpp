@@ -228,6 +228,24 @@ NODE* only_value(const INLINE_DEFINITION& definition) {
     return fits && names_settled_homes(definition, value) ? value : nullptr;
 }
 
+const NODE* plain_local(const NODE* tree) {
+    const bool is_local = tree->op == OP_NAME && tree->symbol() && tree->symbol()->level == BODY_LEVEL;
+    return is_local && !type_qualifiers(tree->symbol()->declared_type) ? tree : nullptr;
+}
+
+// A variable that all returns name can be where the value is wanted, without a copy.
+SYMBOL* returned_variable(const INLINE_DEFINITION& definition) {
+    SYMBOL* variable = nullptr;
+    for (const STMT* cell = definition.statements; cell; cell = cell->next) {
+        if (cell->tree->op == OP_URETURN) return nullptr;
+        if (cell->tree->op != OP_RETURN) continue;
+        const NODE* name = plain_local(cell->tree->right);
+        if (!name || (variable && variable != name->symbol())) return nullptr;
+        variable = name->symbol();
+    }
+    return variable;
+}
+
 void trace_definition(const INLINE_DEFINITION& definition, const char* name) {
     if (!debug_on()) return;
     trace("\nINTEGRABLE DEFINITION FOR FUNCTION %s()\n\n", name);
@@ -247,6 +265,7 @@ INLINE_DEFINITION* make_inline_definition() {
     copy_parameters(definer);
     note_accesses(definition);
     definition.value = only_value(definition);
+    definition.returned = returned_variable(definition);
     return &definition;
 }
 
@@ -266,7 +285,7 @@ void report_not_integrable(const FUNINFO& info) {
 bool prepare_inline(FUNINFO& info) {
     stand_at(0, info.position.line);
     if (const char* why = why_not_integrable(info)) {
-        refuse(SITE_inline_definition, why, "{}", info.name);
+        refuse(SITE_inline_call, why, "{}", info.name);
         info.flags = (info.flags & ~uint32_t{FUN_is_inlined}) | FUN_cannot_inline;
         info.definition = nullptr;
         report_not_integrable(info);

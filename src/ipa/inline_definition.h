@@ -27,6 +27,7 @@ struct INLINE_DEFINITION {
     SYMBOL** locals;  // by serial number; null for a symbol that is no variable
     INLINE_PARAMETER* parameters;
     SYMBOL* return_symbol; // of `locals`; null when no return names one
+    SYMBOL* returned;      // the variable whose value every return gives; null when there is no such one
     NODE* value;           // the body is `return value` and nothing else; null when there is more to it
     uint32_t local_count;  //
     uint32_t parameter_count;

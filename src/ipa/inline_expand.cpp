@@ -13,6 +13,7 @@
 // What it does not do: it decides nothing about which functions are worth it; see file_level.h.
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "ipa/file_level.h"
@@ -36,13 +37,17 @@ namespace pelorus {
 
 namespace {
 
-// How far expansion goes. The depth is the language's promise to users: a call that ten expansions led to
-// stays. Labels and blocks are what the numbers of a function allow; a tenth is left to the passes.
+// How far expansion goes. The depth is a promise to users: a call that ten expansions led to stays. Labels
+// and blocks are what the numbers of a function allow; a tenth of the blocks is left to the passes. Functions
+// that call each other several times would grow by a power of the depth: with every function of the examples
+// expanded everywhere the largest one reaches 6,851 units, with those below 63 units 1,107, while a chain of
+// fourteen functions with two calls each takes what it gets: 0.3 s and a megabyte of output.
 struct INLINE_LIMITS {
     int32_t depth = 10;
     uint32_t labels = 32767;         // numbers of labels in a function
     uint32_t blocks = 29000;         // of the 32767 that a function may have
-    uint32_t function_units = 20000; // size that a function may reach
+    uint32_t function_units = 10000; // size that a function may reach,
+    uint32_t growth = 2;             // and so many times its own size when that is more
 };
 constexpr INLINE_LIMITS INLINE_LIMIT;
 
@@ -54,7 +59,9 @@ struct EXPANDER {
     STMT* output = nullptr;  // statements done, the last one first
     uint32_t last_label = 0;
     uint32_t blocks = 0;
+    uint32_t largest = 0;                            // units that the function may reach
     std::unordered_map<const NODE*, bool> decided{}; // calls: true when they are to be expanded
+    std::unordered_set<const SYMBOL*> results{};     // variables that hold the values of expanded calls
     bool any = false;
 };
 
@@ -98,7 +105,7 @@ const char* why_no_room(const EXPANDER& expander, const CALL_PATH& path,
         return "no further label can be numbered";
     if (expander.blocks + definition.blocks + labels_to_lift(path) + 1 > INLINE_LIMIT.blocks)
         return "the function has as many blocks as it may";
-    if (function.size_units + definition.size > INLINE_LIMIT.function_units)
+    if (function.size_units + definition.size > expander.largest)
         return "the function is as large as it may become";
     return nullptr;
 }
@@ -221,6 +228,7 @@ void expand_lifted(EXPANDER& expander, CALL_PATH& path, const INLINE_CALL& call,
     const INLINE_DELIVERY delivery = delivery_of(path);
     SYMBOL* variable = copy_body(call, delivery, code, expander.last_label);
     expander.blocks += call.definition.blocks + 1;
+    if (delivery.way == INLINE_DELIVERY::ASSIGN && !delivery.variable) expander.results.insert(variable);
     if (put_value(path, delivery, variable)) put_back(expander, cell);
 }
 
@@ -278,9 +286,9 @@ CALL_PATH next_call(const EXPANDER& expander, NODE** tree) {
     return {};
 }
 
-INLINE_CALL inline_call_at(NODE* node, const STMT* cell) {
+INLINE_CALL inline_call_at(const EXPANDER& expander, NODE* node, const STMT* cell) {
     FUNINFO* callee = inlined_callee(node);
-    return {node, callee, *callee->definition, inline_arguments(node), cell->position};
+    return {node, callee, *callee->definition, inline_arguments(node), cell->position, expander.results};
 }
 
 // Whether the call is to be expanded; asked once.
@@ -291,10 +299,10 @@ bool decide(EXPANDER& expander, const CALL_PATH& path, const STMT* cell) {
     FUNINFO& callee = *inlined_callee(node);
     bool granted = false;
     if (is_to_be_expanded(callee))
-        granted = may_expand(expander, path, inline_call_at(node, cell));
+        granted = may_expand(expander, path, inline_call_at(expander, node, cell));
     else if (callee.flags & FUN_is_inlined)
         keep_call(callee, "it is not expanded at this level");
-    if (granted) count_expansion(inline_call_at(node, cell));
+    if (granted) count_expansion(inline_call_at(expander, node, cell));
     expander.decided[node] = granted;
     return granted;
 }
@@ -305,7 +313,7 @@ void look_at_statement(EXPANDER& expander, STMT* cell) {
         CALL_PATH path = next_call(expander, &cell->tree);
         if (path.empty()) return put_out(expander, cell);
         if (!decide(expander, path, cell)) continue;
-        const INLINE_CALL call = inline_call_at(*path.back(), cell);
+        const INLINE_CALL call = inline_call_at(expander, *path.back(), cell);
         expander.any = true;
         if (NODE* value = value_of_call(call)) {
             *path.back() = value;
@@ -391,6 +399,7 @@ void clear_inlined_references() { inlined_functions.clear(); }
 bool expand_calls() {
     if (expansion_is_off() || !calls_inlined_function()) return false;
     EXPANDER expander;
+    expander.largest = std::max(INLINE_LIMIT.function_units, INLINE_LIMIT.growth * function.size_units);
     for (const STMT* cell = function.statements; cell; cell = cell->next) note_statement(expander, cell);
     expander.pending = take_statements();
     while (STMT* cell = expander.pending) {
