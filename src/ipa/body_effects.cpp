@@ -48,6 +48,7 @@ struct BODY_WALK {
     std::vector<VALUE_TASK> tasks{};
     std::vector<uint8_t> made_of{}; // SOURCE bits, by place
     std::vector<bool> exposed{};    // variables
+    std::vector<bool> numbers{};    // places of numbers, which are no pointers of a structure that was passed
     std::vector<std::pair<PLACE_NUMBER, PLACE_NUMBER>> edges{};
     std::vector<PLACE_NUMBER> call_places{};
     bool stops = false; // the statement calls what never returns
@@ -69,8 +70,9 @@ bool is_constant_object(const SYMBOL* symbol) {
 
 PLACE_NUMBER place_of(const SYMBOL* local) { return FIRST_VARIABLE + static_cast<uint32_t>(local->serial); }
 
-PLACE_NUMBER new_place(BODY_WALK& walk) {
+PLACE_NUMBER new_place(BODY_WALK& walk, bool of_number = false) {
     walk.made_of.push_back(0);
+    walk.numbers.push_back(of_number);
     return static_cast<PLACE_NUMBER>(walk.made_of.size() - 1);
 }
 
@@ -109,6 +111,7 @@ struct OBJECT_TASK {
     MODE mode;
     PLACE_NUMBER value; // where the value that is read goes, or the address
     bool conditional;
+    bool by_members = true; // the object is reached by members that share their bytes with no others
 };
 
 bool reads(MODE mode) { return mode == MODE::USE || mode == MODE::UPDATE; }
@@ -120,8 +123,14 @@ void touch_local(BODY_WALK& walk, const OBJECT_TASK& task, const SYMBOL* symbol,
         walk.exposed[place_of(symbol)] = true;
         return;
     }
-    if (!reads(task.mode)) return;
-    flow_from(walk, place_of(symbol), task.value);
+    if (!reads(task.mode) || task.value == DROPPED) return;
+    PLACE_NUMBER from = place_of(symbol);
+    if (task.by_members && !is_number(symbol->type) && type && is_number(type)) {
+        const PLACE_NUMBER number = new_place(walk, true);
+        flow_from(walk, from, number);
+        from = number;
+    }
+    flow_from(walk, from, task.value);
     // A pointer that was put there as something else: a union, say.
     if (may_hold_address(type) && !type_is_pointer(symbol->type)) make_of(walk, task.value, FROM_OTHER);
 }
@@ -220,6 +229,9 @@ void touch_object(BODY_WALK& walk, OBJECT_TASK task) {
         case OP_NAME: return touch_named(walk, task, object, type);
         case OP_SCON: return make_of(walk, task.value, FROM_CONSTANT);
         case OP_STDOT:
+            task.by_members &= type_strip(object->left->type)->kind != TK_UNION;
+            object = object->left;
+            break;
         case OP_IDENTITY:
         case OP_NONALIGN: object = object->left; break;
         case OP_COMMAOP:
@@ -232,12 +244,13 @@ void touch_object(BODY_WALK& walk, OBJECT_TASK task) {
             evaluate_offsets(walk, object->left, pointer, task.conditional);
             if (!takes_address(pointer)) return touch_pointed(walk, task, pointer, type);
             object = pointer->left; // an element of the object
+            task.by_members = false;
             break;
         }
         case OP_QUEST:
             if (object->right->op != OP_COLON) return run_unknown(walk, {object, task.value, true});
             flow(walk, object->left, DROPPED, task.conditional);
-            touch_object(walk, {object->right->left, task.mode, task.value, true});
+            touch_object(walk, {object->right->left, task.mode, task.value, true, task.by_members});
             object = object->right->right;
             task.conditional = true;
             break;
@@ -446,8 +459,10 @@ void start_variables(BODY_WALK& walk) {
     const size_t count = static_cast<size_t>(function_symbols.serial) + FIRST_VARIABLE;
     walk.made_of.assign(count, 0);
     walk.exposed.assign(count, false);
+    walk.numbers.assign(count, false);
     for (const SYMBOL* symbol = function_symbols.parameters.first; symbol; symbol = symbol->next)
-        if (may_hold_address(symbol->type)) walk.made_of[place_of(symbol)] = FROM_ARGUMENT;
+        if (may_hold_address(symbol->type))
+            walk.made_of[place_of(symbol)] = type_is_pointer(symbol->type) ? FROM_ARGUMENT : FROM_MEMBER;
 }
 
 void spread(BODY_WALK& walk) {
@@ -464,7 +479,8 @@ void spread(BODY_WALK& walk) {
         const PLACE_NUMBER from = waiting.back();
         waiting.pop_back();
         for (uint32_t i = first[from]; i < first[from + 1]; ++i) {
-            const auto sum = static_cast<uint8_t>(walk.made_of[targets[i]] | walk.made_of[from]);
+            const uint32_t lost = walk.numbers[targets[i]] ? FROM_MEMBER : 0;
+            const auto sum = static_cast<uint8_t>(walk.made_of[targets[i]] | (walk.made_of[from] & ~lost));
             if (sum == walk.made_of[targets[i]]) continue;
             walk.made_of[targets[i]] = sum;
             waiting.push_back(targets[i]);
@@ -476,17 +492,17 @@ void sum_up_sources(BODY_WALK& walk) {
     for (PLACE_NUMBER place = FIRST_VARIABLE; place < walk.exposed.size(); ++place)
         if (walk.exposed[place]) make_of(walk, place, FROM_OTHER);
     spread(walk);
-    bool kept = walk.made_of[KEPT] & FROM_ARGUMENT;
+    bool kept = walk.made_of[KEPT] & FROM_PASSED;
     for (PLACE_NUMBER place = FIRST_VARIABLE; place < walk.exposed.size(); ++place)
-        kept |= walk.exposed[place] && (walk.made_of[place] & FROM_ARGUMENT);
+        kept |= walk.exposed[place] && (walk.made_of[place] & FROM_PASSED);
     const uint8_t read = walk.made_of[READ];
     const uint8_t written = walk.made_of[WRITTEN];
     if (kept) add_effects(walk, EFFECT_KEEPS);
     if (read & FROM_STATIC) add_effects(walk, EFFECT_GLOBAL_USE);
-    if (read & FROM_ARGUMENT) add_effects(walk, EFFECT_ARGUMENT_USE);
+    if (read & FROM_PASSED) add_effects(walk, EFFECT_ARGUMENT_USE);
     if (read & FROM_OTHER) add_effects(walk, EFFECT_OTHER_USE);
     if (written & (FROM_STATIC | FROM_CONSTANT)) add_effects(walk, EFFECT_GLOBAL_ASG);
-    if (written & FROM_ARGUMENT) add_effects(walk, EFFECT_ARGUMENT_ASG);
+    if (written & FROM_PASSED) add_effects(walk, EFFECT_ARGUMENT_ASG);
     if (written & FROM_OTHER) add_effects(walk, EFFECT_OTHER_ASG);
     for (size_t i = 0; i < walk.call_places.size(); ++i)
         walk.notes.calls[walk.note.first_call + i].passes = walk.made_of[walk.call_places[i]];

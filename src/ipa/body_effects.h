@@ -28,9 +28,12 @@ enum SOURCE : uint8_t {
     FROM_OWN = 0x01,      // a variable of the activation
     FROM_STATIC = 0x02,   // a named object of static storage
     FROM_CONSTANT = 0x04, // a constant one, a string, a function
-    FROM_ARGUMENT = 0x08, // a pointer or structure that was passed
-    FROM_OTHER = 0x10,    // what was loaded, a call's result, a number
+    FROM_ARGUMENT = 0x08, // a pointer that was passed
+    FROM_MEMBER = 0x10,   // one in a structure that was passed
+    FROM_OTHER = 0x20,    // what was loaded, a call's result, a number
 };
+
+constexpr uint8_t FROM_PASSED = FROM_ARGUMENT | FROM_MEMBER;
 
 // A direct call.
 struct CALL_NOTE {

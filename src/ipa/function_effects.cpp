@@ -73,15 +73,15 @@ uint16_t effects_at(const CALL_NOTE& call, uint16_t effects) {
     uint32_t here = effects & ~OF_ARGUMENTS;
     if (effects & EFFECT_ARGUMENT_ASG) {
         if (call.passes & (FROM_STATIC | FROM_CONSTANT)) here |= EFFECT_GLOBAL_ASG;
-        if (call.passes & FROM_ARGUMENT) here |= EFFECT_ARGUMENT_ASG;
+        if (call.passes & FROM_PASSED) here |= EFFECT_ARGUMENT_ASG;
         if (call.passes & FROM_OTHER) here |= EFFECT_OTHER_ASG;
     }
     if (effects & EFFECT_ARGUMENT_USE) {
         if (call.passes & FROM_STATIC) here |= EFFECT_GLOBAL_USE;
-        if (call.passes & FROM_ARGUMENT) here |= EFFECT_ARGUMENT_USE;
+        if (call.passes & FROM_PASSED) here |= EFFECT_ARGUMENT_USE;
         if (call.passes & FROM_OTHER) here |= EFFECT_OTHER_USE;
     }
-    if ((effects & EFFECT_KEEPS) && (call.passes & FROM_ARGUMENT)) here |= EFFECT_KEEPS;
+    if ((effects & EFFECT_KEEPS) && (call.passes & FROM_PASSED)) here |= EFFECT_KEEPS;
     return static_cast<uint16_t>(here);
 }
 
