@@ -18,4 +18,4 @@ _pelorus() {
 }
 
 complete -o default -F _pelorus pelorus pelorus-cc pelorus-bisect \
-    icode-cc icode-as icode-dis icode-val icode-llvm icode-run icode-reduce
+    icode-cc icode-as icode-dis icode-val icode-join icode-llvm icode-run icode-reduce

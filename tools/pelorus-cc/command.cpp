@@ -44,6 +44,7 @@ enum class USE {
     PREPROCESSOR_WORD,
     PIC,
     NO_PIC,
+    INLINE_LIMIT,
     FUNCTION_ALIGNMENT,
     DEBUG_FOLDER,
     RENAMED_IN_DEBUG,
@@ -191,6 +192,15 @@ void read_function_alignment(COMMAND& command, const std::string& bytes) {
     command.function_alignment = number > 4 ? std::to_string(std::bit_width(number - 1)) : "";
 }
 
+// The optimizer measures by its own nodes, of which an instruction is about one.
+void read_inline_limit(COMMAND& command, const std::string& size) {
+    constexpr size_t MOST_DIGITS = 9;
+    if (size.empty() || size.size() > MOST_DIGITS ||
+        size.find_first_not_of("0123456789") != std::string::npos)
+        command.errors.push_back("'" + size + "' is no limit of a size");
+    command.inline_limit = "-i" + size;
+}
+
 void read_renaming(COMMAND& command, const std::string& word, const std::string& pair) {
     if (pair.find('=') == std::string::npos) command.errors.push_back("'" + word + "' has no '=NEW'");
     command.translator.push_back("--rename=" + pair);
@@ -256,6 +266,7 @@ void apply(READER& reader, USE use, const std::string& word, bool separate, cons
         command.front.push_back(word);
         command.position_independent = false;
         return;
+    case USE::INLINE_LIMIT: return read_inline_limit(command, argument);
     case USE::FUNCTION_ALIGNMENT: return read_function_alignment(command, argument);
     case USE::DEBUG_FOLDER: command.translator.push_back("--folder=" + argument); return;
     case USE::RENAMED: command.front.push_back(word); [[fallthrough]];
@@ -284,20 +295,39 @@ void read_option(READER& reader, const std::string& word) {
     apply(reader, row->use, word, separate, argument);
 }
 
+// At level 0 the code stays as it was written, for debuggers: `inline` alone expands no call there.
+void complete_inlining(READER& reader) {
+    if (reader.command.level == "0" && !reader.code.contains(CODE_GROUP::INLINING))
+        read_code(reader, find_option("-fno-inline")->code, "-fno-inline");
+}
+
 // Rules that concern more than one word.
 void check_whole(READER& reader) {
     COMMAND& command = reader.command;
     if (reader.guesses_language && command.stop < STOP::PREPROCESSED)
         command.errors.push_back("-x is needed for the standard input");
-    size_t compiled = 0;
-    for (const INPUT& input : command.inputs)
-        if (input.kind != INPUT_KIND::LINKER_WORD && input.kind != INPUT_KIND::LINKER) compiled++;
-    if (!command.output.empty() && compiled > 1 && command.stop != STOP::LINKED &&
-        command.stop != STOP::SYNTAX && command.stop != STOP::DEPENDENCIES)
+    if (command.stop == STOP::LINKED || command.stop == STOP::SYNTAX || command.stop == STOP::DEPENDENCIES)
+        return;
+    size_t joined = 0, others = 0;
+    for (const INPUT& input : command.inputs) {
+        if (is_joined(command, input))
+            joined++;
+        else if (input.kind != INPUT_KIND::LINKER_WORD && input.kind != INPUT_KIND::LINKER)
+            others++;
+    }
+    if (!command.output.empty() && (joined > 0) + others > 1)
         command.errors.push_back("-o names one file, but there are several to be written");
+    if (command.output.empty() && joined > 1)
+        command.errors.push_back("-fwhole-program makes one file of several; -o must name it");
 }
 
 } // namespace
+
+bool is_joined(const COMMAND& command, const INPUT& input) {
+    if (!command.is_whole_program || command.stop > STOP::ICODE) return false;
+    return input.kind == INPUT_KIND::C || input.kind == INPUT_KIND::PREPROCESSED ||
+           input.kind == INPUT_KIND::ICODE;
+}
 
 WORDS known_options() {
     WORDS options;
@@ -315,6 +345,8 @@ COMMAND read_command(const WORDS& words) {
         else
             read_file(reader, word);
     }
+    complete_inlining(reader);
+    reader.command.is_whole_program = !reader.code[CODE_GROUP::WHOLE_PROGRAM].optimizer.empty();
     check_whole(reader);
     // In front of the words that the user gives the optimizer, which count more.
     for (const auto& [group, row] : reader.code) {
@@ -323,6 +355,9 @@ COMMAND read_command(const WORDS& words) {
         if (!row.translator.empty()) reader.command.translator.emplace_back(row.translator);
         if (!row.generator.empty()) reader.command.code_generator.emplace_back(row.generator);
     }
+    WORDS& optimizer = reader.command.optimizer;
+    if (!reader.command.inline_limit.empty())
+        optimizer.insert(optimizer.begin(), reader.command.inline_limit);
     return std::move(reader.command);
 }
 

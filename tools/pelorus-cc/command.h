@@ -31,7 +31,9 @@ struct INPUT {
 // Groups of options of which the last one given counts.
 enum class CODE_GROUP {
     TAIL_CALLS,
-    INLINING,
+    WHOLE_PROGRAM,
+    INLINING, // wins over the next, since it stands behind that on the optimizer's command line
+    AUTOMATIC_INLINING,
     FAST_MATH,
     BUILTINS,
     NULL_CHECKS,
@@ -53,6 +55,8 @@ struct COMMAND {
     std::string output;                // "" when not given
     std::string level = "1";           // of the optimizer
     std::string code_size;             // option of the optimizer for code size, or ""
+    std::string inline_limit;          // option of the optimizer, or ""
+    bool is_whole_program = false;     // what is compiled together becomes one unit
     bool position_independent = false; // code for shared libraries
     bool show = false;                 // print the steps instead of running them
     bool verbose = false;              // print the steps while running them
@@ -75,6 +79,9 @@ struct COMMAND {
 
 // The options that are taken, for the completion of shells.
 WORDS known_options();
+
+// Whether a file becomes a part of the one unit that a whole program is compiled as.
+bool is_joined(const COMMAND& command, const INPUT& input);
 
 // Reads the words of a command line, the program's name left out.
 COMMAND read_command(const WORDS& words);

@@ -136,10 +136,13 @@ WORDS front_words(const CHAIN& chain) {
     return words;
 }
 
-bool compile(CHAIN& chain) {
-    bool kept = chain.command.stop == STOP::ICODE;
-    std::string output =
-        kept ? with_extension(asked_output(chain, ".opt"), ".if") : temporary_file(chain, ".if");
+// Where the optimizer's input goes.
+std::string icode_file(const CHAIN& chain) {
+    if (chain.command.stop != STOP::ICODE) return temporary_file(chain, ".if");
+    return with_extension(asked_output(chain, ".opt"), ".if");
+}
+
+bool compile(CHAIN& chain, const std::string& output) {
     WORDS words = front_words(chain);
     append(words, dependency_words(chain));
     append(words, {chain.file, "-o", output});
@@ -248,6 +251,15 @@ bool check_syntax(const CHAIN& chain) {
 
 bool is_source(INPUT_KIND kind) { return kind == INPUT_KIND::C || kind == INPUT_KIND::PREPROCESSED; }
 
+// From icode to where the work ends.
+bool finish_chain(CHAIN& chain) {
+    const STOP stop = chain.command.stop;
+    if (stop == STOP::ICODE) return true;
+    if (chain.input.kind != INPUT_KIND::LLVM && !translate(chain)) return false;
+    if (!generate(chain)) return false;
+    return chain.file == chain.object || stop == STOP::ASSEMBLY || assemble(chain);
+}
+
 // Takes one file through the chain; true when every step succeeded.
 bool run_chain(CHAIN& chain) {
     INPUT_KIND kind = chain.input.kind;
@@ -257,14 +269,49 @@ bool run_chain(CHAIN& chain) {
     if (is_source(kind)) {
         if (stop == STOP::PREPROCESSED || stop == STOP::DEPENDENCIES) return preprocess(chain);
         if (stop == STOP::SYNTAX) return check_syntax(chain);
-        if (!compile(chain)) return false;
+        if (!compile(chain, icode_file(chain))) return false;
     } else if (stop > STOP::ICODE)
         return true;
     if ((is_source(kind) || kind == INPUT_KIND::ICODE) && !optimize(chain)) return false;
-    if (stop == STOP::ICODE) return true;
-    if (kind != INPUT_KIND::LLVM && !translate(chain)) return false;
-    if (!generate(chain)) return false;
-    return chain.file == chain.object || stop == STOP::ASSEMBLY || assemble(chain);
+    return finish_chain(chain);
+}
+
+bool exists(const std::string& file) {
+    if (file == "-" || access(file.c_str(), F_OK) == 0) return true;
+    fprintf(stderr, "pelorus-cc: error: there is no file '%s'\n", file.c_str());
+    return false;
+}
+
+// Makes icode of each part of a whole program.
+bool compile_parts(const COMMAND& command, WORDS& files) {
+    bool all = true;
+    for (const INPUT& input : command.inputs) {
+        if (!is_joined(command, input)) continue;
+        CHAIN chain = {command,
+                       input,
+                       "part" + std::to_string(files.size()) + "-" + base_name(input.text),
+                       input.text,
+                       {}};
+        all = exists(input.text) &&
+              (!is_source(input.kind) || compile(chain, temporary_file(chain, ".if"))) && all;
+        files.push_back(chain.file);
+    }
+    return all;
+}
+
+bool join(CHAIN& chain, const WORDS& files) {
+    const std::string output = icode_file(chain);
+    WORDS words = {sibling("icode-join"), "-o", output};
+    append(words, files);
+    chain.file = output;
+    return run_step(chain.command, words, chain.input.text, output);
+}
+
+// Compiles the parts of a whole program as one unit, which goes by the name of the first one.
+bool run_joined(CHAIN& chain) {
+    WORDS files;
+    return compile_parts(chain.command, files) && join(chain, files) && optimize(chain) &&
+           finish_chain(chain);
 }
 
 bool link(const COMMAND& command, const WORDS& parts) {
@@ -276,13 +323,20 @@ bool link(const COMMAND& command, const WORDS& parts) {
     return run_step(command, words, "", output);
 }
 
-bool exists(const std::string& file) { return file == "-" || access(file.c_str(), F_OK) == 0; }
+size_t count_joined(const COMMAND& command) {
+    size_t count = 0;
+    for (const INPUT& input : command.inputs) count += is_joined(command, input);
+    return count;
+}
 
 // Compiles what is to be compiled. `parts` gets the words for the linker in their order.
 bool run_inputs(const COMMAND& command, WORDS& parts) {
-    bool all = true;
+    bool all = true, is_joined_now = false;
     size_t number = 0;
+    const bool joins = count_joined(command) > 1;
     for (const INPUT& input : command.inputs) {
+        const bool is_part = joins && is_joined(command, input);
+        if (is_part && is_joined_now) continue;
         if (input.kind == INPUT_KIND::LINKER || input.kind == INPUT_KIND::LINKER_WORD) {
             parts.push_back(input.text);
             continue;
@@ -290,11 +344,8 @@ bool run_inputs(const COMMAND& command, WORDS& parts) {
         CHAIN chain = {
             command, input, std::to_string(number++) + "-" + base_name(input.text), input.text, {}};
         chain.object = command.stop == STOP::OBJECT ? asked_output(chain, ".o") : temporary_file(chain, ".o");
-        if (!exists(input.text)) {
-            fprintf(stderr, "pelorus-cc: error: there is no file '%s'\n", input.text.c_str());
-            all = false;
-        } else if (!run_chain(chain))
-            all = false;
+        is_joined_now = is_joined_now || is_part;
+        all = (is_part ? run_joined(chain) : exists(input.text) && run_chain(chain)) && all;
         parts.push_back(chain.object);
     }
     return all;
