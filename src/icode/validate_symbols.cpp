@@ -42,7 +42,7 @@ constexpr ATTRIBUTE_FORM ATTRIBUTE_FORMS[] = {
     {"used", 0, 0, ARGUMENT::TEXT},          {"asm", 1, 1, ARGUMENT::TEXT},
     {"noinline", 0, 0, ARGUMENT::TEXT},      {"returns_twice", 0, 0, ARGUMENT::TEXT},
     {"assembly", 1, 63, ARGUMENT::TEXT},     {"naked", 0, 0, ARGUMENT::TEXT},
-    {"interrupt", 0, 1, ARGUMENT::TEXT},
+    {"interrupt", 0, 1, ARGUMENT::TEXT},     {"always_inline", 0, 0, ARGUMENT::TEXT},
 };
 
 bool is_number(std::string_view text) {

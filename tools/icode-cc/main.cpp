@@ -113,8 +113,8 @@ struct RESULT {
 
 class CONVERTER final : public ASTConsumer {
 public:
-    CONVERTER(RESULT& result, std::string name, bool common)
-        : result_(result), name_(std::move(name)), merges_tentative_(common) {}
+    CONVERTER(RESULT& result, std::string name, bool common, bool inlines)
+        : result_(result), name_(std::move(name)), merges_tentative_(common), hints_inline_(inlines) {}
 
     void HandleTranslationUnit(ASTContext& context) override {
         if (context.getDiagnostics().hasErrorOccurred()) return;
@@ -123,6 +123,7 @@ public:
         UNIT unit;
         unit.ast = &context;
         unit.merges_tentative = merges_tentative_;
+        unit.hints_inline = hints_inline_;
         set_type_package(&unit.types);
         const int descriptor = dup(fileno(result_.file));
         FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, "w+b");
@@ -141,20 +142,22 @@ public:
 private:
     RESULT& result_;
     std::string name_;
-    bool merges_tentative_;
+    bool merges_tentative_, hints_inline_;
 };
 
 class CONVERT_ACTION final : public ASTFrontendAction {
 public:
-    explicit CONVERT_ACTION(RESULT& result) : result_(result) {}
+    CONVERT_ACTION(RESULT& result, bool inlines) : result_(result), hints_inline_(inlines) {}
 
 protected:
     std::unique_ptr<ASTConsumer> CreateASTConsumer(CompilerInstance& compiler, StringRef file) override {
-        return std::make_unique<CONVERTER>(result_, file.str(), !compiler.getCodeGenOpts().NoCommon);
+        return std::make_unique<CONVERTER>(result_, file.str(), !compiler.getCodeGenOpts().NoCommon,
+                                           hints_inline_);
     }
 
 private:
     RESULT& result_;
+    bool hints_inline_;
 };
 
 // --- The command line ---
@@ -164,6 +167,7 @@ struct COMMAND {
     const char* output = nullptr;   // of -o
     bool preprocesses = false;      // -E, -M or -MM
     bool asks = false;              // -print-...
+    bool hints_inline = true;       // the last of -finline and -fno-inline
 };
 
 bool begins_with(const char* text, const char* start) { return !strncmp(text, start, strlen(start)); }
@@ -179,6 +183,7 @@ COMMAND read_command(int count, char** words) {
         else if (begins_with(word, "-o") && word[2])
             command.output = word + 2;
         if (!strcmp(word, "-E") || !strcmp(word, "-M") || !strcmp(word, "-MM")) command.preprocesses = true;
+        if (!strcmp(word, "-finline") || !strcmp(word, "-fno-inline")) command.hints_inline = word[2] == 'i';
         command.asks = command.asks || begins_with(word, "-print-");
         command.words.push_back(word);
         if (!strcmp(word, "-o") && i + 1 < count) command.words.push_back(words[++i]);
@@ -235,7 +240,7 @@ bool convert(CompilerInstance& compiler, const COMMAND& command) {
         fprintf(stderr, "icode-cc: cannot make a temporary file: %s\n", strerror(errno));
         return false;
     }
-    CONVERT_ACTION action(result);
+    CONVERT_ACTION action(result, command.hints_inline);
     const bool parsed = compiler.ExecuteAction(action) && result.complete;
     const bool written = parsed && write_output(command.output, result.file);
     fclose(result.file);

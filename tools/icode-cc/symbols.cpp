@@ -96,6 +96,14 @@ SYMBOL* weakly_referred_symbol(UNIT& unit, const Decl* declared) {
     return declared_symbol(unit, named_declaration(unit, latest->getAttr<AliasAttr>()->getAliasee()));
 }
 
+// What the source orders about calls of a function. A function that is not to be optimized stays apart.
+void add_inlining_attributes(UNIT& unit, SYMBOL* symbol, const Decl* decl) {
+    if (decl->hasAttr<NoInlineAttr>() || decl->hasAttr<OptimizeNoneAttr>())
+        add_flag_attribute(unit, symbol, "noinline");
+    else if (decl->hasAttr<AlwaysInlineAttr>())
+        add_flag_attribute(unit, symbol, "always_inline");
+}
+
 void add_attributes(UNIT& unit, SYMBOL* symbol, const Decl* declared) {
     const Decl* decl = declared->getMostRecentDecl();
     if (const auto* section = decl->getAttr<SectionAttr>())
@@ -119,7 +127,7 @@ void add_attributes(UNIT& unit, SYMBOL* symbol, const Decl* declared) {
         add_attribute(unit, symbol, "destructor", std::to_string(after->getPriority()), !plain);
     }
     if (decl->hasAttr<UsedAttr>()) add_flag_attribute(unit, symbol, "used");
-    if (decl->hasAttr<NoInlineAttr>()) add_flag_attribute(unit, symbol, "noinline");
+    add_inlining_attributes(unit, symbol, decl);
     if (decl->hasAttr<ReturnsTwiceAttr>()) add_flag_attribute(unit, symbol, "returns_twice");
     if (decl->hasAttr<NakedAttr>()) add_flag_attribute(unit, symbol, "naked");
     if (const auto* called = decl->getAttr<ARMInterruptAttr>())
@@ -160,9 +168,14 @@ LINKAGE function_linkage(const UNIT& unit, const FunctionDecl* function) {
     }
 }
 
-uint16_t function_flags(const FunctionDecl* function) {
+// Whether calls are to be expanded. `inline` is a wish that -fno-inline takes back, the attribute an order.
+bool wants_expansion(const UNIT& unit, const FunctionDecl* function) {
+    return function->hasAttr<AlwaysInlineAttr>() || (unit.hints_inline && function->isInlineSpecified());
+}
+
+uint16_t function_flags(const UNIT& unit, const FunctionDecl* function) {
     uint16_t flags = 0;
-    if (function->isInlineSpecified()) flags |= SF_INLINE;
+    if (wants_expansion(unit, function)) flags |= SF_INLINE;
     if (function->isNoReturn()) flags |= SF_NORETURN;
     if (function->isWeak()) flags |= SF_WEAK;
     return flags;
@@ -265,7 +278,7 @@ SYMBOL* function_symbol(UNIT& unit, const FunctionDecl* function) {
     const STANDING standing(unit, latest->getLocation());
     SYMBOL_FIELDS fields{};
     fields.storage_class = static_cast<int8_t>(linkage.storage_class);
-    fields.flags = static_cast<uint16_t>(linkage.flags | function_flags(function->getMostRecentDecl()));
+    fields.flags = static_cast<uint16_t>(linkage.flags | function_flags(unit, function->getMostRecentDecl()));
     fields.type = function_type(unit, latest->getType(), function_attributes(function->getMostRecentDecl()));
     fields.align = 4;
     fields.order = order_of(unit, canonical);
@@ -307,12 +320,14 @@ SYMBOL* called_symbol(UNIT& unit, const FunctionDecl* function) {
     if (SYMBOL* known = unit.inline_copies.lookup(canonical)) return known;
     SYMBOL_FIELDS fields{};
     fields.storage_class = SC_STATIC;
-    fields.flags = static_cast<uint16_t>(SF_DEFINED | SF_INTERNAL | (function_flags(definition) & ~SF_WEAK));
+    fields.flags =
+        static_cast<uint16_t>(SF_DEFINED | SF_INTERNAL | (function_flags(unit, definition) & ~SF_WEAK));
     fields.type = function_type(unit, definition->getType(), function_attributes(definition));
     fields.align = 4;
     fields.order = unit.next_order++;
     fields.position = position_of(unit, definition->getLocation());
     SYMBOL* symbol = make_global(unit, fields, linkage_name(function) + "$inline");
+    add_inlining_attributes(unit, symbol, definition);
     unit.inline_copies[canonical] = symbol;
     unit.pending_copies.push_back({definition, symbol});
     return symbol;

@@ -72,6 +72,7 @@ struct UNIT {
     std::vector<PENDING_OBJECT> pending_objects;
     std::vector<PENDING_COPY> pending_copies;
     bool merges_tentative = false; // -fcommon
+    bool hints_inline = true;      // false, -fno-inline: `inline` is no wish to expand calls
     bool refused = false;
 };
 
