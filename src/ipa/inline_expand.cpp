@@ -62,6 +62,8 @@ struct EXPANDER {
     uint32_t largest = 0;                            // units that the function may reach
     std::unordered_map<const NODE*, bool> decided{}; // calls: true when they are to be expanded
     std::unordered_set<const SYMBOL*> results{};     // variables that hold the values of expanded calls
+    const STMT* changer = nullptr;                   // the statement that
+    std::unordered_set<const SYMBOL*> changes{};     // changes these variables
     bool any = false;
 };
 
@@ -131,6 +133,7 @@ bool may_expand(const EXPANDER& expander, const CALL_PATH& path, const INLINE_CA
     if (is_too_deep(call.call, callee, call.position)) return false;
     if (const char* why = why_not_liftable(path)) return keep_call(callee, why);
     if (const char* why = why_no_room(expander, path, call.definition)) return keep_call(callee, why);
+    if (settings.keep_unoptimized) return keep_call(callee, "the function is to stay as it is");
     if (disable_switch("inline")) return keep_call(callee, "the pass is disabled");
     if (change_exactly(SITE_inline_call, "\n\t>>>>> ({}) Integrating procedure {}() <<<<<\n",
                        call.position.line, callee.name))
@@ -232,15 +235,21 @@ void expand_lifted(EXPANDER& expander, CALL_PATH& path, const INLINE_CALL& call,
     if (put_value(path, delivery, variable)) put_back(expander, cell);
 }
 
-// Takes the call out of its statement. True when it is expanded; false when it now stands in another
-// statement, and will be met there.
-bool expand_statement(EXPANDER& expander, CALL_PATH& path, const INLINE_CALL& call, STMT* cell) {
+// What the statement changes. What is left of it when a call was taken out changes no more than that.
+const std::unordered_set<const SYMBOL*>& changes_of(EXPANDER& expander, const STMT* cell) {
+    if (expander.changer != cell) expander.changes = changed_variables(cell->tree);
+    expander.changer = cell;
+    return expander.changes;
+}
+
+// Takes the call out of its statement. It is expanded, or stands in another statement now and will be met
+// there.
+void expand_statement(EXPANDER& expander, CALL_PATH& path, const INLINE_CALL& call, STMT* cell) {
     INLINE_CODE code;
     code.position = cell->position;
-    const bool is_conditional = labels_to_lift(path) > 0;
-    const bool is_quiet =
-        !is_conditional && call.definition.is_quiet && changes_nothing_before(path, call.arguments);
-    INLINE_LIFT lift{path, code, expander.last_label, is_quiet};
+    const uint32_t labels = labels_to_lift(path);
+    const bool is_quiet = !labels && call.definition.is_quiet && changes_nothing_before(path, call.arguments);
+    INLINE_LIFT lift{path, code, expander.last_label, is_quiet, changes_of(expander, cell)};
     const LIFTED lifted = lift_call(lift);
     if (lifted == LIFTED::CALL)
         expand_lifted(expander, path, call, cell, code);
@@ -248,8 +257,7 @@ bool expand_statement(EXPANDER& expander, CALL_PATH& path, const INLINE_CALL& ca
         put_back(expander, cell);
     take_pragmas_back(expander);
     prepend(expander, code);
-    if (is_conditional) expander.blocks += labels_to_lift(path);
-    return lifted == LIFTED::CALL;
+    expander.blocks += labels;
 }
 
 // --- 1: calls in the order of their evaluation ---
@@ -259,29 +267,38 @@ struct STEP {
     uint8_t operands; // that were walked
 };
 
-// The way to the first call under the tree that was not decided to stay and whose function is to be inlined;
-// empty when there is none.
-CALL_PATH next_call(const EXPANDER& expander, NODE** tree) {
-    const auto is_wanted = [&](const NODE* node) {
-        if (!is_call(node) || !inlined_callee(node)) return false;
-        const auto known = expander.decided.find(node);
-        return known == expander.decided.end() || known->second;
-    };
-    std::vector<STEP> steps{{tree, 0}};
+// Goes from one call of a statement to the next.
+struct CALL_WALK {
+    std::vector<STEP> steps;
+
+    // The way to the next call that was not decided to stay and whose function is to be inlined; empty when
+    // there is none. What stands in the place of the last one is not walked.
+    CALL_PATH next(const EXPANDER& expander);
+};
+
+bool may_be_expanded(const EXPANDER& expander, const NODE* node) {
+    if (!is_call(node) || !inlined_callee(node)) return false;
+    const auto known = expander.decided.find(node);
+    return known == expander.decided.end() || known->second;
+}
+
+CALL_PATH CALL_WALK::next(const EXPANDER& expander) {
+    constexpr int DONE = 3;
     while (!steps.empty()) {
         STEP& step = steps.back();
+        if (step.operands == DONE) {
+            steps.pop_back();
+            continue;
+        }
         NODE* node = *step.place;
         NODE** operand = step.operands == 0 ? &node->left : &node->right;
         if (step.operands++ < 2) {
             if (*operand) steps.push_back({operand, 0});
-            continue;
-        }
-        if (is_wanted(node)) {
+        } else if (may_be_expanded(expander, node)) {
             CALL_PATH path;
             for (const STEP& above : steps) path.push_back(above.place);
             return path;
         }
-        steps.pop_back();
     }
     return {};
 }
@@ -309,20 +326,18 @@ bool decide(EXPANDER& expander, const CALL_PATH& path, const STMT* cell) {
 
 void look_at_statement(EXPANDER& expander, STMT* cell) {
     stand_at(0, *cell);
-    for (;;) {
-        CALL_PATH path = next_call(expander, &cell->tree);
-        if (path.empty()) return put_out(expander, cell);
+    CALL_WALK walk{{{&cell->tree, 0}}};
+    bool replaced = false;
+    for (CALL_PATH path; !(path = walk.next(expander)).empty();) {
         if (!decide(expander, path, cell)) continue;
         const INLINE_CALL call = inline_call_at(expander, *path.back(), cell);
         expander.any = true;
-        if (NODE* value = value_of_call(call)) {
-            *path.back() = value;
-            if (!tree_has_effects(cell->tree)) return; // nobody wanted the value
-            continue;
-        }
-        expand_statement(expander, path, call, cell);
-        return;
+        NODE* value = value_of_call(call);
+        if (!value) return expand_statement(expander, path, call, cell);
+        *path.back() = value;
+        replaced = true;
     }
+    if (!replaced || tree_has_effects(cell->tree)) put_out(expander, cell); // else nobody wanted the value
 }
 
 // --- Before and after ---

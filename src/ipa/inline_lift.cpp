@@ -316,16 +316,17 @@ void take_out_negation(INLINE_LIFT& lift) {
     }
 }
 
-void note_changes(INLINE_LIFT& lift) {
-    for_each_access(*lift.path[0], [&](const TREE_ACCESS& access) {
-        if (is_definition(access) && access.symbol) lift.changed.insert(access.symbol);
-    });
-}
-
 } // namespace
 
+std::unordered_set<const SYMBOL*> changed_variables(NODE* statement) {
+    std::unordered_set<const SYMBOL*> changed;
+    for_each_access(statement, [&](const TREE_ACCESS& access) {
+        if (is_definition(access) && access.symbol) changed.insert(access.symbol);
+    });
+    return changed;
+}
+
 LIFTED lift_call(INLINE_LIFT& lift) {
-    note_changes(lift);
     take_out_negation(lift);
     for (size_t i = 0; i + 1 < lift.path.size(); ++i) {
         if (is_conditional(*lift.path[i], *lift.path[i + 1])) return split_condition(lift, i);

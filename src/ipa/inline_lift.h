@@ -50,12 +50,15 @@ uint32_t labels_to_lift(const CALL_PATH& path);
 // Nobody wants the value of the call.
 bool is_value_dropped(const CALL_PATH& path);
 
+// The variables that the statement may change.
+std::unordered_set<const SYMBOL*> changed_variables(NODE* statement);
+
 struct INLINE_LIFT {
     CALL_PATH& path;
-    INLINE_CODE& code;                           // what comes before the statement
-    uint32_t& last_label;                        // of the function
-    bool is_quiet = false;                       // the call changes nothing that others can see
-    std::unordered_set<const SYMBOL*> changed{}; // variables that the statement changes
+    INLINE_CODE& code;                                // what comes before the statement
+    uint32_t& last_label;                             // of the function
+    bool is_quiet = false;                            // the call changes nothing that others can see
+    const std::unordered_set<const SYMBOL*>& changed; // variables that the statement changes
 };
 
 enum class LIFTED : uint8_t {
