@@ -13,6 +13,7 @@
 
 #include "ipa/body_effects.h"
 #include "ipa/components.h"
+#include "ir/call.h"
 #include "ir/symbol.h"
 
 namespace pelorus {
@@ -36,18 +37,13 @@ struct EFFECT_SOLVER {
 
 // --- Functions that the file does not define ---
 
-uint32_t flags_by_name(const SYMBOL* callee) {
-    const FUNINFO* info = callee->funinfo;
-    return info && !(info->flags & FUN_is_defined) ? info->flags : 0;
-}
-
 bool may_call_back(const SYMBOL* callee) {
     constexpr std::string_view NAMES[] = {"abort", "bsearch", "exit", "qsort", "raise"};
     return std::ranges::find(NAMES, plain_name(callee->name)) != std::end(NAMES);
 }
 
 uint16_t effects_by_name(const CALL_NOTE& call) {
-    const uint32_t flags = flags_by_name(call.callee);
+    const uint32_t flags = flags_of_function(call.callee);
     if (call.passes_functions || may_call_back(call.callee)) return EFFECT_ALL;
     uint32_t effects = EFFECT_ALL;
     const auto lacks = [&](uint32_t flag, uint32_t effect) {
@@ -164,7 +160,7 @@ void solve_component(EFFECT_SOLVER& solver, std::span<const uint32_t> members) {
 bool stops(const EFFECT_SOLVER& solver, const SYMBOL* callee) {
     const auto found = solver.numbers.find(callee);
     if (found != solver.numbers.end()) return solver.never_returns[found->second];
-    return flags_by_name(callee) & FUN_never_returns;
+    return flags_of_function(callee) & FUN_never_returns;
 }
 
 bool may_return(const EFFECT_SOLVER& solver, const BODY_NOTE& body) {

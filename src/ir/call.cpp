@@ -2,6 +2,7 @@
 #include "ir/call.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "ir/funinfo.h"
@@ -10,12 +11,28 @@
 
 namespace pelorus {
 
+namespace {
+
+// Is the symbol the function of its name, and not another one by that name?
+bool bears_its_own_name(const SYMBOL* callee) {
+    if (callee->storage_class != SC_EXTERN) return false;
+    for (const PRAGMA* pragma = callee->pragmas; pragma; pragma = pragma->next)
+        if (pragma->kind == PK_ATTRIBUTE && pragma->count && !strcmp(pragma->strings[0], "asm")) return false;
+    return true;
+}
+
+} // namespace
+
+uint32_t flags_of_function(const SYMBOL* callee) {
+    const FUNINFO* info = callee->funinfo;
+    if (!info) return 0;
+    const bool is_told = info->flags & FUN_is_defined ? info->symbol == callee : bears_its_own_name(callee);
+    return is_told ? info->flags : 0;
+}
+
 uint32_t call_flags(const NODE* call) {
-    if (settings.optimization_level < 1) return 0;
-    const SYMBOL* callee = direct_callee(call);
-    const FUNINFO* info = callee ? callee->funinfo : nullptr;
-    if (!info || ((info->flags & FUN_is_defined) && info->symbol != callee)) return 0;
-    return info->flags;
+    const SYMBOL* callee = settings.optimization_level < 1 ? nullptr : direct_callee(call);
+    return callee ? flags_of_function(callee) : 0;
 }
 
 bool is_pure_call(const NODE* node) { return is_call(node) && (call_flags(node) & FUN_is_pure_fun); }

@@ -23,9 +23,11 @@ inline SYMBOL* direct_callee(const NODE* node) {
     return name ? name->symbol() : nullptr;
 }
 
-// What is known of every call of the function that the node calls directly: FUN_FLAG bits, whose meaning
-// ipa/function_effects.h tells. 0 when that is nothing, for calls through pointers, and below level 1, where
-// no pass may rely on it. Needs: a call.
+// What is known of every call of the function: FUN_FLAG bits. 0 when that is nothing, as for an alias, whose
+// name says nothing of what is behind it.
+uint32_t flags_of_function(const SYMBOL* callee);
+// The same of the function that the node calls directly; ipa/function_effects.h tells what the flags mean. 0
+// for calls through pointers, and below level 1, where no pass may rely on it. Needs: a call.
 uint32_t call_flags(const NODE* call);
 
 // --- What passes ask of a call. Operators that run other code and are no calls may do everything. ---

@@ -102,6 +102,8 @@ symbol "_even" class=extdef flags=defined type=fv
 symbol "_unknown" class=extern type=fv
 symbol "_reads_text" class=extern type=fn
 symbol "_fabs" class=extern type=fv
+symbol "_labs" class=extern type=fv
+    pragma 1 "asm" "something_else"
 symbol "_die" class=extern flags=noreturn type=fv
 symbol "_exit" class=extern type=fv
 end
@@ -114,6 +116,7 @@ void classify() {
     constexpr uint32_t READS = OF_LIBRARY | FUN_no_byref_asg | FUN_no_ind_asg;
     const std::map<std::string, uint32_t> NAMES = {{"_reads_text", READS},
                                                    {"_fabs", READS | FUN_no_ind_use | FUN_is_pure_fun},
+                                                   {"_labs", READS | FUN_no_ind_use | FUN_is_pure_fun},
                                                    {"_exit", OF_LIBRARY | FUN_never_returns}};
     for (SYMBOL* symbol = file_symbols.first; symbol; symbol = symbol->next)
         if (const auto found = NAMES.find(symbol->name); found != NAMES.end()) {
@@ -235,6 +238,7 @@ TEST(FunctionEffects, OtherCode) {
     EXPECT_EQ(found_flags("assembly \"nop\"\nstatement RETURN($ret, 1:int)\n"), "1R");
     EXPECT_EQ(found_flags("comment \"nop\"\nstatement RETURN($ret, 1:int)\n"), "GgIiBP1R");
     EXPECT_EQ(of_value("UCALL:int(UAND:fv*(@_fabs))"), "GgIiBP1R");
+    EXPECT_EQ(of_value("UCALL:int(UAND:fv*(@_labs))"), "B1R") << "another function under that name";
     EXPECT_EQ(of_value("CALL:int(UAND:fn*(@_reads_text), p)"), "GgIB1R");
     EXPECT_EQ(of_value("CALL:int(UAND:fn*(@_reads_text), UAND:int*(x))"), "GgIiB1R");
     EXPECT_EQ(of_value("CALL:int(UAND:fn*(@_reads_text), PCONV:int*(UAND:fv*(@_fabs)))"), "GgIiB1R");
