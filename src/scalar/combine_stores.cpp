@@ -13,6 +13,7 @@
 #include "cfg/candidate_fact.h"
 #include "cfg/statement_edit.h"
 #include "ir/node_storage.h"
+#include "ir/parameters.h"
 #include "ir/tree_text.h"
 #include "ir/walk.h"
 #include "scalar/assignment_query.h"
@@ -54,6 +55,7 @@ bool stores_plainly(const NODE* tree) {
 bool overwrites(const NODE* first, const NODE* next) {
     if (!stores_plainly(first) || !stores_plainly(next) || !equal_trees(first->left, next->left))
         return false;
+    if (copied_parameter(first)) return refuse(SITE_overwritten_store, "it is the copy of a parameter");
     if (tree_has_effects(first->right) || tree_has_effects(next->right))
         return refuse(SITE_overwritten_store, "a value has effects", "{}", first);
     if (memory_accesses(next->right) > 0)
