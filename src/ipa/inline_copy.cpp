@@ -155,7 +155,7 @@ bool can_stand_for_structure(const NODE* value, const INLINE_PARAMETER& paramete
 }
 
 bool can_stand_for_home(const NODE* value, const INLINE_PARAMETER& parameter) {
-    if (tree_has_effects(value)) return false;
+    if (tree_has_effects(value) || any_node(value, is_call)) return false;
     if (type_is_csu(parameter.home->declared_type) && !can_stand_for_structure(value, parameter))
         return false;
     if (is_cheap(value) || parameter.home->reference_count <= 1) return true;
@@ -164,7 +164,7 @@ bool can_stand_for_home(const NODE* value, const INLINE_PARAMETER& parameter) {
 
 // All that the tree reads are variables that only the caller's own statements can change.
 bool reads_private_variables(const NODE* tree) {
-    bool only = !tree_has_effects(tree);
+    bool only = !tree_has_effects(tree) && !any_node(tree, is_call);
     for_each_access(tree, [&](const TREE_ACCESS& access) {
         if (access.kind == ACCESS::EXPOSE) return;
         const SYMBOL* symbol = access.symbol;

@@ -179,7 +179,6 @@ void note_access(INLINE_DEFINITION& definition, const TREE_ACCESS& access) {
     if (changes_others(access)) definition.is_quiet = false;
     SYMBOL* symbol = access.symbol;
     if (!symbol || symbol->level == FILE_SCOPE) return;
-    if (access.kind == ACCESS::EXPOSE) symbol->address_exposed = 1;
     if (is_definition(access)) symbol->assignment_count++;
 }
 
@@ -200,6 +199,9 @@ void note_accesses(INLINE_DEFINITION& definition) {
     for (STMT* cell = definition.statements; cell; cell = cell->next) {
         for_each_access(cell->tree, [&](const TREE_ACCESS& access) { note_access(definition, access); });
         for_each_node(cell->tree, [&](const NODE* node) { note_node(definition, node); });
+        for_each_exposed(cell->tree, [](SYMBOL* symbol) {
+            if (symbol->level > FILE_SCOPE) symbol->address_exposed = 1;
+        });
         if (cell->tree->op == OP_ASM && !is_comment(cell->tree)) definition.is_quiet = false;
     }
     for (uint32_t i = 0; i < definition.parameter_count; ++i)
@@ -212,9 +214,11 @@ bool is_settled_home(const INLINE_DEFINITION& definition, const SYMBOL* symbol) 
     return false;
 }
 
-// The value names nothing local but parameters that stay what they were.
-bool names_settled_homes(const INLINE_DEFINITION& definition, const NODE* value) {
+// The value names nothing local but parameters that stay what they were, and calls nothing: calls are met one
+// by one, those of copies too.
+bool is_simple_value(const INLINE_DEFINITION& definition, const NODE* value) {
     return !any_node(value, [&](const NODE* node) {
+        if (is_call(node)) return true;
         const SYMBOL* symbol = node->op == OP_NAME ? node->symbol() : nullptr;
         return symbol && symbol->level > 0 && !is_settled_home(definition, symbol);
     });
@@ -225,7 +229,7 @@ NODE* only_value(const INLINE_DEFINITION& definition) {
     if (!cell || cell->tree->op != OP_RETURN) return nullptr;
     NODE* value = cell->tree->right;
     const bool fits = type_is_scalar(value->type) && !tree_has_effects(value);
-    return fits && names_settled_homes(definition, value) ? value : nullptr;
+    return fits && is_simple_value(definition, value) ? value : nullptr;
 }
 
 const NODE* plain_local(const NODE* tree) {

@@ -9,7 +9,10 @@
 #include <string>
 #include <type_traits>
 
+#include "ir/effects.h"
 #include "ir/stmt.h"
+#include "ir/walk.h"
+#include "tree/access.h"
 
 namespace pelorus {
 
@@ -57,6 +60,19 @@ bool can_repeat_assembly(const char* text);
 // The definition of the current function.
 // Needs: why_not_integrable found nothing.
 INLINE_DEFINITION* make_inline_definition();
+
+// Calls visit(variable) for each variable whose address the tree takes, those too that are only lent to a
+// call: when that is expanded, the address stands in the function itself.
+template <class F>
+void for_each_exposed(NODE* tree, F visit) {
+    for_each_node(tree, [&](const NODE* node) {
+        SYMBOL* symbol = takes_address(node) ? variable_of(node->left) : nullptr;
+        if (symbol) visit(symbol);
+    });
+    for_each_access(tree, [&](const TREE_ACCESS& access) {
+        if (access.kind == ACCESS::EXPOSE && access.symbol) visit(access.symbol);
+    });
+}
 
 // The blocks that a statement begins or ends, at the most.
 uint32_t blocks_of(const NODE* statement);

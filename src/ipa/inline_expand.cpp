@@ -346,9 +346,7 @@ void note_statement(EXPANDER& expander, const STMT* cell) {
     if (cell->tree->op == OP_LABELDEF)
         expander.last_label = std::max(expander.last_label, static_cast<uint32_t>(cell->tree->value_lo));
     expander.blocks += blocks_of(cell->tree);
-    for_each_access(cell->tree, [](const TREE_ACCESS& access) {
-        if (access.kind == ACCESS::EXPOSE && access.symbol) expose_symbol(access.symbol);
-    });
+    for_each_exposed(cell->tree, expose_symbol);
 }
 
 // The statements in order, off the function.
