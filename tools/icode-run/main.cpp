@@ -53,7 +53,8 @@ const char usage[] =
     "  --fill=BYTE      what memory holds before something is stored there\n"
     "  --strict         stops at what C leaves undefined\n"
     "  --unaligned      lets accesses be unaligned\n"
-    "  --check-functions  stops at what the optimizer takes a function never to do\n";
+    "  --check-functions\n"
+    "                   stops at what the optimizer takes a function never to do\n";
 
 [[noreturn]] void wrong_usage(const char* problem, const char* word) {
     fprintf(stderr, "icode-run: %s%s; see --help\n", problem, word);
