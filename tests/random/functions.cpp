@@ -125,6 +125,7 @@ void begin_function(GENERATOR& g, const FUNCTION* function) {
     g.next_local = 0;
     g.next_label = 1;
     g.loop_depth = 0;
+    g.lent.clear();
     g.first_place = static_cast<uint32_t>(g.places.size());
     g.statements_left = g.dice.between(5, 40);
     g.calls_allowed = !function || function->role == ROLE::PLAIN;
@@ -195,6 +196,7 @@ void make_function(GENERATOR& g, const FUNCTION& function) {
     begin_function(g, &function);
     add_homes(g);
     declare_locals(g);
+    if (g.calls_allowed) declare_lent_local(g);
     g.scope_start = g.statements.size();
     g.written.clear();
     if (function.checks_budget && function.role == ROLE::PLAIN) check_budget(g);
@@ -261,6 +263,7 @@ void make_main(GENERATOR& g) {
     for (uint32_t round = 0; round < 2; ++round)
         for (const FUNCTION& function : g.functions)
             if (function.role != ROLE::KEPT_ONLY) call_and_hash(g, function);
+    hash(g, INT, "@_hidden");
     print_hash(g);
     hash(g, UINT, "@_seen");
     hash_file_places(g);
@@ -276,6 +279,7 @@ namespace pelorus {
 RANDOM_PROGRAM random_program(uint64_t seed) {
     generated::GENERATOR g(seed);
     generated::declare_world(g);
+    generated::make_helpers(g);
     for (const generated::FUNCTION& function : g.functions) generated::make_function(g, function);
     generated::make_main(g);
     return {generated::program_text(g), static_cast<uint32_t>(g.functions.size() + 1)};

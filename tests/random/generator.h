@@ -127,6 +127,7 @@ struct GENERATOR {
     std::vector<std::string> file_structures[3]; // names of variables, by record
     std::string structure_array;                 // of the first record, 4 elements
     std::string types, symbols, initializers, bodies;
+    uint32_t helpers = 0;
 
     // The function being made.
     const FUNCTION* function = nullptr;
@@ -140,6 +141,7 @@ struct GENERATOR {
     std::vector<uint32_t> exits; // labels behind the loops and switches that are open
     bool has_fuel = false;
     bool calls_allowed = true;
+    std::string lent;         // the variable whose address goes to helpers; "" for none
     uint32_t first_place = 0; // of the function's own
 };
 
@@ -206,6 +208,16 @@ void simple_statements(GENERATOR& g, uint32_t most);
 
 void structured(GENERATOR& g, int depth);
 void block_graph(GENERATOR& g);
+
+// --- Small functions that others call (helpers.cpp) ---
+
+void make_helpers(GENERATOR& g);
+// The variable of a function whose address they get.
+void declare_lent_local(GENERATOR& g);
+// A call of one, an int. Needs: such a variable.
+TREE helper_call(GENERATOR& g, int depth);
+// Some statements with one.
+void call_helper(GENERATOR& g);
 
 // --- Functions (functions.cpp) ---
 

@@ -323,7 +323,8 @@ void simple_statement(GENERATOR& g) {
     if (kind < 86) return assign_structure(g);
     if (kind < 90 && !g.pointers.empty()) return assign_pointer(g);
     if (kind < 93) return assign_neighbours(g);
-    if (kind < 97) return drop_value(g);
+    if (kind < 96) return drop_value(g);
+    if (kind < 98 && !g.lent.empty()) return call_helper(g);
     say_something(g);
 }
 
