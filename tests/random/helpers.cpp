@@ -18,7 +18,7 @@ HELPER some_helper(GENERATOR& g, uint32_t number) {
     HELPER helper{};
     if (g.dice.chance(20)) return helper; // a pure one
     helper.reads_argument = g.dice.chance(60);
-    helper.writes_argument = g.dice.chance(20);
+    helper.writes_argument = g.dice.chance(30);
     helper.reads_hidden = g.dice.chance(20);
     helper.writes_hidden = g.dice.chance(15);
     helper.keeps = g.dice.chance(10);
@@ -158,12 +158,14 @@ TREE helper_call(GENERATOR& g, int depth) {
 }
 
 void call_helper(GENERATOR& g) {
-    if (g.dice.chance(40)) put_statement(g, "ASG:int(" + g.lent + ", " + value(g, INT, 1) + ")");
+    if (g.dice.chance(60))
+        put_statement(g, "ASG:int(" + g.lent + ", " +
+                             (g.dice.chance(50) ? constant(g, INT) : value(g, INT, 1)) + ")");
     if (g.dice.chance(30)) put_statement(g, "ASG:int(@_hidden, " + constant(g, INT) + ")");
     const TREE tree = helper_call(g, 2);
     const PLACE* place = g.dice.chance(60) ? some_place(g, INT, true) : nullptr;
     put_statement(g, place ? operation("ASG", INT, tree_of(g, *place, 1), tree) : tree);
-    if (g.dice.chance(40)) put_statement(g, "PLUSASG:int(@_hidden, " + g.lent + ")");
+    if (g.dice.chance(60)) put_statement(g, "PLUSASG:int(@_hidden, " + g.lent + ")");
 }
 
 } // namespace pelorus::generated

@@ -319,12 +319,12 @@ void simple_statement(GENERATOR& g) {
     if (kind < 12 && !g.written.empty()) return put_statement(g, TREE(g.dice.one_of(g.written)));
     if (kind < 62) return assign(g);
     if (kind < 72) return assign_twice(g);
+    if (kind < 80 && !g.lent.empty() && g.dice.chance(60)) return call_helper(g);
     if (kind < 80) return call_for_effect(g);
     if (kind < 86) return assign_structure(g);
     if (kind < 90 && !g.pointers.empty()) return assign_pointer(g);
     if (kind < 93) return assign_neighbours(g);
-    if (kind < 96) return drop_value(g);
-    if (kind < 98 && !g.lent.empty()) return call_helper(g);
+    if (kind < 97) return drop_value(g);
     say_something(g);
 }
 

@@ -649,7 +649,7 @@ TREE value(GENERATOR& g, SCALAR_ID type, int depth) {
     }
     if (type == INT && kind < 50) return truth(g, depth);
     if (type == INT && kind < 52) return distance(g);
-    if (type == INT && kind < 54 && !g.lent.empty()) return helper_call(g, depth);
+    if (type == INT && kind < 55 && !g.lent.empty()) return helper_call(g, depth);
     if (kind < 60) return unary(g, type, depth);
     return arithmetic(g, type, depth);
 }
