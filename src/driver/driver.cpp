@@ -17,6 +17,7 @@
 #include "icode/unit_client.h"
 #include "ipa/file_level.h"
 #include "ipa/function_effects.h"
+#include "ipa/inline.h"
 #include "ir/opcodes.h"
 #include "ir/symbol.h"
 #include "ir/type.h"
@@ -55,6 +56,7 @@ void start_run() {
     clear_file_symbols();
     clear_funinfo();
     clear_function_effects();
+    clear_inlined_references();
     empty_zones();
     start_types();
     node_factory = {};
