@@ -1,7 +1,8 @@
 // What trees define, use and expose, and which variables are candidates.
 //
 // The statements of one function in the text form stand here with their accesses in the order of
-// evaluation: `r` use, `w` definition, `rw` both, `&` exposed; `*` is memory, `?` the result of a call.
+// evaluation: `r` use, `w` definition, `rw` both, `&` exposed, `l` lent; `*` is memory, `?` the result of a
+// call.
 // Behind the name `.` says that only a part is meant, `?` that it may not happen, `!` that it is volatile.
 #include <gtest/gtest.h>
 
@@ -13,6 +14,8 @@
 
 #include "icode/text_form.h"
 #include "icode/unit_client.h"
+#include "ir/call.h"
+#include "ir/funinfo.h"
 #include "ir/tree_text.h"
 #include "support/fresh_state.h"
 #include "support/settings.h"
@@ -62,6 +65,7 @@ constexpr ACCESS_CASE CASES[] = {
     // Calls: the callee, the arguments first to last, then the call.
     {"CALL:int(UAND:h*(@_h), COMMA(PLUSPLUS:int(a, 1:int), STARG:struct.s(s)))", "rwa rs rw*"},
     {"CALL:int(k, COMMA(a, b))", "rk ra rb rw*"},
+    {"CALL:int(UAND:m*(@_m), COMMA(UAND:int*(c), ASG:int(a, 1:int)))", "&c wa rw*"},
     {"ASG:int*(p, ARGREF:int*(last'))", "rwlast wp"},
     {"OP100:int(a, UMULT:int(p))", "&a rp rw*"},
     {"IF(ASG:int(a, b), COMMA(LABEL 1, LABEL 1))", "rb wa"},
@@ -104,22 +108,33 @@ type f FUNCTION return=int variadic
 type g FUNCTION return=struct.s
 type h FUNCTION return=int variadic
     part PARAMETER type=int
+type m FUNCTION return=int
+    part PARAMETER type=int*
+    part PARAMETER type=int
 end
 section symbols
 symbol "_f" class=extdef flags=defined type=f
 symbol "_g" class=extern type=g
 symbol "_h" class=extern type=h
+symbol "_m" class=extern type=m
 symbol "_global" class=extdef flags=defined type=int
 end
 )";
 }
 
 std::string text_of(const TREE_ACCESS& access) {
-    const char* const kinds[] = {"r", "w", "rw", "&"};
+    const char* const kinds[] = {"r", "w", "rw", "&", "l"};
     std::string text = kinds[static_cast<int>(access.kind)];
     text += access.symbol ? access.symbol->name : access.kind == ACCESS::EXPOSE ? "?" : "*";
     return text + (access.part ? "." : "") + (access.conditional ? "?" : "") +
            (access.is_volatile ? "!" : "");
+}
+
+std::string accesses_of(NODE* tree) {
+    std::string text;
+    for_each_access(tree,
+                    [&](const TREE_ACCESS& access) { text += (text.empty() ? "" : " ") + text_of(access); });
+    return text;
 }
 
 class Access : public testing::Test {
@@ -152,13 +167,43 @@ TEST_F(Access, ComeInTheOrderOfEvaluation) {
     read([](void*) {
         size_t i = std::size(CASES); // the list runs backward
         for (const STMT* cell = function.statements; i > 0; cell = cell->next) {
-            std::string text;
             for_each_access(cell->tree, [&](const TREE_ACCESS& access) {
-                text += (text.empty() ? "" : " ") + text_of(access);
                 EXPECT_EQ(access.symbol, access.name ? access.name->symbol() : nullptr);
             });
-            EXPECT_EQ(text, CASES[--i].accesses) << tree_text(cell->tree);
+            EXPECT_EQ(accesses_of(cell->tree), CASES[--i].accesses) << tree_text(cell->tree);
         }
+    });
+}
+
+TEST_F(Access, CallsDoWhatTheirFunctionsDo) {
+    read([](void*) {
+        const STMT* cell = function.statements;
+        while (!direct_callee(cell->tree) || strcmp(direct_callee(cell->tree)->name, "_m")) cell = cell->next;
+        FUNINFO* info = get_funinfo("_m");
+        direct_callee(cell->tree)->funinfo = info;
+        constexpr uint32_t READS_NONE = FUN_no_global_use | FUN_no_ind_use;
+        constexpr uint32_t WRITES_NONE = FUN_no_global_asg | FUN_no_ind_asg;
+        struct ROW {
+            uint32_t flags;
+            const char* accesses;
+        };
+        constexpr ROW ROWS[] = {{0, "&c wa rw*"},
+                                {FUN_no_byref_asg, "wa lc rw*"},
+                                {FUN_no_byref_asg | WRITES_NONE, "wa lc r*"},
+                                {FUN_no_global_asg | FUN_no_ind_use, "&c wa rw*"},
+                                {READS_NONE, "&c wa w*"},
+                                {READS_NONE | WRITES_NONE, "&c wa"}};
+        for (const int32_t level : {1, 0})
+            for (const ROW& row : ROWS) {
+                settings.optimization_level = level;
+                info->flags = row.flags;
+                EXPECT_EQ(accesses_of(cell->tree), level ? row.accesses : ROWS[0].accesses) << row.flags;
+            }
+        settings.optimization_level = 1;
+        info->flags = FUN_no_byref_asg;
+        cell->tree->left->type = type_package()->make_pointer(
+            type_package()->make_function(type_package()->int_type(), false, false, 0));
+        EXPECT_EQ(accesses_of(cell->tree), "&c wa rw*") << "by a type without prototype";
     });
 }
 
