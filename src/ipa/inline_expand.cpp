@@ -42,14 +42,14 @@ namespace {
 // that call each other several times would grow by a power of the depth: with every function of the examples
 // expanded everywhere the largest one reaches 6,851 units, with those below 63 units 1,107, while a chain of
 // fourteen functions with two calls each takes what it gets: 0.3 s and a megabyte of output.
-struct INLINE_LIMITS {
+struct EXPANSION_LIMITS {
     int32_t depth = 10;
     uint32_t labels = 32767;         // numbers of labels in a function
     uint32_t blocks = 29000;         // of the 32767 that a function may have
     uint32_t function_units = 10000; // size that a function may reach,
     uint32_t growth = 2;             // and so many times its own size when that is more
 };
-constexpr INLINE_LIMITS INLINE_LIMIT;
+constexpr EXPANSION_LIMITS EXPANSION_LIMIT;
 
 constexpr int32_t INLINE_LEVEL = 3; // from here on functions are expanded that are not declared inline
 constexpr int NO_INLINE_DIGIT = 9;  // of the debug digits
@@ -103,9 +103,9 @@ bool keep_call(FUNINFO& callee, const char* why) {
 
 const char* why_no_room(const EXPANDER& expander, const CALL_PATH& path,
                         const INLINE_DEFINITION& definition) {
-    if (expander.last_label + definition.labels + labels_to_lift(path) + 1 > INLINE_LIMIT.labels)
+    if (expander.last_label + definition.labels + labels_to_lift(path) + 1 > EXPANSION_LIMIT.labels)
         return "no further label can be numbered";
-    if (expander.blocks + definition.blocks + labels_to_lift(path) + 1 > INLINE_LIMIT.blocks)
+    if (expander.blocks + definition.blocks + labels_to_lift(path) + 1 > EXPANSION_LIMIT.blocks)
         return "the function has as many blocks as it may";
     if (function.size_units + definition.size > expander.largest)
         return "the function is as large as it may become";
@@ -113,7 +113,7 @@ const char* why_no_room(const EXPANDER& expander, const CALL_PATH& path,
 }
 
 bool is_too_deep(const NODE* call, FUNINFO& callee, const POSITION& position) {
-    if (call->inline_depth < INLINE_LIMIT.depth) return false;
+    if (call->inline_depth < EXPANSION_LIMIT.depth) return false;
     warn_of_depth(position);
     keep_call(callee, "the recursion limit is reached");
     callee.flags &= ~uint32_t{FUN_is_inlined};
@@ -412,7 +412,7 @@ void clear_inlined_references() { inlined_functions.clear(); }
 bool expand_calls() {
     if (expansion_is_off() || !calls_inlined_function()) return false;
     EXPANDER expander;
-    expander.largest = std::max(INLINE_LIMIT.function_units, INLINE_LIMIT.growth * function.size_units);
+    expander.largest = std::max(EXPANSION_LIMIT.function_units, EXPANSION_LIMIT.growth * function.size_units);
     for (const STMT* cell = function.statements; cell; cell = cell->next) note_statement(expander, cell);
     expander.pending = take_statements();
     while (STMT* cell = expander.pending) {

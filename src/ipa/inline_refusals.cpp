@@ -39,7 +39,7 @@ const char* obstacle_of_symbol(const FUNINFO& info) {
 
 // --- Assembly ---
 
-bool is_name_character(char c) { return isalnum(static_cast<unsigned char>(c)) || strchr("_.$", c); }
+bool is_word_character(char c) { return isalnum(static_cast<unsigned char>(c)) || strchr("_.$", c); }
 
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
 
@@ -60,7 +60,7 @@ std::string_view without_blanks_in_front(std::string_view text) {
 bool can_repeat_instruction(std::string_view line) {
     line = without_blanks_in_front(line);
     size_t end = 0;
-    while (end < line.size() && (is_name_character(line[end]) || line[end] == '%' ||
+    while (end < line.size() && (is_word_character(line[end]) || line[end] == '%' ||
                                  (end && line[end] == '=' && line[end - 1] == '%')))
         ++end;
     const std::string_view word = line.substr(0, end);
