@@ -62,6 +62,7 @@ struct EXPANDER {
     uint32_t largest = 0;                            // units that the function may reach
     std::unordered_map<const NODE*, bool> decided{}; // calls: true when they are to be expanded
     std::unordered_set<const SYMBOL*> results{};     // variables that hold the values of expanded calls
+    std::vector<FUNINFO*> stopped{};                 // functions whose recursion reached the limit
     const STMT* changer = nullptr;                   // the statement that
     std::unordered_set<const SYMBOL*> changes{};     // changes these variables
     bool any = false;
@@ -75,6 +76,9 @@ FUNINFO* inlined_callee(const NODE* call) {
     FUNINFO* info = callee->funinfo ? callee->funinfo : find_funinfo(callee->name);
     return info && (info->definition || (info->flags & FUN_is_inlined)) ? info : nullptr;
 }
+
+// Before phase 2 functions are only looked at.
+bool is_for_output() { return run.phase == 2; }
 
 // --- 2: whether ---
 
@@ -112,12 +116,20 @@ const char* why_no_room(const EXPANDER& expander, const CALL_PATH& path,
     return nullptr;
 }
 
-bool is_too_deep(const NODE* call, FUNINFO& callee, const POSITION& position) {
+// From here on no call of the function is expanded.
+bool is_too_deep(EXPANDER& expander, const NODE* call, FUNINFO& callee, const POSITION& position) {
     if (call->inline_depth < EXPANSION_LIMIT.depth) return false;
-    warn_of_depth(position);
+    if (is_for_output()) warn_of_depth(position);
     keep_call(callee, "the recursion limit is reached");
     callee.flags &= ~uint32_t{FUN_is_inlined};
+    expander.stopped.push_back(&callee);
     return true;
+}
+
+// What was only looked at is expanded alike when it is written.
+void forget_stops(const EXPANDER& expander) {
+    if (is_for_output()) return;
+    for (FUNINFO* callee : expander.stopped) callee->flags |= FUN_is_inlined;
 }
 
 bool arguments_match(const INLINE_CALL& call) {
@@ -127,10 +139,10 @@ bool arguments_match(const INLINE_CALL& call) {
     return false;
 }
 
-bool may_expand(const EXPANDER& expander, const CALL_PATH& path, const INLINE_CALL& call) {
+bool may_expand(EXPANDER& expander, const CALL_PATH& path, const INLINE_CALL& call) {
     FUNINFO& callee = *call.callee;
     if (!arguments_match(call)) return keep_call(callee, "the arguments do not match the parameters");
-    if (is_too_deep(call.call, callee, call.position)) return false;
+    if (is_too_deep(expander, call.call, callee, call.position)) return false;
     if (const char* why = why_not_liftable(path)) return keep_call(callee, why);
     if (const char* why = why_no_room(expander, path, call.definition)) return keep_call(callee, why);
     if (settings.keep_unoptimized) return keep_call(callee, "the function is to stay as it is");
@@ -144,12 +156,11 @@ bool may_expand(const EXPANDER& expander, const CALL_PATH& path, const INLINE_CA
 
 // --- The expansion ---
 
-// One more call of the function is gone; the calls in copies were never counted. The passes before phase 2
-// only look at the function.
+// One more call of the function is gone; the calls in copies were never counted.
 void count_expansion(const INLINE_CALL& call) {
     FUNINFO& callee = *call.callee;
-    if (run.phase == 2 && !call.call->inline_depth && callee.uses_left) callee.uses_left--;
-    if (run.phase == 2 && std::ranges::find(inlined_functions, &callee) == inlined_functions.end())
+    if (is_for_output() && !call.call->inline_depth && callee.uses_left) callee.uses_left--;
+    if (is_for_output() && std::ranges::find(inlined_functions, &callee) == inlined_functions.end())
         inlined_functions.push_back(&callee);
     function.size_units += call.definition.size;
     function_node_state.has_bitfields |= call.definition.has_bitfields;
@@ -420,6 +431,7 @@ bool expand_calls() {
         look_at_statement(expander, cell);
     }
     function.statements = expander.output;
+    forget_stops(expander);
     clear_exposures();
     number_calls();
     return expander.any;
