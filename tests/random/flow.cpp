@@ -167,6 +167,8 @@ TREE switch_tree(GENERATOR& g, const std::vector<uint32_t>& targets, uint32_t ot
            (count == 1 ? cases : "COMMA(" + cases + ")") + ")";
 }
 
+} // namespace
+
 void switch_statement(GENERATOR& g, int depth) {
     std::vector<uint32_t> targets;
     for (uint32_t count = g.dice.between(1, 4); count; --count) targets.push_back(new_label(g));
@@ -189,6 +191,9 @@ void switch_statement(GENERATOR& g, int depth) {
 }
 
 // A scope of its own, with variables that are set where it begins.
+
+namespace {
+
 void nested_scope(GENERATOR& g, int depth) {
     const size_t places = g.places.size(), pointers = g.pointers.size();
     size_t structures[3];
@@ -210,17 +215,18 @@ void nested_scope(GENERATOR& g, int depth) {
     g.written.clear(); // they may name what is gone
 }
 
+} // namespace
+
 void stop_program(GENERATOR& g) {
     const uint32_t yes = new_label(g), no = new_label(g);
     put_statement(g, "IF(EQ:int(" + value(g, INT, 1) + ", 123456789:int), COMMA(" + label_leaf(yes) + ", " +
                          label_leaf(no) + "))");
     put_label(g, yes);
-    put_statement(g, "CALL:void(UAND:fn.stop*(@_exit), 3:int)");
+    put_statement(g, std::string("CALL:void(UAND:fn.") +
+                         (g.dice.chance(50) ? "stop*(@_exit" : "quit*(@_quit") + "), 3:int)");
     if (g.dice.chance(50)) simple_statement(g);
     put_label(g, no);
 }
-
-} // namespace
 
 void structured(GENERATOR& g, int depth) {
     if (depth <= 0 || g.statements_left == 0) return simple_statements(g, 3);

@@ -88,8 +88,8 @@ void add_homes(GENERATOR& g) {
             kind.type = parameter.type;
             kind.before = parameter.name;
             kind.simple = true;
-            const bool counts =
-                count == 1 && g.function->role != ROLE::PLAIN && g.function->role != ROLE::LEAF;
+            const bool counts = count == 1 && (g.function->role == ROLE::TAIL_RECURSIVE ||
+                                               g.function->role == ROLE::VARIADIC);
             kind.read_only = counts;
             kind.has_address = !counts && g.dice.chance(30);
             g.places.push_back(kind);
@@ -128,7 +128,7 @@ void begin_function(GENERATOR& g, const FUNCTION* function) {
     g.lent.clear();
     g.first_place = static_cast<uint32_t>(g.places.size());
     g.statements_left = g.dice.between(5, 40);
-    g.calls_allowed = !function || function->role == ROLE::PLAIN;
+    g.calls_allowed = !function || function->role == ROLE::PLAIN || function->role == ROLE::SMALL;
 }
 
 void end_function(GENERATOR& g, const std::string& name, const std::string& parameters,
@@ -195,18 +195,21 @@ void kept_only_body(GENERATOR& g) {
 void make_function(GENERATOR& g, const FUNCTION& function) {
     begin_function(g, &function);
     add_homes(g);
-    declare_locals(g);
-    if (g.calls_allowed) declare_lent_local(g);
+    const bool is_small = function.role == ROLE::SMALL;
+    if (!is_small) declare_locals(g);
+    if (!is_small && g.calls_allowed) declare_lent_local(g);
     g.scope_start = g.statements.size();
     g.written.clear();
     if (function.checks_budget && function.role == ROLE::PLAIN) check_budget(g);
     if (function.role == ROLE::VARIADIC) variadic_body(g);
     if (function.role == ROLE::KEPT_ONLY) kept_only_body(g);
-    if (g.dice.chance(35))
+    if (is_small)
+        small_body(g);
+    else if (g.dice.chance(35))
         block_graph(g);
     else
         structured(g, 3);
-    if (g.dice.chance(60)) show_locals(g);
+    if (g.dice.chance(60) && !is_small) show_locals(g);
     if (function.returns_value || function.record || g.dice.chance(50)) leave(g);
     const std::string result = function.record          ? function.record->label
                                : function.returns_value ? label(function.result)
@@ -256,13 +259,23 @@ void hash_file_places(GENERATOR& g) {
 
 } // namespace
 
+// A function that never returns.
+void make_quit(GENERATOR& g) {
+    begin_function(g, nullptr);
+    g.locals = "    symbol \"q\" class=auto type=int\n";
+    put_statement(g, "ASG:int(q, q')");
+    if (g.dice.chance(50)) put_statement(g, "CALL:int(UAND:fn.put*(@_putchar), 81:int)");
+    put_statement(g, "CALL:void(UAND:fn.stop*(@_exit), q)");
+    end_function(g, "@_quit", "    symbol \"q\" class=argument type=int\n", "void");
+}
+
 void make_main(GENERATOR& g) {
     begin_function(g, nullptr);
     g.locals = "    symbol \"h\" class=auto type=uint\n";
     put_statement(g, "ASG:uint(h, 1:uint)");
     for (uint32_t round = 0; round < 2; ++round)
         for (const FUNCTION& function : g.functions)
-            if (function.role != ROLE::KEPT_ONLY) call_and_hash(g, function);
+            if (may_call(g, function)) call_and_hash(g, function);
     hash(g, INT, "@_hidden");
     print_hash(g);
     hash(g, UINT, "@_seen");
@@ -281,8 +294,9 @@ RANDOM_PROGRAM random_program(uint64_t seed) {
     generated::declare_world(g);
     generated::make_helpers(g);
     for (const generated::FUNCTION& function : g.functions) generated::make_function(g, function);
+    generated::make_quit(g);
     generated::make_main(g);
-    return {generated::program_text(g), static_cast<uint32_t>(g.functions.size() + 1)};
+    return {generated::program_text(g), static_cast<uint32_t>(g.functions.size() + 2)};
 }
 
 } // namespace pelorus

@@ -85,7 +85,8 @@ struct RECORD {
     std::vector<MEMBER> members;
 };
 
-enum class ROLE : uint8_t { PLAIN, TAIL_RECURSIVE, VARIADIC, LEAF, KEPT_ONLY };
+// SMALL ones are what inline expansion looks for; they call only those before them, so they need no budget.
+enum class ROLE : uint8_t { PLAIN, TAIL_RECURSIVE, VARIADIC, LEAF, KEPT_ONLY, SMALL };
 
 struct PARAMETER {
     enum KIND : uint8_t { VALUE, POINTER, STRUCTURE } kind = VALUE;
@@ -104,6 +105,9 @@ struct FUNCTION {
     const RECORD* record = nullptr; // of a structure that is returned
     bool checks_budget = false;     // itself; else its callers do
     bool is_static = false;
+    bool is_uncalled = false;
+    std::string pointer; // a variable of the file that points to it; "" for none
+    std::string counter; // its static variable; "" for none
     std::string options; // its own
 };
 
@@ -178,6 +182,9 @@ TREE assignment(GENERATOR& g, const PLACE& place, int depth);
 TREE address(GENERATOR& g, SCALAR_ID type, bool of_file, bool to_volatile);
 TREE structure(GENERATOR& g, uint32_t record, bool for_writing, int depth);
 TREE call(GENERATOR& g, const FUNCTION& callee, int depth);
+// Whether the function being made may call it, and must have budget for that.
+bool may_call(const GENERATOR& g, const FUNCTION& callee);
+bool needs_budget(const GENERATOR& g, const FUNCTION& callee);
 // A call whose callee ends when there are too many; a constant then.
 TREE guarded_call(GENERATOR& g, SCALAR_ID type, int depth);
 // A floating tree as an integer: 0 where it does not fit.
@@ -203,13 +210,19 @@ void add_scalar_local(GENERATOR& g);
 void declare_locals(GENERATOR& g);
 void simple_statement(GENERATOR& g);
 void simple_statements(GENERATOR& g, uint32_t most);
+void call_for_effect(GENERATOR& g);
 
 // --- Control flow (flow.cpp) ---
 
 void structured(GENERATOR& g, int depth);
 void block_graph(GENERATOR& g);
 
-// --- Small functions that others call (helpers.cpp) ---
+// What ends the program where control seldom comes.
+void stop_program(GENERATOR& g);
+// Some cases that lead to labels of their own, and a default.
+void switch_statement(GENERATOR& g, int depth);
+
+// --- Functions that do a few things only (helpers.cpp) ---
 
 void make_helpers(GENERATOR& g);
 // The variable of a function whose address they get.
@@ -219,11 +232,16 @@ TREE helper_call(GENERATOR& g, int depth);
 // Some statements with one.
 void call_helper(GENERATOR& g);
 
+// --- Small functions (small.cpp) ---
+
+void small_body(GENERATOR& g);
+
 // --- Functions (functions.cpp) ---
 
 // A return.
 void leave(GENERATOR& g);
 void make_function(GENERATOR& g, const FUNCTION& function);
+void make_quit(GENERATOR& g);
 void make_main(GENERATOR& g);
 
 } // namespace pelorus::generated

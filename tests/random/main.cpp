@@ -66,6 +66,15 @@ struct FAILURE {
     std::string command, message;
 };
 
+// What counts where the file is looked at as a whole. It is the whole program.
+void add_file_options(SEEDED_DICE& dice, std::vector<std::string>& options) {
+    constexpr const char* MODES[] = {"-op2", "-op2", "-op1", "-op3", "-op-1"};
+    constexpr const char* THRESHOLDS[] = {"-i0", "-i5", "-i30", "-i100", "-i100", "-i1000", "-i100000"};
+    if (dice.chance(60)) options.emplace_back(dice.one_of(MODES));
+    if (dice.chance(60)) options.emplace_back(dice.one_of(THRESHOLDS));
+    if (dice.chance(5)) options.emplace_back("--info");
+}
+
 std::vector<std::string> options_of_level(SEEDED_DICE& dice, int level) {
     constexpr const char* OPTIONS[] = {"--debug=check_trips",
                                        "--debug=verify,check_trips",
@@ -92,6 +101,7 @@ std::vector<std::string> options_of_level(SEEDED_DICE& dice, int level) {
     // Counting costs a little, and every change of one level is one of another level, too, mostly.
     if (dice.chance(50)) options.emplace_back("--debug=stats");
     if (dice.chance(35)) options.emplace_back(dice.one_of(OPTIONS));
+    if (level >= 3) add_file_options(dice, options);
     if (dice.chance(5)) options.push_back("--debug=stop_after=" + std::to_string(dice.below(200)));
     if (dice.chance(5)) options.push_back("--skip_step=" + std::to_string(dice.between(1, 24)));
     return options;

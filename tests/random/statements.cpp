@@ -205,15 +205,16 @@ void assign_twice(GENERATOR& g) {
     }
 }
 
+} // namespace
+
 void call_for_effect(GENERATOR& g) {
     if (g.dice.chance(25) || !g.calls_allowed)
         return put_statement(g, "CALL:int(UAND:fn.put*(@_putchar), PLUS:int(ANDB:int(" + value(g, INT, 2) +
                                     ", 31:int), 65:int))");
     const FUNCTION& callee = g.dice.one_of(g.functions);
-    if (callee.role == ROLE::KEPT_ONLY) return;
+    if (!may_call(g, callee)) return;
     const TREE tree = call(g, callee, 2);
-    const bool guarded = !callee.checks_budget && (callee.role == ROLE::PLAIN || g.loop_depth);
-    if (guarded) {
+    if (needs_budget(g, callee)) {
         const uint32_t yes = new_label(g), no = new_label(g);
         put_statement(g, "IF(GT:int(MINMIN:int(@_budget, 1:int), 0:int), COMMA(" + label_leaf(yes) + ", " +
                              label_leaf(no) + "))");
@@ -228,6 +229,8 @@ void call_for_effect(GENERATOR& g) {
     }
     put_statement(g, tree);
 }
+
+namespace {
 
 void assign_structure(GENERATOR& g) {
     const uint32_t record = g.dice.below(g.records.size());

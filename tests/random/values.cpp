@@ -164,13 +164,26 @@ TREE callee_tree(GENERATOR& g, const FUNCTION& callee) {
     const std::string pointer = "UAND:" + callee.type + "*(";
     std::vector<const FUNCTION*> twins;
     for (const FUNCTION& other : g.functions)
-        if (other.type == callee.type && other.role == callee.role) twins.push_back(&other);
+        if (other.type == callee.type && other.role == callee.role && may_call(g, other))
+            twins.push_back(&other);
+    if (!callee.pointer.empty() && g.dice.chance(40)) return callee.pointer;
     if (twins.size() < 2 || !g.dice.chance(40)) return pointer + callee.name + ")";
     return "QUEST:" + callee.type + "*(" + condition(g, 1) + ", COLON(" + pointer + callee.name + "), " +
            pointer + g.dice.one_of(twins)->name + ")))";
 }
 
 } // namespace
+
+bool may_call(const GENERATOR& g, const FUNCTION& callee) {
+    if (callee.role == ROLE::KEPT_ONLY || callee.is_uncalled) return false;
+    if (!g.function || g.function->role != ROLE::SMALL) return true;
+    return callee.role == ROLE::SMALL && &callee < g.function;
+}
+
+bool needs_budget(const GENERATOR& g, const FUNCTION& callee) {
+    if (callee.checks_budget || callee.role == ROLE::SMALL) return false;
+    return callee.role == ROLE::PLAIN || g.loop_depth != 0;
+}
 
 TREE call(GENERATOR& g, const FUNCTION& callee, int depth) {
     const std::string type = callee.record          ? callee.record->label
@@ -221,13 +234,13 @@ TREE converted(SCALAR_ID type, SCALAR_ID from, const TREE& tree) {
 TREE guarded_call(GENERATOR& g, SCALAR_ID type, int depth) {
     std::vector<const FUNCTION*> candidates;
     for (const FUNCTION& callee : g.functions)
-        if (callee.returns_value && !callee.record && callee.role != ROLE::KEPT_ONLY &&
+        if (callee.returns_value && !callee.record && may_call(g, callee) &&
             (callee.role != ROLE::TAIL_RECURSIVE || &callee != g.function))
             candidates.push_back(&callee);
     if (candidates.empty() || !g.calls_allowed) return constant(g, type);
     const FUNCTION& callee = *g.dice.one_of(candidates);
     const TREE tree = converted(type, callee.result, call(g, callee, depth));
-    if (callee.checks_budget || (callee.role != ROLE::PLAIN && g.loop_depth == 0)) return tree;
+    if (!needs_budget(g, callee)) return tree;
     return operation("QUEST", type, "GT:int(MINUSASG:int(@_budget, 1:int), 0:int)",
                      "COLON(" + tree + ", " + constant(g, type) + ")");
 }
@@ -637,8 +650,8 @@ TREE value(GENERATOR& g, SCALAR_ID type, int depth) {
                          value(g, type, depth - 1));
     if (kind < 13)
         if (const PLACE* place = some_place(g, type, true)) return assignment(g, *place, depth - 1);
-    if (kind < 16) return guarded_call(g, type, depth - 1);
-    if (kind < 17)
+    if (kind < 18) return guarded_call(g, type, depth - 1);
+    if (kind < 19)
         return operation("COMMAOP", type, value(g, some_scalar(g), depth - 1), value(g, type, depth - 1));
     if (is_floating(type)) return floating(g, type, depth);
     if (kind < 32 || scalar(type).sort != SORT::INTEGER) return conversion(g, type, depth);

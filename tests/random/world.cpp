@@ -217,12 +217,13 @@ std::string variable_flags(bool is_static, bool local_static, bool has_address) 
 }
 
 // Declares a variable of the file and gives its name as trees have it.
-std::string declare_variable(GENERATOR& g, const std::string& stem, const std::string& type) {
+std::string declare_variable(GENERATOR& g, const std::string& stem, const std::string& type,
+                             bool has_address = true) {
     const bool is_static = g.dice.chance(45);
     const bool local_static = is_static && g.dice.chance(40);
     const std::string name = "_" + stem + (local_static ? "$1" : "");
     g.symbols += "symbol \"" + name + "\" class=" + (is_static ? "static " : "extdef ") +
-                 variable_flags(is_static, local_static, true) + " type=" + type + "\n";
+                 variable_flags(is_static, local_static, has_address) + " type=" + type + "\n";
     return "@" + name;
 }
 
@@ -234,12 +235,25 @@ void declare_scalars(GENERATOR& g) {
         place.type = i == 0 ? INT : i == 1 ? UINT : some_scalar(g);
         place.is_volatile = i > 1 && g.dice.chance(20);
         place.read_only = i > 1 && !place.is_volatile && g.dice.chance(10);
-        place.has_address = !place.read_only;
+        place.has_address = !place.read_only && g.dice.chance(75);
         place.of_file = true;
         const std::string type =
             qualified(label(place.type), place.is_volatile) + (place.read_only ? ".const" : "");
-        place.before = declare_variable(g, "g" + text_of(i), type);
+        place.before = declare_variable(g, "g" + text_of(i), type, place.has_address);
         if (place.read_only || g.dice.chance(60))
+            g.initializers += "initializer " + place.before + " (" + initial(g, place.type) + ", ENDINIT)\n";
+        g.file_places.push_back(place);
+    }
+}
+
+// Variables that nothing writes, though they are not const.
+void declare_unwritten(GENERATOR& g) {
+    for (uint32_t i = 0; i < 3; ++i) {
+        PLACE place;
+        place.type = some_scalar(g);
+        place.read_only = place.of_file = true;
+        place.before = declare_variable(g, "c" + text_of(i), label(place.type), false);
+        if (g.dice.chance(80))
             g.initializers += "initializer " + place.before + " (" + initial(g, place.type) + ", ENDINIT)\n";
         g.file_places.push_back(place);
     }
@@ -353,12 +367,13 @@ std::string result_type(const FUNCTION& function) {
     return function.returns_value ? label(function.result) : "void";
 }
 
-void choose_role(GENERATOR& g, FUNCTION& function, uint32_t number) {
+void choose_role(GENERATOR& g, FUNCTION& function, uint32_t number, bool is_small) {
     constexpr ROLE ROLES[] = {ROLE::PLAIN, ROLE::PLAIN, ROLE::PLAIN,
                               ROLE::LEAF,  ROLE::LEAF,  ROLE::TAIL_RECURSIVE};
     function.role = number == 0 ? ROLE::LEAF : g.dice.one_of(ROLES);
     if (g.dice.chance(4)) function.role = ROLE::VARIADIC;
     if (g.dice.chance(4)) function.role = ROLE::KEPT_ONLY;
+    if (is_small) function.role = ROLE::SMALL;
     const bool counts = function.role == ROLE::TAIL_RECURSIVE || function.role == ROLE::VARIADIC;
     if (counts) function.parameters.push_back({PARAMETER::VALUE, INT, nullptr, "q0"});
     for (uint32_t count = g.dice.below(4); count && function.role != ROLE::VARIADIC; --count)
@@ -379,34 +394,73 @@ void describe_function(GENERATOR& g, const FUNCTION& function) {
         g.types += "    part of=" + function.type + " PARAMETER type=" + parameter_type(parameter) + "\n";
 }
 
-void declare_function_symbol(GENERATOR& g, const FUNCTION& function) {
+void declare_function_symbol(GENERATOR& g, const FUNCTION& function, bool has_address) {
     constexpr const char* OPTIONS[] = {
         "-o0",           "-o1",   "-o2", "-o3", "-o4 -Z1", "-o2 --interleave", "-Z2", "--disable=simpcfg",
         "--skip_step=2", "-o3 -g"};
+    const bool is_called = function.role != ROLE::KEPT_ONLY && !function.is_uncalled;
+    const bool is_small = function.role == ROLE::SMALL;
+    const bool is_ordered = g.dice.chance(is_small ? 15 : 2); // always_inline
+    const bool is_inline = is_ordered || g.dice.chance(is_small ? 30 : 5);
     g.symbols +=
         "symbol \"" + function.name.substr(1) + "\" class=" + (function.is_static ? "static" : "extdef") +
-        " flags=defined+referenced+called+address" + (function.is_static ? "+internal" : "") +
+        " flags=defined" + (is_called ? "+referenced+called" : "") + (has_address ? "+address" : "") +
+        (function.is_static ? "+internal" : "") + (is_inline ? "+inline" : "") +
         (function.role == ROLE::VARIADIC ? "+walks_arguments" : "") + " type=" + function.type + "\n";
+    if (is_ordered)
+        g.symbols += "pragma 1 \"always_inline\"\n";
+    else if (g.dice.chance(8))
+        g.symbols += "pragma 1 \"noinline\"\n";
+    if (!is_called && g.dice.chance(20)) g.symbols += "pragma 1 \"used\"\n";
     if (g.dice.chance(6)) g.symbols += std::string("pragma 6 \"") + g.dice.one_of(OPTIONS) + "\"\n";
 }
 
+// A pointer to the function, which some calls go through, and a static variable of its own. Nothing writes the
+// pointer, but not all of them show that.
+void declare_companions(GENERATOR& g, FUNCTION& function, uint32_t number) {
+    function.is_uncalled = number && function.role != ROLE::KEPT_ONLY && g.dice.chance(5);
+    function.pointer.clear();
+    function.counter.clear();
+    if (!function.is_uncalled && function.role != ROLE::KEPT_ONLY && g.dice.chance(15)) {
+        function.pointer = declare_variable(g, "r" + text_of(number), function.type + "*", g.dice.chance(50));
+        g.initializers += "initializer " + function.pointer + " (UAND:" + function.type + "*(" +
+                          function.name + "), ENDINIT)\n";
+    }
+    if (function.role != ROLE::SMALL || !g.dice.chance(25)) return;
+    function.counter = "@_k$" + text_of(number);
+    g.symbols += "symbol \"" + function.counter.substr(1) +
+                 "\" class=static flags=defined+referenced+internal+local_static type=int\n";
+}
+
+// The address of a function is taken where a pointer or a choice of functions has it.
+void declare_function_symbols(GENERATOR& g) {
+    for (const FUNCTION& function : g.functions) {
+        bool has_address = !function.pointer.empty();
+        for (const FUNCTION& other : g.functions)
+            has_address = has_address || (&other != &function && other.type == function.type);
+        declare_function_symbol(g, function, has_address);
+    }
+}
+
 void declare_functions(GENERATOR& g) {
-    const uint32_t count = g.dice.between(5, 8);
+    const uint32_t large = g.dice.between(4, 7), count = large + g.dice.between(2, 5);
     for (uint32_t i = 0; i < count; ++i) {
         FUNCTION function;
         // Some have one type, so that a call can choose between them.
-        const bool twin = i && g.dice.chance(25) && g.functions.back().role != ROLE::KEPT_ONLY;
+        const bool is_small = i >= large;
+        const bool twin = i && i != large && g.dice.chance(25) && g.functions.back().role != ROLE::KEPT_ONLY;
         if (twin) function = g.functions.back();
         function.name = "@_f" + text_of(i);
         function.is_static = g.dice.chance(40);
         if (!twin) {
-            choose_role(g, function, i);
+            choose_role(g, function, i, is_small);
             function.type = "fn" + text_of(i);
             describe_function(g, function);
         }
-        declare_function_symbol(g, function);
+        declare_companions(g, function, i);
         g.functions.push_back(function);
     }
+    declare_function_symbols(g);
 }
 
 constexpr const char* FIXED_TYPES = R"(type enum.E ENUMERATION "E" underlying=int
@@ -421,6 +475,8 @@ type fn.main FUNCTION return=int
 type fn.print FUNCTION return=int variadic
     part PARAMETER type=char.const*
 type fn.stop FUNCTION return=void attributes=noreturn
+    part PARAMETER type=int
+type fn.quit FUNCTION return=void
     part PARAMETER type=int
 type fn.put FUNCTION return=int
     part PARAMETER type=int
@@ -439,6 +495,7 @@ symbol "_abs" class=extern flags=referenced+called type=fn.put
 symbol "_memset" class=extern flags=referenced+called type=fn.set
 symbol "___builtin_alloca" class=extern flags=referenced+called type=fn.take
 symbol "_exit" class=extern flags=referenced+called+noreturn type=fn.stop
+symbol "_quit" class=static flags=defined+referenced+called+internal type=fn.quit
 symbol "_budget" class=static flags=defined+referenced+internal type=int
 symbol "_seen" class=static flags=defined+referenced+internal type=uint
 )";
@@ -450,6 +507,7 @@ void declare_world(GENERATOR& g) {
     g.symbols = FIXED_SYMBOLS;
     declare_records(g);
     declare_scalars(g);
+    declare_unwritten(g);
     declare_arrays(g);
     declare_structures(g);
     declare_pointers(g);
