@@ -12,6 +12,8 @@
   variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
   levels        ARM instructions that each example executes at levels 1 and 2, and at level 2 without the passes over assignments and
                 without the loop hierarchy, against level 0, counted as below, without mem2reg on our side; and the operations that icode-run counts for it
+  inline        ARM instructions that each example executes, and the size of its code, at levels 3 and 4, as a part of a program and as the
+                whole of it (-op2), against level 2 and against clang's IR after opt-19 O2; everything through llc-19 -O2 as above
   layout        jumps to blocks that do not follow, and ARM instructions, with and without the last steps of level 2, which rotate loops and
                 split tests; llc-19 keeps the layout in one group of columns and makes its own in the other
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
@@ -278,6 +280,36 @@ class Bench:
         texts = [f"{statistics.geometric_mean(column):.3f}" for column in zip(*ratios)]
         print(f"| geometric mean | | {' | '.join(texts[:4])} | | {' | '.join(texts[4:])} |")
 
+    def inline(self, examples):
+        base = self.start_counting()
+        variants = {"3": ["-o3"], "3 whole": ["-o3", "-op2"], "4": ["-o4"], "4 whole": ["-o4", "-op2"]}
+        groups = ("against level 2", "against clang -O2", "size against level 2", "size against clang -O2")
+        print("\nWhat levels 3 and 4 make of calls: instructions executed and bytes of code\n")
+        columns = [f"{name} {group}" for group in groups for name in (variants if "level" in group else ("2", *variants))]
+        print(f"| example | level 2 (thousands) | {' | '.join(columns)} |\n{'|---' * (len(columns) + 2)}|")
+        ratios = []
+        for source in examples:
+            icode, bitcode = self.both_forms(source)
+            counts = [self.counted_and_sized(icode, options, base) for options in (["-o2"], *variants.values())]
+            peer = self.executed(bitcode, PEERS["O2"]) - base, self.text_bytes()
+            ratios.append([count[side] / against[side] for side in (0, 1) for against, chosen in ((counts[0], counts[1:]), (peer, counts))
+                           for count in chosen])
+            print(f"| {source.stem} | {counts[0][0] / 1e3:.0f} | {' | '.join(f'{ratio:.3f}' for ratio in ratios[-1])} |", flush=True)
+        means = [statistics.geometric_mean(column) for column in zip(*ratios)]
+        print(f"| geometric mean | | {' | '.join(f'{mean:.3f}' for mean in means)} |")
+
+    def counted_and_sized(self, icode, options, base):
+        """Instructions executed and bytes of code of the optimizer's output."""
+        output, ir = self.folder / "level.opt", self.folder / "level.ll"
+        run(self.tools / "pelorus", *options, icode, output)
+        run(self.tools / "icode-llvm", output, "-o", ir)
+        return self.executed(ir, None) - base, self.text_bytes()
+
+    def text_bytes(self):
+        """The code of the object that was executed last."""
+        text = run("arm-linux-gnueabihf-size", "-A", self.folder / "program.o").decode()
+        return sum(int(size) for size in re.findall(r"^\.text\S*\s+(\d+)", text, re.M))
+
     def layout(self, examples):
         base = self.start_counting()
         variants = (["--disable=rotate_loops,unsimp_blocks"], ["--disable=unsimp_blocks"], [])
@@ -422,10 +454,10 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, graphs, variables, decisions, levels, layout, expressions, interpreter, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, graphs, variables, decisions, levels, inline, layout, expressions, interpreter, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "graphs", "variables", "decisions", "levels", "layout", "expressions", "interpreter", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "graphs", "variables", "decisions", "levels", "inline", "layout", "expressions", "interpreter", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -442,6 +474,8 @@ def main():
             bench.decisions(examples, arguments.against)
         if "levels" in wanted:
             bench.levels(examples)
+        if "inline" in wanted:
+            bench.inline(examples)
         if "layout" in wanted:
             bench.layout(examples)
         if "expressions" in wanted:

@@ -47,7 +47,10 @@ GCC_TRAPS = ("-fsanitize=undefined", "-fsanitize-undefined-trap-on-error")
 
 def csmith_options(seed):
     """csmith's options for a seed, and llc's for its program."""
-    return CSMITH_PROFILES[seed % len(CSMITH_PROFILES)]
+    options, llc_option = CSMITH_PROFILES[seed % len(CSMITH_PROFILES)]
+    if seed // len(CSMITH_PROFILES) % 2 and "--inline-function" not in options:
+        options = [*options, "--inline-function", "--inline-function-prob", "30"]
+    return options, llc_option
 
 
 def write_csmith_program(seed, source):

@@ -415,8 +415,8 @@ void declare_function_symbol(GENERATOR& g, const FUNCTION& function, bool has_ad
     if (g.dice.chance(6)) g.symbols += std::string("pragma 6 \"") + g.dice.one_of(OPTIONS) + "\"\n";
 }
 
-// A pointer to the function, which some calls go through, and a static variable of its own. Nothing writes the
-// pointer, but not all of them show that.
+// A pointer to the function, which some calls go through, and a static variable of its own. Nothing writes
+// the pointer, but not all of them show that.
 void declare_companions(GENERATOR& g, FUNCTION& function, uint32_t number) {
     function.is_uncalled = number && function.role != ROLE::KEPT_ONLY && g.dice.chance(5);
     function.pointer.clear();
