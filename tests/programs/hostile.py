@@ -28,6 +28,7 @@ TARGETS = [
     ("pelorus", ".if", (0, 1), ["-o4", "--interleave", "--debug=verify", "INPUT", "OUTPUT"]),
     ("pelorus", ".if", (0, 1), ["-o2", "--trace", "--print_debug", "INPUT", "OUTPUT"]),
     ("icode-llvm", ".if", (0, 1), ["INPUT", "-o", "OUTPUT"]),
+    ("icode-join", ".if", (0, 1), ["-o", "OUTPUT", "INPUT"]),
     ("icode-dis", ".if", (0, 1), ["--offsets", "INPUT", "-o", "OUTPUT"]),
     ("icode-as", ".ict", (0, 1), ["INPUT", "-o", "OUTPUT"]),
 ]
