@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "driver/files.h"
+#include "ir/funinfo.h"
 #include "ir/symbol.h"
 #include "support/trace.h"
 
@@ -30,6 +31,11 @@ void write_definition(SYMBOL* symbol) {
     if (symbol->init_trees) write_initializer(*run_files.writer, symbol);
 }
 
+// A function that may not be compiled is declared when it is, or when something refers to it after all.
+bool may_be_left_out(const SYMBOL& symbol) {
+    return symbol.funinfo && symbol.funinfo->symbol == &symbol && (symbol.funinfo->flags & FUN_is_suppressed);
+}
+
 } // namespace
 
 void sort_file_symbols() {
@@ -48,7 +54,7 @@ void sort_file_symbols() {
 void declare_file_symbols() {
     sort_file_symbols();
     for (SYMBOL* symbol = file_symbols.first; symbol; symbol = symbol->next)
-        declare_global(*run_files.writer, symbol);
+        if (!may_be_left_out(*symbol)) declare_global(*run_files.writer, symbol);
     sort_file_symbols(); // symbols that came in with a declaration stand at the end of the list
 }
 

@@ -8,6 +8,7 @@
 #include "driver/options/option_sets.h"
 #include "driver/verify.h"
 #include "ipa/file_level.h"
+#include "ipa/inline.h"
 #include "loops/hierarchy.h"
 #include "scalar/statements.h"
 #include "support/call_points.h"
@@ -56,6 +57,7 @@ void look_at_function(FUNINFO* info) {
     make_function_current(info);
     read_current_function();
     begin_function_decisions(run.current_function_name);
+    expand_calls();
     verify_function_as_read();
     run_passes(pass_1_5_passes());
     end_function_decisions();

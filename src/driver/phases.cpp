@@ -15,9 +15,11 @@
 #include "driver/pipeline.h"
 #include "icode/unit_client.h"
 #include "ipa/file_level.h"
-#include "ipa/function_effects.h"
+#include "ipa/inline.h"
+#include "ipa/references.h"
 #include "memory/zone.h"
 #include "support/call_points.h"
+#include "support/decision.h"
 #include "support/run.h"
 #include "support/settings.h"
 #include "support/trace.h"
@@ -30,18 +32,18 @@ namespace {
 
 void function_was_read(void*) {
     if (!run.reading_whole_file) return;
-    if (!add_to_call_graph(function.info))
+    if (!add_function(function.info))
         icode_fault(*run_files.reader, function.info->body_offset,
                     "a second definition of function \"%.80s\"", function.info->name);
-    note_function_effects(*function.info);
     clear_function();
     release_local_zone();
 }
 
 void pass_assembly_on(void*, int kind, const char* text, const POSITION& position) {
-    if (kind == RK_ASSEMBLY)
+    if (kind == RK_ASSEMBLY) {
+        note_assembly(text);
         write_assembly(*run_files.writer, text, position);
-    else
+    } else
         write_comment(*run_files.writer, text);
 }
 
@@ -57,6 +59,21 @@ void read_input() {
     run.reading_whole_file = 1;
     read_whole_file(*run_files.reader);
     run.reading_whole_file = 0;
+}
+
+// --- The analysis of the file reads some bodies again ---
+
+void read_body(FUNINFO* info) {
+    run.current_function = info;
+    run.current_function_name = info->name;
+    read_current_function();
+}
+
+void release_body() {
+    clear_function();
+    release_local_zone();
+    run.current_function = nullptr;
+    run.current_function_name = nullptr;
 }
 
 // --- Phase 2 ---
@@ -130,6 +147,8 @@ void optimize_function(FUNINFO* info) {
     read_current_function();
     if (settings.instrument && function.statements && (info->flags & FUN_is_main))
         call_point(CALL_POINT::INSTRUMENTATION);
+    begin_function_decisions(info->name);
+    expand_calls();
     run_function_pipeline();
     symbol->flags = flags;
     release_function_storage();
@@ -142,8 +161,7 @@ void optimize_functions(const std::vector<FUNINFO*>& order, OPTIMIZE_FUNCTION op
 
 void optimize_file() {
     read_input();
-    find_function_effects();
-    analyse_file();
+    analyse_file(icode_source_name(*run_files.reader), {read_body, release_body});
     release_function_storage();
     if (settings.optimization_level >= 4) run_pass_1_5(function_order());
     restore_options();
@@ -151,7 +169,7 @@ void optimize_file() {
     declare_file_symbols();
     announce_phase_2();
     optimize_functions(function_order(), optimize_function);
-    call_point(CALL_POINT::INLINED_REFERENCES);
+    write_inlined_references([](const char* line) { write_comment(*run_files.writer, line); });
     write_global_definitions();
     print_statistics();
 }

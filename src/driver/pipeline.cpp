@@ -21,7 +21,6 @@
 #include "loops/layout.h"
 #include "scalar/assignments.h"
 #include "scalar/statements.h"
-#include "support/decision.h"
 #include "support/run.h"
 #include "support/settings.h"
 
@@ -246,7 +245,6 @@ bool gate_is_open(GATE gate) {
 
 void run_function_pipeline() {
     read_runner_switches();
-    begin_function_decisions(run.current_function_name);
     verify_function_as_read();
     run_passes(pipeline_steps());
     end_function_decisions();

@@ -75,6 +75,12 @@ void place_in_function(SYMBOL* symbol, int level) {
 
 } // namespace
 
+const PRAGMA* find_attribute(const SYMBOL& symbol, std::string_view name) {
+    for (const PRAGMA* pragma = symbol.pragmas; pragma; pragma = pragma->next)
+        if (pragma->kind == PK_ATTRIBUTE && pragma->count && name == pragma->strings[0]) return pragma;
+    return nullptr;
+}
+
 SYMBOL* new_file_symbol(const SYMBOL_FIELDS& fields, int level) {
     SYMBOL* symbol = make_symbol(fields, level != 0);
     if (level) {

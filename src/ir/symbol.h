@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 #include <type_traits>
 
 #include "ir/node.h"
@@ -14,6 +15,7 @@
 namespace pelorus {
 
 struct FUNINFO;
+struct SYMBOL;
 
 enum STORAGE_CLASS : uint8_t {
     SC_NONE = 0,
@@ -47,8 +49,8 @@ enum SYMBOL_FLAG : uint16_t {
     SF_COMMON = 0x0800,        // may be merged with definitions of other files
     SF_VARIADIC_WALK = 0x1000, // the body walks its unnamed arguments
     CQ_EXPOSED = 0x2000,       // other files can name it
-    CQ_WRITTEN = 0x4000,       // may be written where the optimizer does not see it
-    CQ_ALIASED = 0x8000,       // may be reached through pointers
+    CQ_WRITTEN = 0x4000,       // its value may change after the program's start
+    CQ_ALIASED = 0x8000,       // may be reached through pointers, or by other files
 };
 constexpr uint16_t FILE_SYMBOL_FLAGS = 0x1FFF;
 constexpr uint16_t CQ_UNKNOWN = 0xC000; // what a global gets without file-level analysis
@@ -68,6 +70,9 @@ enum PRAGMA_KIND : uint8_t {
     PK_OTHER = 5,        // any other pragma: its text
     PK_OPTIONS = 6,      // option text: behind a function's symbol for that function, else for all functions
 };
+
+// The attribute record of that name among the symbol's pragmas; null without one.
+const PRAGMA* find_attribute(const SYMBOL& symbol, std::string_view name);
 
 // One tree of an initializer.
 struct INIT_ITEM {
@@ -111,7 +116,8 @@ struct SYMBOL {
     // What hangs on the symbol.
     PRAGMA* pragmas;        // in file order
     INIT_ITEM* init_trees;  // in file order, ENDINIT last; null without an initializer
-    FUNINFO* funinfo;       // functions
+    FUNINFO* funinfo;       // functions that are defined, called or referred to
+    NODE* constant_value;   // what every read of the variable gives; null: not known. File-level analysis
     NODE* replacement;      // tree that stands for the variable when `replaced`; null otherwise
     POSITION scope_end;     // end of the block that declares it; missing for file scope
     int32_t ssa_version;    // printed by the tree printer; 0 without SSA form

@@ -1,6 +1,7 @@
 // Preparing the statements of a function; see statements.h.
 //
-//   1. What an lvalue evaluates before it names its object is taken out of it, so that the passes see which
+//   1. A variable of static storage whose value is known for the whole program is replaced by it.
+//      What an lvalue evaluates before it names its object is taken out of it, so that the passes see which
 //      variable is assigned: (e, v) = x becomes e; v = x, and &(e, v) becomes e, &v.
 //      Each statement goes through the tree simplifier; what has no effects left is dropped, and of an
 //      expression only its effects stay.
@@ -35,6 +36,27 @@ namespace {
 constexpr const char* NEVER_RETURNS = "***\t; the preceding call never returns";
 
 // --- 1 ---
+
+// A read of the variable becomes a conversion of its value to the type in which it is read, which the
+// simplifier does away with.
+void read_constant(NODE* name) {
+    const NODE* value = name->symbol()->constant_value;
+    name->op = type_is_pointer(type_strip(name->type)) ? OP_PCONV : OP_SCONV;
+    set_type(name, type_strip(name->type));
+    name->ref = nullptr;
+    name->left = copy_tree(value);
+}
+
+void read_constants(NODE* tree) {
+    if (settings.optimization_level < 1) return;
+    for_each_access(tree, [](const TREE_ACCESS& access) {
+        const bool is_read = access.kind == ACCESS::USE && access.symbol && is_plain(access) &&
+                             access.by == access.name && !access.part && !access.is_volatile;
+        if (!is_read || !access.symbol->constant_value) return;
+        if (change(SITE_constant_variable, "{} = {}", access.name, access.symbol->constant_value))
+            read_constant(access.name);
+    });
+}
 
 bool is_expression(const NODE* tree) {
     const OPCODE_CLASS kind = opcode_fact(tree->op).kind;
@@ -114,6 +136,7 @@ void prepare_each() {
         const bool is_tree =
             cell->tree->op != OP_LABELDEF && cell->tree->op != OP_ASM && cell->tree->op != OP_PPRAGMA;
         stand_at(0, *cell);
+        if (is_tree) read_constants(cell->tree);
         const bool is_comma = cell->tree->op == OP_COMMAOP;
         if (is_tree && take_commas_out_of_lvalues(cell->tree) && !is_comma) split_statement(cell);
         NODE* tree = is_tree ? prepared(cell->tree) : cell->tree;

@@ -16,7 +16,6 @@ constexpr CALL_POINT_ROW CALL_POINT_ROWS[] = {
     {CALL_POINT::PARTIAL_EVALUATION_START, "start of the partial evaluation", "at the start of Pass 1.5"},
     {CALL_POINT::PARTIAL_EVALUATION, "partial evaluation of the call graph", "in Pass 1.5, after all functions"},
     {CALL_POINT::PARTIAL_EVALUATION_STATISTICS, "statistics of the partial evaluation", "at the ends of Pass 1.5 and Pass 2"},
-    {CALL_POINT::INLINED_REFERENCES, "references to inlined functions", "after all functions, before the global definitions"},
     {CALL_POINT::POINTS_TO, "propagate_PT_info", "when a loop hierarchy has been built, before its loops are analysed and at the end, unless the caller wants none"},
     {CALL_POINT::SCALAR_MEMORY_REFERENCES, "gcm_scalar_memrefs", "when the loops of a hierarchy that are to be optimized have been analysed"},
     {CALL_POINT::VALUE_PROPAGATION, "value propagation in loops", "at the end of a loop hierarchy whose loops are to be optimized"},

@@ -116,7 +116,7 @@ TEST_F(Pipeline, TheModeOfTheFileCountsFromLevel3On) {
         settings.optimization_level = level;
         settings.file_level_mode = mode;
         start_file_level();
-        return std::pair(file_level.whole_program, file_level.is_library);
+        return std::pair(file_level.whole_program, file_level.library_entry);
     };
     EXPECT_EQ(switches(3, 0), std::pair(false, false));
     EXPECT_EQ(switches(3, 1), std::pair(true, false));

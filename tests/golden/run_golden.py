@@ -6,9 +6,10 @@ A case is a file NAME.ict. Its first line is a comment that says why the case ex
   ; RUN: -o1 --trace      options of pelorus; without this line -o0
   ; STATUS: 1             the exit status; 0 when not given
   ; TRACE: regex          lines of the debug trace that match are part of the result, in order; may stand several times
+  ; INFO                  the information file is part of the result; needs --info in RUN
   ; ERROR                 what pelorus prints on the error stream is part of the result
 
-The result is the text form of the output, then the trace lines, then the error stream. It is compared with NAME.expected; --refresh writes that file
+The result is the text form of the output, then the trace lines, the information file, then the error stream. It is compared with NAME.expected; --refresh writes that file
 instead, for the author to read with git diff.
 """
 import argparse
@@ -29,6 +30,7 @@ class Case:
         self.options = self.directive(comments, "RUN", "-o0").split()
         self.status = int(self.directive(comments, "STATUS", "0"))
         self.patterns = [re.compile(line[6:].strip()) for line in comments if line.startswith("TRACE:")]
+        self.wants_info = "INFO" in comments
         self.wants_errors = "ERROR" in comments
 
     @staticmethod
@@ -59,6 +61,8 @@ class Case:
         if self.patterns:
             lines = (folder / "case.odb").read_text(errors="replace").splitlines() if (folder / "case.odb").exists() else ["no trace"]
             parts.append("".join(line + "\n" for line in lines if any(pattern.search(line) for pattern in self.patterns)))
+        if self.wants_info:
+            parts.append((folder / "case.nfo").read_text(errors="replace") if (folder / "case.nfo").exists() else "no information\n")
         if self.wants_errors:
             parts.append(optimized.stderr)
         return "\n====\n".join(parts)

@@ -1,4 +1,4 @@
-// What the file-level analysis says of globals as long as it does not analyse them.
+// What is taken for granted before, and without, an analysis of the file.
 #include <gtest/gtest.h>
 
 #include "ipa/file_level.h"
@@ -9,7 +9,7 @@
 namespace pelorus {
 namespace {
 
-TEST(FileLevel, GlobalsMayChangeAnywhereWhileNothingIsAnalysed) {
+TEST(FileLevel, GlobalsOfAFileWithoutFunctionsMayChangeAnywhere) {
     TYPE_PKG types;
     fresh_state(types);
     settings.optimization_level = 3;
@@ -26,7 +26,7 @@ TEST(FileLevel, GlobalsMayChangeAnywhereWhileNothingIsAnalysed) {
     fields.type = types.make_qualified(types.int_type(), Q_CONST);
     const SYMBOL* limit = new_file_symbol(fields, 0);
     EXPECT_EQ(shared->flags | own->flags, SF_INTERNAL);
-    analyse_file();
+    analyse_file("f.c", {});
     EXPECT_EQ(shared->flags, CQ_UNKNOWN | CQ_EXPOSED);
     EXPECT_EQ(own->flags, CQ_UNKNOWN | SF_INTERNAL);
     EXPECT_EQ(limit->flags, SF_INTERNAL);

@@ -36,16 +36,16 @@ This file is printed by `gen-passes-doc` from the tables in `src/driver/`; chang
 ## The run
 
 1. **Phase 1** reads the whole file: its types, symbols and initializers, and each function once, whose
-   storage is released again at once. Then comes the file-level analysis.
+   storage is released again at once. Then comes the file-level analysis ([functions.md](functions.md)), which
+   reads the functions that are to be inlined once more.
 2. **Pass 1.5**, at level 4 only, reads every function again and looks at all of them together.
 3. **Phase 2** writes the global declarations, takes the functions one at a time through the pipeline, and
    writes the global definitions.
 
 The functions come in the order of their declarations below level 3; from level 3 on in the reversed order of
-the call graph.
+the call graph, callees before their callers.
 
-The **file-level analysis is not built**: the call graph is the list of defined functions in the order of the
-file, nothing is known of calls, nothing is inlined or suppressed, and every function is compiled.
+When a function has been read, calls in it are expanded ([inlining.md](inlining.md)) before its first step.
 
 A step that is not built does nothing; the trace (`--trace`) names each one where it would have run.
 
