@@ -1,7 +1,7 @@
 // See classify.h.
 //
-// The names of the C library are reserved: a program that defines one of them otherwise has no meaning, unless
-// the compiler was told that there is no library (`--no_system_functions`).
+// The names of the C library are reserved: a program that defines one of them otherwise has no meaning,
+// unless the compiler was told that there is no library (`--no_system_functions`).
 #include "ipa/classify.h"
 
 #include <algorithm>

@@ -4,7 +4,8 @@
 namespace pelorus {
 
 // Reports variables that are never given a value, referred to, modified, or whose address is never taken, and
-// from level 1 on makes constant those that keep their first value for certain: their working type gets const.
+// from level 1 on makes constant those that keep their first value for certain: their working type gets
+// const.
 void report_global_variables();
 
 // Sets `constant_value` of the variables whose reads can only give their initial value: scalars that are

@@ -1,8 +1,8 @@
 // See recursion.h.
 //
 //   1. Each function's vector starts with the functions that it calls by name. Calls through pointers go to a
-//      node that stands for all functions whose address is taken, calls out of the file to the pseudo-function,
-//      which calls back what outside can call.
+//      node that stands for all functions whose address is taken, calls out of the file to the
+//      pseudo-function, which calls back what outside can call.
 //   2. The vectors are closed under union, callees first, until nothing changes: one sweep and one that finds
 //      nothing for a file without recursion.
 //   3. A function that reaches itself is listed.
