@@ -17,11 +17,6 @@ namespace {
 constexpr uint8_t REGISTER_FOR_EXTERN = 'm';
 constexpr uint8_t REGISTER_FOR_DEFINED = 'l';
 
-bool is_variable(const SYMBOL& symbol) {
-    return symbol.storage_class != SC_TYPEDEF && symbol.storage_class != SC_LABEL &&
-           !type_is_function(symbol.type);
-}
-
 void write_definition(SYMBOL* symbol) {
     if (symbol->promoted)
         symbol->storage_class =
@@ -62,7 +57,7 @@ void write_global_definitions() {
     trace("\n\fGlobal symbols\n\n");
     trace_symbol_header();
     for (SYMBOL* symbol = file_symbols.first; symbol; symbol = symbol->next)
-        if (is_variable(*symbol)) write_definition(symbol);
+        if (is_file_variable(*symbol)) write_definition(symbol);
 }
 
 } // namespace pelorus

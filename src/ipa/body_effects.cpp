@@ -676,12 +676,6 @@ void note_flow(BODY_WALK& walk, const FLOW_BUILDER& builder) {
     note.end_flow = static_cast<uint32_t>(walk.notes.flow.size());
 }
 
-bool has_attribute(const SYMBOL* symbol, const char* name) {
-    for (const PRAGMA* pragma = symbol->pragmas; pragma; pragma = pragma->next)
-        if (pragma->kind == PK_ATTRIBUTE && pragma->count && !strcmp(pragma->strings[0], name)) return true;
-    return false;
-}
-
 } // namespace
 
 void add_body_note(BODY_NOTES& notes, FUNINFO& info) {
@@ -701,7 +695,7 @@ void add_body_note(BODY_NOTES& notes, FUNINFO& info) {
     note_flow(walk, builder);
     note.end_calls = static_cast<uint32_t>(notes.calls.size());
     note.promises_nothing = (info.symbol->flags & (SF_WEAK | SF_COMMON)) ||
-                            has_attribute(info.symbol, "naked") || has_attribute(info.symbol, "interrupt");
+                            find_attribute(info.symbol, "naked") || find_attribute(info.symbol, "interrupt");
     if (info.symbol->flags & SF_NORETURN) note.never_returns = true;
     notes.bodies.push_back(note);
 }

@@ -19,7 +19,7 @@ bool is_defined(const FUNINFO& info) { return info.flags & FUN_is_defined; }
 // Whoever links the file may replace the definition, or enters it by another name.
 bool is_external_by_attribute(const SYMBOL& symbol) {
     for (const char* attribute : {"used", "constructor", "destructor", "alias", "asm", "section"})
-        if (find_attribute(symbol, attribute)) return true;
+        if (find_attribute(&symbol, attribute)) return true;
     return symbol.flags & SF_WEAK;
 }
 
@@ -29,7 +29,7 @@ void mark_symbol(FUNINFO& info) {
         (symbol.storage_class == SC_EXTERN || symbol.storage_class == SC_EXTERN_DEF))
         info.flags |= FUN_is_extern;
     if (is_external_by_attribute(symbol)) info.flags |= FUN_is_pragma_EXT;
-    if (find_attribute(symbol, "interrupt")) info.flags |= FUN_is_interrupt;
+    if (find_attribute(&symbol, "interrupt")) info.flags |= FUN_is_interrupt;
     if (symbol.flags & SF_NORETURN) info.flags |= FUN_never_returns;
 }
 

@@ -21,15 +21,10 @@ namespace pelorus {
 
 namespace {
 
-bool is_variable(const SYMBOL& symbol) {
-    return symbol.storage_class != SC_TYPEDEF && symbol.storage_class != SC_LABEL && symbol.type &&
-           !type_is_function(symbol.type);
-}
-
 template <class F>
 void for_each_variable(F visit) {
     for (SYMBOL* symbol = file_symbols.first; symbol; symbol = symbol->next)
-        if (is_variable(*symbol)) visit(*symbol);
+        if (is_file_variable(*symbol)) visit(*symbol);
 }
 
 // --- What the file shows of a variable ---
@@ -37,7 +32,7 @@ void for_each_variable(F visit) {
 bool is_private(const SYMBOL& variable) {
     if (variable.flags & SF_WEAK) return false;
     for (const char* attribute : {"used", "alias", "asm", "section"})
-        if (find_attribute(variable, attribute)) return false;
+        if (find_attribute(&variable, attribute)) return false;
     if (variable.flags & SF_INTERNAL) return true;
     return (variable.flags & SF_DEFINED) && (file_level.whole_program || file_level.library_entry);
 }
@@ -54,7 +49,7 @@ bool keeps_first_value(const SYMBOL& variable) {
 bool has_final_definition(const SYMBOL& variable) {
     if (!(variable.flags & SF_DEFINED) || (variable.flags & SF_WEAK)) return false;
     if (is_private(variable)) return true;
-    return !(variable.flags & (SF_TENTATIVE | SF_COMMON)) && !find_attribute(variable, "alias");
+    return !(variable.flags & (SF_TENTATIVE | SF_COMMON)) && !find_attribute(&variable, "alias");
 }
 
 bool is_number(const NODE* tree) { return tree->op == OP_ICON || tree->op == OP_FCON; }

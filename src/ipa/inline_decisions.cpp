@@ -30,7 +30,7 @@ struct INLINE_LIMITS {
 constexpr INLINE_LIMITS LIMITS;
 
 bool is_declared_inline(const FUNINFO& info) { return info.symbol->flags & SF_INLINE; }
-bool must_be_inlined(const FUNINFO& info) { return find_attribute(*info.symbol, "always_inline"); }
+bool must_be_inlined(const FUNINFO& info) { return find_attribute(info.symbol, "always_inline"); }
 bool inlines_single_sites() { return debug_switch("inline_single") != 0; }
 
 // --- What rules a function out ---
@@ -38,7 +38,7 @@ bool inlines_single_sites() { return debug_switch("inline_single") != 0; }
 void mark_functions_never_inlined() {
     for (FUNINFO* info : file_level.functions) {
         const SYMBOL& symbol = *info->symbol;
-        const bool refused = find_attribute(symbol, "noinline") || find_attribute(symbol, "naked") ||
+        const bool refused = find_attribute(&symbol, "noinline") || find_attribute(&symbol, "naked") ||
                              (info->flags & FUN_is_interrupt) ||
                              (symbol.flags & (SF_WEAK | SF_VARIADIC_WALK));
         if (refused) info->flags |= FUN_cannot_inline;

@@ -17,18 +17,12 @@ namespace {
 
 // --- The function ---
 
-bool has_attribute(const SYMBOL* symbol, std::string_view name) {
-    for (const PRAGMA* pragma = symbol->pragmas; pragma; pragma = pragma->next)
-        if (pragma->kind == PK_ATTRIBUTE && pragma->count && name == pragma->strings[0]) return true;
-    return false;
-}
-
 const char* obstacle_of_symbol(const FUNINFO& info) {
     const SYMBOL* symbol = info.symbol;
     if (!type_is_function(symbol->type)) return "its type is no function";
-    if (has_attribute(symbol, "noinline")) return "it is declared noinline";
-    if (has_attribute(symbol, "naked")) return "it is naked";
-    if (has_attribute(symbol, "interrupt") || (info.flags & FUN_is_interrupt))
+    if (find_attribute(symbol, "noinline")) return "it is declared noinline";
+    if (find_attribute(symbol, "naked")) return "it is naked";
+    if (find_attribute(symbol, "interrupt") || (info.flags & FUN_is_interrupt))
         return "the processor calls it";
     if (symbol->flags & SF_WEAK) return "another file may replace it";
     if (info.override_text) return "it has options of its own";
@@ -82,13 +76,6 @@ bool can_repeat_assembly(const char* text) {
 
 namespace {
 
-const char* assembly_text(const SYMBOL* callee) {
-    for (const PRAGMA* pragma = callee->pragmas; pragma; pragma = pragma->next)
-        if (pragma->kind == PK_ATTRIBUTE && pragma->count > 1 && !strcmp(pragma->strings[0], "assembly"))
-            return pragma->strings[1];
-    return nullptr;
-}
-
 // --- The body ---
 
 // Storage of the caller's frame, and questions about it: in another function they mean another frame.
@@ -105,7 +92,7 @@ const char* obstacle_of_call(const NODE* call) {
         return "it takes storage that lasts until it returns";
     if (std::ranges::find(FRAME_QUESTIONS, name) != std::end(FRAME_QUESTIONS))
         return "it asks for its own frame";
-    const char* text = assembly_text(callee);
+    const char* text = attribute_argument(callee, "assembly");
     return text && !can_repeat_assembly(text) ? "its assembly defines names" : nullptr;
 }
 

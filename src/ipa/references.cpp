@@ -126,10 +126,9 @@ void note_accesses(const NODE* tree) {
 bool is_name_character(char c) { return isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '$'; }
 
 void note_attributes(SYMBOL& symbol) {
-    if (const PRAGMA* assembly = find_attribute(symbol, "assembly"))
+    if (const PRAGMA* assembly = find_attribute(&symbol, "assembly"))
         for (uint32_t i = 1; i < assembly->count; ++i) note_assembly(assembly->strings[i]);
-    const PRAGMA* alias = find_attribute(symbol, "alias");
-    if (alias && alias->count > 1) names_in_assembly.insert(plain_name(alias->strings[1]));
+    if (const char* alias = attribute_argument(&symbol, "alias")) names_in_assembly.insert(plain_name(alias));
 }
 
 void note_name_in_assembly(SYMBOL& symbol) {

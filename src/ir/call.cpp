@@ -2,7 +2,6 @@
 #include "ir/call.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "ir/funinfo.h"
@@ -15,10 +14,7 @@ namespace {
 
 // Is the symbol the function of its name, and not another one by that name?
 bool bears_its_own_name(const SYMBOL* callee) {
-    if (callee->storage_class != SC_EXTERN) return false;
-    for (const PRAGMA* pragma = callee->pragmas; pragma; pragma = pragma->next)
-        if (pragma->kind == PK_ATTRIBUTE && pragma->count && !strcmp(pragma->strings[0], "asm")) return false;
-    return true;
+    return callee->storage_class == SC_EXTERN && !find_attribute(callee, "asm");
 }
 
 } // namespace

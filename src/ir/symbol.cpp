@@ -75,10 +75,20 @@ void place_in_function(SYMBOL* symbol, int level) {
 
 } // namespace
 
-const PRAGMA* find_attribute(const SYMBOL& symbol, std::string_view name) {
-    for (const PRAGMA* pragma = symbol.pragmas; pragma; pragma = pragma->next)
+const PRAGMA* find_attribute(const SYMBOL* symbol, std::string_view name) {
+    for (const PRAGMA* pragma = symbol->pragmas; pragma; pragma = pragma->next)
         if (pragma->kind == PK_ATTRIBUTE && pragma->count && name == pragma->strings[0]) return pragma;
     return nullptr;
+}
+
+const char* attribute_argument(const SYMBOL* symbol, std::string_view name) {
+    const PRAGMA* pragma = find_attribute(symbol, name);
+    return pragma && pragma->count > 1 ? pragma->strings[1] : nullptr;
+}
+
+bool is_file_variable(const SYMBOL& symbol) {
+    return symbol.storage_class != SC_TYPEDEF && symbol.storage_class != SC_LABEL && symbol.type &&
+           !type_is_function(symbol.type);
 }
 
 SYMBOL* new_file_symbol(const SYMBOL_FIELDS& fields, int level) {

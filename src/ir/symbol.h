@@ -72,7 +72,12 @@ enum PRAGMA_KIND : uint8_t {
 };
 
 // The attribute record of that name among the symbol's pragmas; null without one.
-const PRAGMA* find_attribute(const SYMBOL& symbol, std::string_view name);
+const PRAGMA* find_attribute(const SYMBOL* symbol, std::string_view name);
+// The first argument of the attribute; null without the attribute, or without arguments.
+const char* attribute_argument(const SYMBOL* symbol, std::string_view name);
+
+// The file-scope symbol stands for storage: it is no function, type name or label.
+bool is_file_variable(const SYMBOL& symbol);
 
 // One tree of an initializer.
 struct INIT_ITEM {

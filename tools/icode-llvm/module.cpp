@@ -121,17 +121,6 @@ void declare(MODULE& module, const std::string& line) {
     if (module.declared.insert(line).second) put(module.declarations, line, "\n");
 }
 
-const PRAGMA* find_attribute(const SYMBOL* symbol, std::string_view name) {
-    for (const PRAGMA* pragma = symbol->pragmas; pragma; pragma = pragma->next)
-        if (pragma->kind == PK_ATTRIBUTE && pragma->count > 0 && name == pragma->strings[0]) return pragma;
-    return nullptr;
-}
-
-const char* attribute_argument(const SYMBOL* symbol, std::string_view name) {
-    const PRAGMA* pragma = find_attribute(symbol, name);
-    return pragma && pragma->count > 1 ? pragma->strings[1] : nullptr;
-}
-
 bool returns_twice(const SYMBOL* symbol) {
     static constexpr std::string_view names[] = {"_setjmp", "__setjmp", "_sigsetjmp", "___sigsetjmp",
                                                  "_vfork"};

@@ -68,10 +68,6 @@ std::string string_name(MODULE& module, std::string_view bytes, uint32_t align);
 // Has the line of a declaration in the module.
 void declare(MODULE& module, const std::string& line);
 
-// The attribute record `name` of a symbol (pragma kind 1), null without one; and its first argument, or null.
-const PRAGMA* find_attribute(const SYMBOL* symbol, std::string_view name);
-const char* attribute_argument(const SYMBOL* symbol, std::string_view name);
-
 // Whether a call of the function may come back a second time, as that of setjmp does.
 bool returns_twice(const SYMBOL* symbol);
 

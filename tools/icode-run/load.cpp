@@ -20,19 +20,6 @@ namespace {
 
 // --- Symbols ---
 
-const char* attribute_argument(const SYMBOL* symbol, std::string_view name) {
-    for (const PRAGMA* pragma = symbol->pragmas; pragma; pragma = pragma->next)
-        if (pragma->kind == PK_ATTRIBUTE && pragma->count >= 2 && name == pragma->strings[0])
-            return pragma->strings[1];
-    return nullptr;
-}
-
-const PRAGMA* find_attribute(const SYMBOL* symbol, std::string_view name) {
-    for (const PRAGMA* pragma = symbol->pragmas; pragma; pragma = pragma->next)
-        if (pragma->kind == PK_ATTRIBUTE && pragma->count && name == pragma->strings[0]) return pragma;
-    return nullptr;
-}
-
 std::string linkage_name(const SYMBOL* symbol) {
     const char* given = attribute_argument(symbol, "asm");
     return given ? "_" + std::string(given) : symbol->name;
