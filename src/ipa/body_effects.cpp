@@ -13,16 +13,16 @@
 //    taken from it to give a distance, is not kept by that.
 //    A variable whose address is used for more than an access to itself can be changed by others: it may hold
 //    anything, and what goes into it is kept.
-// 2. Statements that follow each other are put together; the graph of these tells loops, straight-line code
-//    and whether the function returns. What a callee's not returning decides is decided later.
+// 2. The graph of the statements tells loops, straight-line code and whether the function returns;
+//    body_flow.h.
 //
 // After Andersen's analysis (Program Analysis and Specialization for the C Programming Language, 1994) with
 // one object for all memory that is not the function's own.
 #include "ipa/body_effects.h"
 
 #include <cstring>
-#include <unordered_map>
 
+#include "ipa/body_flow.h"
 #include "ir/call.h"
 #include "ir/effects.h"
 #include "ir/stmt.h"
@@ -213,17 +213,12 @@ void touch_pointed(BODY_WALK& walk, const OBJECT_TASK& task, const NODE* pointer
     flow(walk, pointer, both, task.conditional);
 }
 
-bool keeps_neighbours(const NODE* lvalue) {
-    return (lvalue->op == OP_STDOT || lvalue->op == OP_STREF) && lvalue->right->field_info &&
-           lvalue->right->field_info->flag;
-}
-
 // Follows an lvalue to its variable or pointer. `type` is that of the value.
 void touch_object(BODY_WALK& walk, OBJECT_TASK task) {
     const TYPE* type = task.object->type;
-    if (task.mode == MODE::ASSIGN && keeps_neighbours(task.object)) task.mode = MODE::UPDATE;
     const bool is_access = task.mode != MODE::ADDRESS;
     for (const NODE* object = task.object; object;) {
+        if (task.mode == MODE::ASSIGN && is_bitfield_member(object)) task.mode = MODE::UPDATE;
         if (is_access && object->type && type_is_volatile(object->type)) add_effects(walk, EFFECT_SEEN);
         switch (object->op) {
         case OP_NAME: return touch_named(walk, task, object, type);
@@ -452,6 +447,14 @@ void walk_statement(BODY_WALK& walk, const NODE* tree) {
     }
 }
 
+void append_statement(BODY_WALK& walk, FLOW_BUILDER& builder, const NODE* tree) {
+    if (tree->op == OP_LABELDEF) return append_label(builder, tree);
+    begin_statement(builder);
+    walk.stops = false;
+    walk_statement(walk, tree);
+    end_statement(builder, tree, walk.stops);
+}
+
 // --- What flows where ---
 
 // What is passed may come as a pointer or in a structure; a number that is an address is none of it.
@@ -508,174 +511,6 @@ void sum_up_sources(BODY_WALK& walk) {
         walk.notes.calls[walk.note.first_call + i].passes = walk.made_of[walk.call_places[i]];
 }
 
-// --- The graph of the statements ---
-
-struct FLOW_BUILDER {
-    BODY_NOTES& notes;
-    uint32_t first_flow;
-    std::unordered_map<int32_t, uint32_t> labels{}; // the block that each begins
-    bool is_open = false;                           // statements can still be appended to the last block
-
-    uint32_t count() const { return static_cast<uint32_t>(notes.flow.size()) - first_flow; }
-};
-
-// Blocks are made as statements are come by, and their successors are label numbers until all are known.
-void open_block(FLOW_BUILDER& builder) {
-    const auto successors = static_cast<uint32_t>(builder.notes.successors.size());
-    const auto stops = static_cast<uint32_t>(builder.notes.stops.size());
-    builder.notes.flow.push_back({successors, successors, stops, stops, false});
-    builder.is_open = true;
-}
-
-void close_block(FLOW_BUILDER& builder) {
-    builder.notes.flow.back().end_successors = static_cast<uint32_t>(builder.notes.successors.size());
-    builder.is_open = false;
-}
-
-constexpr uint32_t NEXT_BLOCK = 0; // no label has this number
-
-void add_targets(FLOW_BUILDER& builder, const NODE* tree) {
-    bool has_default = tree->op != OP_SWITCH;
-    const NODE* targets = tree->op == OP_BRANCH ? tree->left : tree->right;
-    for_each_node(targets, [&](const NODE* node) {
-        if (node->op == OP_LABEL) builder.notes.successors.push_back(static_cast<uint32_t>(node->value_lo));
-        has_default |= node->op == OP_DEFAULT;
-    });
-    if (!has_default) builder.notes.successors.push_back(NEXT_BLOCK);
-}
-
-bool ends_block(const NODE* tree) {
-    return tree->op == OP_IF || tree->op == OP_SWITCH || tree->op == OP_BRANCH || tree->op == OP_RETURN ||
-           tree->op == OP_URETURN;
-}
-
-void begin_at_label(FLOW_BUILDER& builder, const NODE* label) {
-    if (builder.is_open) {
-        builder.notes.successors.push_back(NEXT_BLOCK);
-        close_block(builder);
-    }
-    open_block(builder);
-    builder.labels[label->value_lo] = builder.count() - 1;
-}
-
-// A call in it that never returns ends the block, and nothing leads on from there.
-void end_block(FLOW_BUILDER& builder, const NODE* tree, bool stops) {
-    if (!stops && (tree->op == OP_RETURN || tree->op == OP_URETURN)) builder.notes.flow.back().leaves = true;
-    if (!stops && ends_block(tree)) add_targets(builder, tree);
-    close_block(builder);
-}
-
-void walk_into_flow(BODY_WALK& walk, FLOW_BUILDER& builder, const NODE* tree) {
-    if (tree->op == OP_LABELDEF) return begin_at_label(builder, tree);
-    if (!builder.is_open) open_block(builder);
-    walk.stops = false;
-    walk_statement(walk, tree);
-    builder.notes.flow.back().end_stops = static_cast<uint32_t>(builder.notes.stops.size());
-    if (walk.stops || ends_block(tree)) end_block(builder, tree, walk.stops);
-}
-
-// Label numbers become block numbers. A label that nothing defines leads anywhere.
-bool resolve_labels(const FLOW_BUILDER& builder) {
-    bool all_known = true;
-    for (uint32_t block = 0; block < builder.count(); ++block) {
-        const FLOW_NOTE& note = builder.notes.flow[builder.first_flow + block];
-        for (uint32_t i = note.first_successor; i < note.end_successors; ++i) {
-            uint32_t& successor = builder.notes.successors[i];
-            const auto found = builder.labels.find(static_cast<int32_t>(successor));
-            all_known &= successor == NEXT_BLOCK || found != builder.labels.end();
-            if (successor == NEXT_BLOCK)
-                successor = block + 1;
-            else
-                successor = found == builder.labels.end() ? block : found->second;
-        }
-    }
-    return all_known;
-}
-
-// The end of the list returns, and every block leads to one that there is.
-void finish_flow(FLOW_BUILDER& builder) {
-    if (builder.is_open) {
-        builder.notes.successors.push_back(NEXT_BLOCK);
-        close_block(builder);
-    }
-    open_block(builder);
-    builder.notes.flow.back().leaves = true;
-    close_block(builder);
-}
-
-enum class VISIT : uint8_t { NONE, OPEN, DONE };
-
-// Walks what can be reached from the entry, depth first. `has_loop`: a way leads back to an open block.
-struct FLOW_SEARCH {
-    const BODY_NOTES& notes;
-    uint32_t first_flow;
-    std::vector<VISIT> visits{};
-    bool has_loop = false, has_choice = false;
-    bool leaves = false;        // the function returns on some way
-    bool leaves_freely = false; // on one without calls
-};
-
-void search_flow(FLOW_SEARCH& search) {
-    std::vector<std::pair<uint32_t, uint32_t>> path; // block, the next of its successors
-    const auto enter = [&](uint32_t block) {
-        const FLOW_NOTE& note = search.notes.flow[search.first_flow + block];
-        search.visits[block] = VISIT::OPEN;
-        search.leaves |= note.leaves;
-        search.has_choice |= note.end_successors - note.first_successor > 1;
-        path.emplace_back(block, note.first_successor);
-    };
-    enter(0);
-    while (!path.empty()) {
-        const uint32_t block = path.back().first;
-        if (path.back().second == search.notes.flow[search.first_flow + block].end_successors) {
-            search.visits[block] = VISIT::DONE;
-            path.pop_back();
-            continue;
-        }
-        const uint32_t next = search.notes.successors[path.back().second++];
-        search.has_loop |= search.visits[next] == VISIT::OPEN;
-        if (search.visits[next] == VISIT::NONE) enter(next);
-    }
-}
-
-bool leaves_without_calls(const FLOW_SEARCH& search) {
-    std::vector<bool> seen(search.visits.size());
-    std::vector<uint32_t> waiting{0};
-    while (!waiting.empty()) {
-        const uint32_t block = waiting.back();
-        waiting.pop_back();
-        const FLOW_NOTE& note = search.notes.flow[search.first_flow + block];
-        if (seen[block] || note.first_stop != note.end_stops) continue;
-        seen[block] = true;
-        if (note.leaves) return true;
-        for (uint32_t i = note.first_successor; i < note.end_successors; ++i)
-            waiting.push_back(search.notes.successors[i]);
-    }
-    return false;
-}
-
-void forget_flow(BODY_NOTES& notes, const BODY_NOTE& note) {
-    if (note.first_flow == notes.flow.size()) return;
-    const FLOW_NOTE first = notes.flow[note.first_flow];
-    notes.successors.resize(first.first_successor);
-    notes.stops.resize(first.first_stop);
-    notes.flow.resize(note.first_flow);
-}
-
-void note_flow(BODY_WALK& walk, const FLOW_BUILDER& builder) {
-    BODY_NOTE& note = walk.note;
-    const bool known = resolve_labels(builder);
-    FLOW_SEARCH search{walk.notes, note.first_flow};
-    search.visits.assign(builder.count(), VISIT::NONE);
-    search_flow(search);
-    note.has_loop = search.has_loop || !known;
-    note.is_straight = known && !search.has_loop && !search.has_choice;
-    note.never_returns = known && !search.leaves;
-    if (note.has_loop) add_effects(walk, EFFECT_NO_END);
-    if (!known || note.never_returns || leaves_without_calls(search)) forget_flow(walk.notes, note);
-    note.end_flow = static_cast<uint32_t>(walk.notes.flow.size());
-}
-
 } // namespace
 
 void add_body_note(BODY_NOTES& notes, FUNINFO& info) {
@@ -688,11 +523,10 @@ void add_body_note(BODY_NOTES& notes, FUNINFO& info) {
     std::vector<const NODE*> trees;
     for (const STMT* cell = function.statements; cell; cell = cell->next) trees.push_back(cell->tree);
     FLOW_BUILDER builder{notes, note.first_flow};
-    open_block(builder);
-    for (size_t i = trees.size(); i-- > 0;) walk_into_flow(walk, builder, trees[i]);
-    finish_flow(builder);
+    begin_flow(builder);
+    for (size_t i = trees.size(); i-- > 0;) append_statement(walk, builder, trees[i]);
+    finish_flow(builder, note);
     sum_up_sources(walk);
-    note_flow(walk, builder);
     note.end_calls = static_cast<uint32_t>(notes.calls.size());
     note.promises_nothing = (info.symbol->flags & (SF_WEAK | SF_COMMON)) ||
                             find_attribute(info.symbol, "naked") || find_attribute(info.symbol, "interrupt");

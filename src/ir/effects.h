@@ -17,6 +17,14 @@ bool tree_has_effects(const NODE* tree);
 // The tree may stand as a statement: it has effects, or calls some function, whatever is known of that one.
 bool tree_is_statement(const NODE* tree);
 
+// The lvalue keeps only some bits of what is assigned to it, which are the value of the assignment. The store
+// reads the others.
+inline bool is_bitfield_member(const NODE* lvalue) {
+    while (lvalue->op == OP_COMMAOP) lvalue = lvalue->right;
+    return (lvalue->op == OP_STDOT || lvalue->op == OP_STREF) && lvalue->right->field_info &&
+           lvalue->right->field_info->flag;
+}
+
 // The object whose address the node takes is not read. What is evaluated to find it, or null.
 const NODE* behind_address(const NODE* address);
 inline bool takes_address(const NODE* node) { return node->op == OP_UAND || node->op == OP_ACONV; }

@@ -22,13 +22,6 @@ inline bool names_candidate(const NODE* node) {
 // The tree is an ASG to a candidate.
 inline bool assigns_candidate(const NODE* tree) { return tree->op == OP_ASG && names_candidate(tree->left); }
 
-// A member that keeps only some bits of what is assigned to it, which are the value of the assignment.
-inline bool is_bitfield_member(const NODE* lvalue) {
-    while (lvalue->op == OP_COMMAOP) lvalue = lvalue->right;
-    return (lvalue->op == OP_STDOT || lvalue->op == OP_STREF) && lvalue->right->field_info &&
-           lvalue->right->field_info->flag;
-}
-
 // Why an assignment to this candidate has to stay even when nobody reads it; null when it may go.
 inline const char* why_assignment_stays(const NODE* assignment) {
     if (copied_parameter(assignment)) return "it is the copy of a parameter";

@@ -12,6 +12,7 @@
 
 #include "cfg/candidate_fact.h"
 #include "cfg/statement_edit.h"
+#include "ir/effects.h"
 #include "ir/node_storage.h"
 #include "ir/parameters.h"
 #include "ir/tree_text.h"

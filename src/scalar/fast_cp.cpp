@@ -30,6 +30,7 @@
 #include "cfg/graph_edit.h"
 #include "cfg/simplify.h"
 #include "cfg/statement_edit.h"
+#include "ir/effects.h"
 #include "ir/node_storage.h"
 #include "ir/stmt.h"
 #include "ir/tree_text.h"
