@@ -10,6 +10,7 @@
 
 #include "compile.h"
 #include "icode/unit_client.h"
+#include "ipa/classify.h"
 #include "ipa/function_effects.h"
 #include "ir/funinfo.h"
 #include "memory/zone.h"
@@ -314,7 +315,18 @@ bool is_checked(uint16_t operation) {
 }
 
 // Analyses the functions, and puts CHECKED in the place of what is looked at, so that nothing moves.
+// What is only called keeps the flags that follow from its name.
+void classify_undefined_functions() {
+    for (SYMBOL* symbol = file_symbols.first; symbol; symbol = symbol->next) {
+        if (!type_is_function(symbol->type) || symbol->storage_class != SC_EXTERN) continue;
+        if (!symbol->funinfo) symbol->funinfo = get_funinfo(symbol->name);
+        if (!symbol->funinfo->symbol) symbol->funinfo->symbol = symbol;
+        classify_function(*symbol->funinfo, false);
+    }
+}
+
 void put_checks_in(LOADER& loader) {
+    classify_undefined_functions();
     find_function_effects();
     for (size_t i = 0; i < loader.functions.size(); i++) {
         FUNCTION_CODE& code = loader.program.functions[i];
