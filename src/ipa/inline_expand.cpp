@@ -47,7 +47,8 @@ struct EXPANSION_LIMITS {
     uint32_t labels = 32767;         // numbers of labels in a function
     uint32_t blocks = 29000;         // of the 32767 that a function may have
     uint32_t function_units = 10000; // size that a function may reach,
-    uint32_t growth = 2;             // and so many times its own size when that is more
+    uint32_t growth = 2;             // and so many times its own size when that is more;
+    uint32_t ordered_units = 100000; // the same for calls that must be expanded
 };
 constexpr EXPANSION_LIMITS EXPANSION_LIMIT;
 
@@ -99,19 +100,33 @@ void warn_of_depth(const POSITION& position) {
     info("\n>>>> WARNING: INLINE recursion limit exceeded on line %ld.\n", line);
 }
 
+bool is_ordered(const FUNINFO& callee) { return find_attribute(callee.symbol, "always_inline"); }
+
 // The call stays, and its function is compiled.
 bool keep_call(FUNINFO& callee, const char* why) {
     mark_cannot_suppress(callee);
     return refuse(SITE_inline_call, why, "{}", callee.name);
 }
 
-const char* why_no_room(const EXPANDER& expander, const CALL_PATH& path,
-                        const INLINE_DEFINITION& definition) {
+// The same where the call cannot be expanded: whoever ordered it is told.
+bool cannot_expand(const INLINE_CALL& call, const char* why) {
+    if (is_for_output() && is_ordered(*call.callee)) {
+        fprintf(stderr, "\"%s\", line %ld: Warning - Call to %s() cannot be inlined: %s.\n",
+                position_file(call.position), static_cast<long>(call.position.line), call.callee->name, why);
+        info("\n>>> Warning: call to %s() on line %ld cannot be inlined: %s.\n\n", call.callee->name,
+             static_cast<long>(call.position.line), why);
+    }
+    return keep_call(*call.callee, why);
+}
+
+const char* why_no_room(const EXPANDER& expander, const CALL_PATH& path, const INLINE_CALL& call) {
+    const INLINE_DEFINITION& definition = call.definition;
     if (expander.last_label + definition.labels + labels_to_lift(path) + 1 > EXPANSION_LIMIT.labels)
         return "no further label can be numbered";
     if (expander.blocks + definition.blocks + labels_to_lift(path) + 1 > EXPANSION_LIMIT.blocks)
         return "the function has as many blocks as it may";
-    if (function.size_units + definition.size > expander.largest)
+    const uint32_t least = is_ordered(*call.callee) ? EXPANSION_LIMIT.ordered_units : 0;
+    if (function.size_units + definition.size > std::max(expander.largest, least))
         return "the function is as large as it may become";
     return nullptr;
 }
@@ -141,10 +156,10 @@ bool arguments_match(const INLINE_CALL& call) {
 
 bool may_expand(EXPANDER& expander, const CALL_PATH& path, const INLINE_CALL& call) {
     FUNINFO& callee = *call.callee;
-    if (!arguments_match(call)) return keep_call(callee, "the arguments do not match the parameters");
+    if (!arguments_match(call)) return cannot_expand(call, "the arguments do not match the parameters");
     if (is_too_deep(expander, call.call, callee, call.position)) return false;
-    if (const char* why = why_not_liftable(path)) return keep_call(callee, why);
-    if (const char* why = why_no_room(expander, path, call.definition)) return keep_call(callee, why);
+    if (const char* why = why_not_liftable(path)) return cannot_expand(call, why);
+    if (const char* why = why_no_room(expander, path, call)) return cannot_expand(call, why);
     if (settings.keep_unoptimized) return keep_call(callee, "the function is to stay as it is");
     if (disable_switch("inline")) return keep_call(callee, "the pass is disabled");
     if (change_exactly(SITE_inline_call, "\n\t>>>>> ({}) Integrating procedure {}() <<<<<\n",

@@ -55,4 +55,19 @@ words "" -O3 -fwhole-program -fno-whole-program
 for word in -finline-limit= -finline-limit=x -finline-limit=99999999999; do
     "$tools/pelorus-cc" $word -c code.c 2>/dev/null && fail "$word"
 done
+# A caller that is as large as it may become takes what must be expanded, and nothing else.
+{
+    echo 'volatile int g;'
+    for declared in "__attribute__((always_inline)) int ordered" "int plain"; do
+        echo "static inline $declared(int x) {"
+        i=0
+        while [ $i -lt 1500 ]; do i=$((i + 1)) && echo 'g = x * 3 + g;'; done
+        echo 'return x; }'
+    done
+    echo 'int main(int n, char** v) { (void)v; return plain(n) + ordered(n) + ordered(n * 2) + plain(n * 2); }'
+} >large.c
+"$tools/pelorus-cc" --icode large.c && "$tools/pelorus" -o1 -i100000 large.if large.opt || fail "large.c"
+"$tools/icode-dis" large.opt >large.ict
+grep -q '@_ordered' large.ict && fail "a call that must be expanded stays"
+[ "$(grep -c 'CALL.*@_plain' large.ict)" = 1 ] || fail "a caller grows without end"
 [ $failures = 0 ]
