@@ -130,7 +130,7 @@ void decide(FUNINFO& info, const BODY_ACCESS& bodies) {
         return;
     }
     info.flags |= FUN_is_inlined;
-    if (has_definition(info, bodies)) make_inlineable(info);
+    has_definition(info, bodies) ? make_inlineable(info) : make_unfoldable(info);
 }
 
 } // namespace
