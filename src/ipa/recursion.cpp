@@ -1,94 +1,99 @@
 // See recursion.h.
 //
-//   1. Each function's vector starts with the functions that it calls by name. Calls through pointers go to a
-//      node that stands for all functions whose address is taken, calls out of the file to the
-//      pseudo-function, which calls back what outside can call.
-//   2. The vectors are closed under union, callees first, until nothing changes: one sweep and one that finds
-//      nothing for a file without recursion.
-//   3. A function that reaches itself is listed.
+//   1. Calls by name are edges between functions. Calls through pointers go to a node that stands for all
+//      functions whose address is taken, calls out of the file to the pseudo-function, which calls back what
+//      outside can call.
+//   2. The functions in circles of edges are listed: the members of components of several nodes
+//      (components.h), and those that call themselves.
 //
 // A function of the C library may call whatever its caller's program holds, so that a caller of one reaches
 // every function unless the file is the whole program.
+//
+// All that is asked is whether a function reaches itself. That is the diagonal of the closure of the calls,
+// which components tell without the rest of it: a vector for each function of what it reaches takes n * n / 8
+// bytes, and closing the vectors as many sweeps as calls go backward in a row. bench/README.md has the times.
 #include "ipa/recursion.h"
 
-#include <vector>
+#include <algorithm>
 
-#include "cfg/bitvec.h"
-#include "ipa/call_graph.h"
+#include "ipa/components.h"
 #include "ipa/file_level.h"
 #include "ipa/reports.h"
-#include "support/internal_error.h"
 
 namespace pelorus {
 
 namespace {
 
-struct CLOSURE {
-    std::vector<bitvec> rows;                 // by node
-    std::vector<std::vector<uint32_t>> calls; // by node
-    uint32_t by_pointer = 0;                  // the node of calls through pointers
-    uint32_t outside = 0;                     // the node of the pseudo-function
-
-    explicit CLOSURE(uint32_t functions)
-        : rows(functions + 3), calls(rows.size()), by_pointer(functions + 1), outside(functions + 2) {
-        for (bitvec& row : rows) bv_init(&row, static_cast<uint32_t>(rows.size()), nullptr, false);
-    }
-    CLOSURE(const CLOSURE&) = delete;
-    CLOSURE& operator=(const CLOSURE&) = delete;
-    ~CLOSURE() {
-        for (bitvec& row : rows) bv_free(&row);
-    }
+// Nodes: functions by their numbers, which begin at 1, and behind those
+struct CALL_NODES {
+    uint32_t by_pointer; // what calls through pointers reach
+    uint32_t outside;    // the pseudo-function
+    uint32_t anything;   // every function
 };
 
-void add_call(CLOSURE& closure, uint32_t caller, uint32_t callee) {
-    bitvec& row = closure.rows[caller];
-    if (callee >= row.n_bits) {
-        internal_error("Index beyond size");
-        bv_resize(&row, callee + 1);
-    }
-    bv_set(&row, callee);
-    closure.calls[caller].push_back(callee);
+CALL_NODES number_nodes() {
+    const uint32_t last = file_level.node_count;
+    return {last + 1, last + 2, last + 3};
 }
 
-void start_function(CLOSURE& closure, const FUNINFO& info) {
-    const uint32_t node = info.number;
+bool calls_anything(const FUNINFO& info) {
+    return !file_level.whole_program && (info.flags & FUN_calls_SYSTEM);
+}
+
+void add_calls(GRAPH_EDGES& graph, const CALL_NODES& nodes, const FUNINFO& info) {
     for (const FUNCTION_REFERENCE* callee = info.callees; callee; callee = callee->next)
         if (callee->function->number != NO_CALL_GRAPH_NUMBER)
-            add_call(closure, node, callee->function->number);
-    if (info.flags & FUN_calls_anonymous) add_call(closure, node, closure.by_pointer);
-    if (info.flags & FUN_is_anonymous) add_call(closure, closure.by_pointer, node);
+            graph.targets.push_back(callee->function->number);
+    if (info.flags & FUN_calls_anonymous) graph.targets.push_back(nodes.by_pointer);
     if (file_level.use_pseudo_function && (info.flags & FUN_calls_OUTSIDE))
-        add_call(closure, node, closure.outside);
-    if (!file_level.whole_program) {
-        if (info.flags & FUN_is_extern) add_call(closure, closure.outside, node);
-        if (info.flags & FUN_calls_SYSTEM) bv_fill(&closure.rows[node], true);
+        graph.targets.push_back(nodes.outside);
+    if (calls_anything(info)) graph.targets.push_back(nodes.anything);
+}
+
+// In a very large file the functions at the end of the graph share the last number, and so a node.
+void add_functions(GRAPH_EDGES& graph, const CALL_NODES& nodes) {
+    graph.end_node(); // 0 is no number
+    const std::vector<FUNINFO*>& functions = file_level.functions;
+    for (size_t i = 0; i < functions.size(); ++i) {
+        add_calls(graph, nodes, *functions[i]);
+        if (i + 1 == functions.size() || functions[i + 1]->number != functions[i]->number) graph.end_node();
     }
 }
 
-void start(CLOSURE& closure) {
-    for (const FUNINFO* info : file_level.functions) start_function(closure, *info);
-    add_call(closure, closure.outside, closure.by_pointer); // outside has the addresses that it was given
-    add_call(closure, closure.by_pointer, closure.outside); // and a pointer may lead out of the file
+template <class F>
+void add_functions_where(GRAPH_EDGES& graph, F is_called) {
+    for (const FUNINFO* info : file_level.functions)
+        if (is_called(*info)) graph.targets.push_back(info->number);
 }
 
-bool sweep(CLOSURE& closure) {
-    bool changed = false;
-    for (size_t node = closure.rows.size(); node-- > 0;)
-        for (const uint32_t callee : closure.calls[node])
-            if (callee != node) changed |= bv_union(&closure.rows[node], &closure.rows[callee]);
-    return changed;
+GRAPH_EDGES possible_calls(const CALL_NODES& nodes) {
+    GRAPH_EDGES graph;
+    add_functions(graph, nodes);
+    add_functions_where(graph, [](const FUNINFO& info) { return (info.flags & FUN_is_anonymous) != 0; });
+    graph.targets.push_back(nodes.outside); // a pointer may lead out of the file
+    graph.end_node();
+    if (!file_level.whole_program)
+        add_functions_where(graph, [](const FUNINFO& info) { return (info.flags & FUN_is_extern) != 0; });
+    graph.targets.push_back(nodes.by_pointer); // outside has the addresses that it was given
+    graph.end_node();
+    add_functions_where(graph, [](const FUNINFO&) { return true; });
+    graph.end_node();
+    return graph;
+}
+
+bool reaches_itself(const GRAPH_EDGES& graph, const COMPONENTS& components, uint32_t node) {
+    if (components.of(components.component[node]).size() > 1) return true;
+    return std::ranges::find(graph.of(node), node) != graph.of(node).end();
 }
 
 } // namespace
 
 void report_recursion() {
-    CLOSURE closure(file_level.node_count);
-    start(closure);
-    while (sweep(closure)) {
-    }
+    const GRAPH_EDGES graph = possible_calls(number_nodes());
+    const COMPONENTS components = find_components(graph);
     bool found = false;
     for (const FUNINFO* info : file_level.functions) {
-        if (!bv_test(&closure.rows[info->number], info->number)) continue;
+        if (!reaches_itself(graph, components, info->number)) continue;
         if (!found) report("\nThese functions may be recursive:\n");
         found = true;
         report("\t%s()\n", info->name);
