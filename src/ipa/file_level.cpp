@@ -1,13 +1,14 @@
 // The file-level analysis; see file_level.h.
 //
 //   1. What the functions' names say of them (classify.h).
-//   2. The call graph: roots, numbers, what nothing reaches (call_graph.h).
-//   3. The mode is given up when the file is said to be a program, and nothing could enter it.
-//   4. The variables of static storage (global_variables.h).
-//   5. What a call of each function can do (function_effects.h).
-//   6. Recursion (recursion.h) and inlining (inline_decisions.h).
+//   2. The call graph: roots, numbers, what nothing reaches (call_graph.h). The mode is given up when the
+//      file is said to be a program, and nothing could enter it.
+//   3. The variables of static storage (global_variables.h).
+//   4. What a call of each function can do (function_effects.h).
+//   5. Recursion (recursion.h) and inlining (inline_decisions.h).
 //
 // What it finds is reported as it is found; docs/functions.md explains the reports.
+// All of it is linear in the functions, their calls and the size of their bodies.
 #include "ipa/file_level.h"
 
 #include <algorithm>
@@ -82,10 +83,13 @@ void warn_of_no_entry(const char* source_name) {
     fprintf(trace_state.info_output ? trace_state.info_stream : stderr, TEXT, source_name);
 }
 
-void check_entries(const char* source_name) {
+bool is_program_without_entry() {
     const int32_t mode = settings.file_level_mode;
-    if ((mode != MODE_PROGRAM && mode != MODE_BOTH && mode >= 0) || has_entry_functions()) return;
-    if (mode >= 0) warn_of_no_entry(source_name);
+    return (mode == MODE_PROGRAM || mode == MODE_BOTH || mode < 0) && !has_entry_functions();
+}
+
+void give_up_mode(const char* source_name) {
+    if (settings.file_level_mode >= 0) warn_of_no_entry(source_name);
     trace("\n>>>> WARNING: Reverting to -op0!\n\n");
     apply_mode(MODE_OFF);
 }
@@ -130,20 +134,21 @@ void trace_call_graph() {
     for (const FUNINFO* info : file_level.functions) trace("%3d: %s\n", info->number, info->name);
 }
 
-void build_call_graph(const std::vector<FUNINFO*>& functions) {
+void build_call_graph(const std::vector<FUNINFO*>& functions, const char* source_name) {
     note_data_references();
     classify_functions(functions);
     mark_calls_out(functions);
     find_roots();
+    if (is_program_without_entry()) {
+        give_up_mode(source_name);
+        find_roots(); // what outside can call is a root again
+    }
     number_call_graph();
 }
 
 void analyse_functions(const std::vector<FUNINFO*>& functions, const char* source_name,
                        const BODY_ACCESS& bodies) {
-    build_call_graph(functions);
-    check_entries(source_name);
-    find_roots();
-    number_call_graph();
+    build_call_graph(functions, source_name);
     suppress_unreached();
     warn_of_uncalled_functions();
     if (!file_level.has_call_graph) return;
