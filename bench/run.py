@@ -7,6 +7,8 @@
   shapes        one function of many blocks: chains, a switch, nested tests; time and memory at level 1, as ratios to half the size
   graphs        milliseconds of the fast dominators, of the two sets, of the check's trees and of the loop hierarchy on graphs of 100 to 30,000
                 blocks: chains, nests of loops, ladders, graphs at random, switches; the best of several runs in one process
+  callgraph     milliseconds of the analysis of a file of 5,000 to 20,000 functions, whole and by its steps: chains, stars, circles, calls
+                at random; the best of several runs in one process; and what recursion would cost as a closure
   decisions     instructions that pelorus itself executes at level 2 (exact, counted by valgrind): when nobody asks for decisions, with
                 statistics, with a limit, with a trace; and against another build of it, with --against
   variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
@@ -14,6 +16,8 @@
                 without the loop hierarchy, against level 0, counted as below, without mem2reg on our side; and the operations that icode-run counts for it
   inline        ARM instructions that each example executes, and the size of its code, at levels 3 and 4, as a part of a program and as the
                 whole of it (-op2), against level 2 and against clang's IR after opt-19 O2; everything through llc-19 -O2 as above
+  limits        the same for levels 1 to 4 with several limits of inline expansion, against no expansion; below level 3, where only what is
+                declared inline counts, on the examples with every static function declared so
   layout        jumps to blocks that do not follow, and ARM instructions, with and without the last steps of level 2, which rotate loops and
                 split tests; llc-19 keeps the layout in one group of columns and makes its own in the other
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
@@ -125,6 +129,7 @@ def variables(statements, count):
     yield "statement ASG:int(@_g, v0)"
 
 
+INLINE_LIMITS = (0, 1, 50, 75, 100, 125, 150, 175, 200, 250, 300, 400, 800, 1600)
 VARIABLE_SIZES = ((1000, 10), (4000, 10), (16000, 10), (64000, 10), (16000, 100), (16000, 1000), (16000, 10000), (64000, 10000))
 
 SHAPES = {"chain of jumps": (jumps, 20000), "chain of tests": (tests, 20000), "switch": (switch, 10000), "nest of tests": (nest, 5000)}
@@ -237,6 +242,11 @@ class Bench:
         run("cmake", "--build", self.tools.parent, "--target", "time-graphs")
         subprocess.run([self.tools / "time-graphs"], check=True)
 
+    def callgraph(self):
+        print("\nThe analysis of a file, milliseconds (ratio to the line above; 2.0 is linear)\n", flush=True)
+        run("cmake", "--build", self.tools.parent, "--target", "time-calls")
+        subprocess.run([self.tools / "time-calls"], check=True)
+
     def own_instructions(self, tools, icode, *options):
         """Instructions that the optimizer executes on the host."""
         result = subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={self.folder / 'callgrind'}", tools / "pelorus", "-o2",
@@ -283,27 +293,63 @@ class Bench:
     def inline(self, examples):
         base = self.start_counting()
         variants = {"3": ["-o3"], "3 whole": ["-o3", "-op2"], "4": ["-o4"], "4 whole": ["-o4", "-op2"]}
-        groups = ("against level 2", "against clang -O2", "size against level 2", "size against clang -O2")
-        print("\nWhat levels 3 and 4 make of calls: instructions executed and bytes of code\n")
-        columns = [f"{name} {group}" for group in groups for name in (variants if "level" in group else ("2", *variants))]
-        print(f"| example | level 2 (thousands) | {' | '.join(columns)} |\n{'|---' * (len(columns) + 2)}|")
-        ratios = []
+        rows = {}
         for source in examples:
             icode, bitcode = self.both_forms(source)
-            counts = [self.counted_and_sized(icode, options, base) for options in (["-o2"], *variants.values())]
-            peer = self.executed(bitcode, PEERS["O2"]) - base, self.text_bytes()
-            ratios.append([count[side] / against[side] for side in (0, 1) for against, chosen in ((counts[0], counts[1:]), (peer, counts))
-                           for count in chosen])
-            print(f"| {source.stem} | {counts[0][0] / 1e3:.0f} | {' | '.join(f'{ratio:.3f}' for ratio in ratios[-1])} |", flush=True)
-        means = [statistics.geometric_mean(column) for column in zip(*ratios)]
-        print(f"| geometric mean | | {' | '.join(f'{mean:.3f}' for mean in means)} |")
+            ours = [self.counted_and_sized(icode, options, base) for options in (["-o2"], *variants.values())]
+            rows[source.stem] = ours, (self.executed(bitcode, PEERS["O2"]) - base, self.text_bytes())
+        self.print_inline("instructions executed", "level 2 (thousands)", 1e3, rows, variants, 0)
+        self.print_inline("bytes of code", "level 2", 1, rows, variants, 1)
 
-    def counted_and_sized(self, icode, options, base):
-        """Instructions executed and bytes of code of the optimizer's output."""
+    @staticmethod
+    def print_inline(title, unit, scale, rows, variants, side):
+        print(f"\nWhat levels 3 and 4 make of calls: {title}; ratios to level 2 and to clang -O2\n")
+        columns = [*(f"{name} / 2" for name in variants), *(f"{name} / clang" for name in ("2", *variants))]
+        print(f"| example | {unit} | {' | '.join(columns)} |\n{'|---' * (len(columns) + 2)}|")
+        ratios = {}
+        for name, (ours, peer) in rows.items():
+            counts = [count[side] for count in ours]
+            ratios[name] = [count / counts[0] for count in counts[1:]] + [count / peer[side] for count in counts]
+            print(f"| {name} | {counts[0] / scale:.0f} | {' | '.join(f'{ratio:.3f}' for ratio in ratios[name])} |")
+        for name, summary in (("geometric mean", statistics.geometric_mean), ("worst", max)):
+            print(f"| {name} | | {' | '.join(f'{summary(column):.3f}' for column in zip(*ratios.values()))} |", flush=True)
+
+    def limits(self, examples):
+        base = self.start_counting()
+        print("\nInline limits: instructions executed and bytes of code, as ratios to no expansion; means over the examples, and the worst\n")
+        print("| level | functions | limit | instructions | worst | bytes | worst |\n|---|---|---|---|---|---|---|")
+        for level, declared in ((1, True), (2, True), (3, False), (4, False), (3, True)):
+            ratios = {limit: [] for limit in INLINE_LIMITS}
+            for source in examples:
+                icode, _ = self.both_forms(self.declared_inline(source) if declared else source)
+                before = self.counted_and_sized(icode, [f"-o{level}", "--disable=inline"], base)
+                known = {}  # by the optimizer's output: equal icode runs once
+                for limit, column in ratios.items():
+                    counts = self.counted_and_sized(icode, [f"-o{level}", f"-i{limit}"], base, known)
+                    column.append([now / then for now, then in zip(counts, before)] + [source.stem])
+            for limit, column in ratios.items():
+                sides = [f"{statistics.geometric_mean(row[side] for row in column):.3f} | {max(column, key=lambda row: row[side])[side]:.3f} "
+                         f"{max(column, key=lambda row: row[side])[2]}" for side in (0, 1)]
+                print(f"| {level} | {'all static ones inline' if declared else 'as written'} | {limit} | {' | '.join(sides)} |", flush=True)
+
+    def declared_inline(self, source):
+        """The same program with every static function declared inline."""
+        copy = self.folder / source.name
+        copy.write_text(re.sub(r"^static (?=(?:const )?(?:struct |unsigned )?\w+ \**\w+\()", "static inline ", source.read_text(), flags=re.M))
+        return copy
+
+    def counted_and_sized(self, icode, options, base, known=None):
+        """Instructions executed and bytes of code of the optimizer's output; `known` holds what equal IR gave before."""
         output, ir = self.folder / "level.opt", self.folder / "level.ll"
         run(self.tools / "pelorus", *options, icode, output)
         run(self.tools / "icode-llvm", output, "-o", ir)
-        return self.executed(ir, None) - base, self.text_bytes()
+        key = ir.read_bytes()
+        if known is None or key not in known:
+            counts = self.executed(ir, None) - base, self.text_bytes()
+            if known is None:
+                return counts
+            known[key] = counts
+        return known[key]
 
     def text_bytes(self):
         """The code of the object that was executed last."""
@@ -454,10 +500,10 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, graphs, variables, decisions, levels, inline, layout, expressions, interpreter, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, graphs, callgraph, variables, decisions, levels, inline, limits, layout, expressions, interpreter, instructions; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "graphs", "variables", "decisions", "levels", "inline", "layout", "expressions", "interpreter", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "graphs", "callgraph", "variables", "decisions", "levels", "inline", "limits", "layout", "expressions", "interpreter", "instructions"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -468,6 +514,8 @@ def main():
             bench.shapes()
         if "graphs" in wanted:
             bench.graphs()
+        if "callgraph" in wanted:
+            bench.callgraph()
         if "variables" in wanted:
             bench.variables()
         if "decisions" in wanted:
@@ -476,6 +524,8 @@ def main():
             bench.levels(examples)
         if "inline" in wanted:
             bench.inline(examples)
+        if "limits" in wanted:
+            bench.limits(examples)
         if "layout" in wanted:
             bench.layout(examples)
         if "expressions" in wanted:
