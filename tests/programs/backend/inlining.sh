@@ -43,15 +43,16 @@ words() {
     "$tools/pelorus-cc" -### "$@" -c code.c 2>steps
     sed -n 's/.*--debug=strict //p' steps | grep -q -- "^$wanted[^ ]*/[^ ]*code.if " || fail "$*: $(grep strict steps)"
 }
-words "" -O2
+words "-i125 " -O2
+words "-Z1 -i1 " -Os
 words "-i0 " -O0
 words "" -O0 -finline
-words "-i0 " -O3 -fno-inline-functions
-words "" -O3 -fno-inline-functions -finline-functions
+words "-i125 -i0 " -O3 -fno-inline-functions
+words "-i125 " -O3 -fno-inline-functions -finline-functions
 words "-i40 " -O3 -finline-limit=7 -finline-limit=40
 words "-i40 -i0 " -O3 -fno-inline -finline-limit=40
 words "-i40 -op2 " -O3 -fwhole-program -finline-limit=40
-words "" -O3 -fwhole-program -fno-whole-program
+words "-i125 " -O3 -fwhole-program -fno-whole-program
 for word in -finline-limit= -finline-limit=x -finline-limit=99999999999; do
     "$tools/pelorus-cc" $word -c code.c 2>/dev/null && fail "$word"
 done

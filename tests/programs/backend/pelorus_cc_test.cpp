@@ -29,27 +29,29 @@ TEST(PelorusCc, options_go_where_they_belong) {
     EXPECT_EQ(command.output, "prog");
     EXPECT_TRUE(command.position_independent);
     EXPECT_THAT(command.front, ElementsAre("-I", "dir", "-DX=1", "-Wall", "-std=c99", "-fPIC", "-pthread"));
-    EXPECT_THAT(command.optimizer, ElementsAre("-i10"));
+    EXPECT_THAT(command.optimizer, ElementsAre("-i125", "-i10"));
     EXPECT_THAT(input_texts(command), ElementsAre("-Wl,-z,now", "a.c", "-lm", "b.o", "-pthread"));
 }
 
 TEST(PelorusCc, levels) {
     struct ROW {
-        const char *option, *level, *code_size;
+        const char *option, *level, *code_size, *limit;
     };
-    for (const ROW& row : {ROW{"-O", "1", ""},
-                           {"-O0", "0", ""},
-                           {"-O4", "4", ""},
-                           {"-O9", "4", ""},
-                           {"-Os", "2", "-Z1"},
-                           {"-Oz", "2", "-Z3"},
-                           {"-Og", "1", ""},
-                           {"-Ofast", "3", ""}}) {
+    for (const ROW& row : {ROW{"-O", "1", "", "-i125"},
+                           {"-O0", "0", "", ""},
+                           {"-O4", "4", "", "-i125"},
+                           {"-O9", "4", "", "-i125"},
+                           {"-Os", "2", "-Z1", "-i1"},
+                           {"-Oz", "2", "-Z3", "-i1"},
+                           {"-Og", "1", "", "-i125"},
+                           {"-Ofast", "3", "", "-i125"}}) {
         COMMAND command = read_command({"-Os", row.option, "a.c"});
         EXPECT_EQ(command.level, row.level) << row.option;
         EXPECT_EQ(command.code_size, row.code_size) << row.option;
+        EXPECT_EQ(command.inline_limit, row.limit) << row.option;
     }
     EXPECT_EQ(read_command({"a.c"}).level, "1");
+    EXPECT_EQ(read_command({"-finline-limit=7", "-Os", "a.c"}).inline_limit, "-i7");
 }
 
 TEST(PelorusCc, the_last_option_of_a_group_wins) {
@@ -57,7 +59,7 @@ TEST(PelorusCc, the_last_option_of_a_group_wins) {
         read_command({"-mthumb", "-fno-builtin-puts", "-fhosted", "-fno-inline", "-marm", "-fstack-protector",
                       "-fstack-protector-strong", "-Xpelorus", "-i9", "a.c"});
     EXPECT_THAT(command.errors, IsEmpty());
-    EXPECT_THAT(command.optimizer, ElementsAre("-i0", "-i9"));
+    EXPECT_THAT(command.optimizer, ElementsAre("-i125", "-i0", "-i9"));
     EXPECT_THAT(command.translator, ElementsAre("--stack-protector=sspstrong"));
     EXPECT_THAT(command.assembler, ElementsAre("-mthumb", "-marm"));
 
