@@ -151,21 +151,13 @@ void check_budget(GENERATOR& g) {
 void variadic_body(GENERATOR& g) {
     const std::string pointer = declare_local(g, "ap", "void*"), sum = declare_local(g, "sum", "int");
     const std::string left = declare_local(g, "left", "int");
-    const uint32_t head = new_label(g), body = new_label(g), behind = new_label(g);
     put_statement(g, "ASG:void*(" + pointer + ", ARGREF:void*(q0'))");
     put_statement(g, "ASG:int(" + sum + ", 0:int)");
     put_statement(g, "ASG:int(" + left + ", q0)");
-    put_label(g, head);
-    test(g, "GT:int(MINMIN:int(" + left + ", 1:int), 0:int)", body, behind);
-    put_label(g, body);
-    put_statement(g, "PLUSASG:int(" + sum + ", MULT:int(UMULT:int(PCONV:int*(PLUSPLUS:void*(" + pointer +
-                         ", 4:int))), " + constant(g, INT) + "))");
-    branch(g, head);
-    put_label(g, behind);
-    PLACE place;
-    place.before = sum;
-    place.simple = true;
-    g.places.push_back(place);
+    summing_loop(g, left, sum, [&] {
+        const TREE next = "UMULT:int(PCONV:int*(PLUSPLUS:void*(" + pointer + ", 4:int)))";
+        put_statement(g, "PLUSASG:int(" + sum + ", MULT:int(" + next + ", " + constant(g, INT) + "))");
+    });
 }
 
 // Opcodes without a meaning of their own, in a function that nothing calls.

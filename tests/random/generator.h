@@ -200,6 +200,22 @@ void put_label(GENERATOR& g, uint32_t label);
 void put_statement(GENERATOR& g, const TREE& tree);
 void branch(GENERATOR& g, uint32_t target);
 void test(GENERATOR& g, const TREE& tree, uint32_t yes, uint32_t no);
+// Repeats what `put_body` puts until the int variable `left` has come down to 0. The variable `sum`, in which
+// the body gathers something, is a place of the function afterwards.
+template <class F>
+void summing_loop(GENERATOR& g, const std::string& left, const std::string& sum, F put_body) {
+    const uint32_t head = new_label(g), body = new_label(g), behind = new_label(g);
+    put_label(g, head);
+    test(g, "GT:int(MINMIN:int(" + left + ", 1:int), 0:int)", body, behind);
+    put_label(g, body);
+    put_body();
+    branch(g, head);
+    put_label(g, behind);
+    PLACE place;
+    place.before = sum;
+    place.simple = true;
+    g.places.push_back(place);
+}
 
 // The name of a new variable of the function, or of its innermost scope.
 std::string declare_local(GENERATOR& g, const std::string& stem, const std::string& type,

@@ -60,22 +60,14 @@ void count_calls(GENERATOR& g) {
 
 void short_loop(GENERATOR& g) {
     const std::string sum = declare_local(g, "sum", "int"), left = declare_local(g, "left", "int");
-    const uint32_t head = new_label(g), body = new_label(g), behind = new_label(g);
     put_statement(g, operation("ASG", INT, sum, value(g, INT, 1)));
     put_statement(g, operation("ASG", INT, left, "ANDB:int(" + value(g, INT, 1) + ", 3:int)"));
-    put_label(g, head);
-    test(g, "GT:int(MINMIN:int(" + left + ", 1:int), 0:int)", body, behind);
-    put_label(g, body);
-    g.loop_depth++;
-    put_statement(g, operation("PLUSASG", INT, sum, value(g, INT, 2)));
-    if (g.dice.chance(20)) write_place(g);
-    g.loop_depth--;
-    branch(g, head);
-    put_label(g, behind);
-    PLACE place;
-    place.before = sum;
-    place.simple = true;
-    g.places.push_back(place);
+    summing_loop(g, left, sum, [&] {
+        g.loop_depth++;
+        put_statement(g, operation("PLUSASG", INT, sum, value(g, INT, 2)));
+        if (g.dice.chance(20)) write_place(g);
+        g.loop_depth--;
+    });
 }
 
 void some_part(GENERATOR& g) {
