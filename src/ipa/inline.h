@@ -14,6 +14,9 @@ namespace pelorus {
 // FUN_cannot_inline, and a warning says so when it was declared inline.
 bool prepare_inline(FUNINFO& info);
 
+// The options let calls of an inlineable function be expanded. Needs: its symbol.
+bool options_expand_calls_of(const FUNINFO& callee);
+
 // Expands the calls of the current function, those in expanded bodies too. Needs: `function` as it was read,
 // before its blocks are built. Answers whether any was.
 bool expand_calls();

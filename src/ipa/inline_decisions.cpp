@@ -88,12 +88,6 @@ bool is_inlineable(const FUNINFO& info) {
     return settings.level4_inlining && settings.inline_threshold != 0 && size < LIMITS.small;
 }
 
-// Below level 3 only what is declared inline is expanded; nothing else needs a definition.
-bool calls_will_be_expanded(const FUNINFO& info) {
-    if (is_declared_inline(info)) return true;
-    return settings.optimization_level >= 3 && (settings.inline_threshold > 0 || inlines_single_sites());
-}
-
 bool is_needed_otherwise(const FUNINFO& info) {
     return info.flags & (FUN_is_cg_root | FUN_is_anonymous | FUN_follows_call | FUN_cannot_suppress);
 }
@@ -109,14 +103,14 @@ void make_unfoldable(FUNINFO& info) {
 void make_inlineable(FUNINFO& info) {
     trace("\n\tMaking this function inlineable: %s()\n\n", info.name);
     pelorus::info("\nMaking this function inlineable: %s()\n", info.name);
-    if (!calls_will_be_expanded(info) || is_needed_otherwise(info)) return;
+    if (!options_expand_calls_of(info) || is_needed_otherwise(info)) return;
     info.flags |= FUN_is_suppressed;
     trace("\tInlineable function will be suppressed: %s()\n\n", info.name);
     pelorus::info("Inlineable function will be suppressed: %s()\n", info.name);
 }
 
 bool has_definition(FUNINFO& info, const BODY_ACCESS& bodies) {
-    if (!calls_will_be_expanded(info)) return true;
+    if (!options_expand_calls_of(info)) return true; // nothing needs it
     bodies.read(&info);
     const bool prepared = prepare_inline(info);
     bodies.release();

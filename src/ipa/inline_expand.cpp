@@ -87,9 +87,7 @@ bool expansion_is_off() { return settings.debug_digits[NO_INLINE_DIGIT] && setti
 
 bool is_to_be_expanded(const FUNINFO& callee) {
     if (!callee.definition || !callee.symbol || !(callee.flags & FUN_is_inlined)) return false;
-    if (callee.symbol->flags & SF_INLINE) return true;
-    if (debug_switch("inline_single")) return true;
-    return settings.optimization_level >= INLINE_LEVEL && settings.inline_threshold > 0;
+    return options_expand_calls_of(callee);
 }
 
 void warn_of_depth(const POSITION& position) {
@@ -407,6 +405,11 @@ void number_calls() {
 }
 
 } // namespace
+
+bool options_expand_calls_of(const FUNINFO& callee) {
+    if ((callee.symbol->flags & SF_INLINE) || debug_switch("inline_single")) return true;
+    return settings.optimization_level >= INLINE_LEVEL && settings.inline_threshold > 0;
+}
 
 void mark_cannot_suppress(FUNINFO& callee) {
     const SYMBOL* symbol = callee.symbol;
