@@ -1,0 +1,3 @@
+// A function of another file.
+int printf(const char* format, ...);
+int elsewhere(int a) { return printf("elsewhere %d\n", a) + a; }
