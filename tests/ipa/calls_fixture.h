@@ -52,8 +52,8 @@ protected:
         info->symbol->storage_class = SC_EXTERN_DEF;
     }
 
-    // Up to 14 functions with about as many calls, and some whose address others take; a part of them is
-    // external, and one in a few only declared.
+    // Up to 14 functions with about as many calls, and some whose address others take. A part of them is
+    // external, or calls what the file does not show.
     void make_random_file(SEEDED_DICE& dice) {
         forget();
         make_functions(dice.between(1, 14));
