@@ -299,10 +299,10 @@ LIFTED split_condition(INLINE_LIFT& lift, size_t i) {
     if (is_dropped(lift, i)) {
         split_effects(lift, *place);
         *place = new_dropped_value();
-        return tree_has_effects(*lift.path[0]) ? LIFTED::CONDITION : LIFTED::ALL;
+    } else {
+        split_value(lift, place);
     }
-    split_value(lift, place);
-    return LIFTED::CONDITION;
+    return tree_has_effects(*lift.path[0]) ? LIFTED::CONDITION : LIFTED::ALL;
 }
 
 // if (!c) goto t; else goto f;   becomes   if (c) goto f; else goto t;
