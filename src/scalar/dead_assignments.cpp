@@ -48,6 +48,7 @@ struct DEAD_WALK {
     bitvec* live;
     std::vector<PLACE> waiting;       // the one that is evaluated last on top
     std::vector<SYMBOL*> last_uses{}; // of the statement: candidates that nobody reads behind it
+    std::vector<SYMBOL*> killed{};    // the same: those that it assigns and that are read behind it
     uint32_t line = 0;
     bool changed_inside = false; // something below the statement's root was rewritten
     bool embedded = false;       // an assignment to a variable stands below the top
@@ -70,7 +71,9 @@ void use(DEAD_WALK& walk, SYMBOL* symbol) {
 
 void define(DEAD_WALK& walk, SYMBOL* symbol, bool conditional) {
     ++symbol->reference_count;
-    if (!conditional) bv_clear_range(walk.live, candidate_number(symbol), candidate_number(symbol));
+    if (conditional || !is_live(walk, symbol)) return;
+    bv_clear_range(walk.live, candidate_number(symbol), candidate_number(symbol));
+    walk.killed.push_back(symbol);
 }
 
 // --- Dead assignments ---
@@ -238,6 +241,7 @@ void walk_statement(DEAD_WALK& walk, STMT* cell) {
     walk.line = cell->position.line;
     walk.changed_inside = false;
     walk.last_uses.clear();
+    walk.killed.clear();
     push(walk, cell->tree, false, true);
     while (!walk.waiting.empty()) {
         const PLACE place = walk.waiting.back();
@@ -249,9 +253,12 @@ void walk_statement(DEAD_WALK& walk, STMT* cell) {
 
 bool is_branch(const BB* block, const STMT* cell) { return cell == block->last_stmt; }
 
-void simplify_rewritten(const BB* block, STMT* cell) {
+// x = x, which is left of x = x++, goes altogether: what it reads of x is read behind it as well.
+void simplify_rewritten(DEAD_WALK& walk, const BB* block, STMT* cell) {
     cell->tree = simplify_tree(cell->tree);
     if (!is_branch(block, cell)) cell->tree = reduce_to_effects(cell->tree);
+    for (const SYMBOL* symbol : walk.killed)
+        if (!cell->tree || !tree_defines(cell->tree, symbol)) std::erase(walk.last_uses, symbol);
 }
 
 // --- Blocks ---
@@ -301,7 +308,7 @@ void walk_cell(DEAD_WALK& walk, BB* block, STMT* cell) {
     SYMBOL* combined = may_combine(walk, cell) ? cell->tree->left->symbol() : nullptr;
     std::vector<SYMBOL*> next_uses = walk.last_uses;
     walk_statement(walk, cell);
-    if (cell->tree && walk.changed_inside) simplify_rewritten(block, cell);
+    if (cell->tree && walk.changed_inside) simplify_rewritten(walk, block, cell);
     if (!cell->tree) {
         remove_cell(block, cell);
         walk.last_uses = std::move(next_uses);
