@@ -226,6 +226,7 @@ void expand_where_known(const COPY_SWEEP& sweep, STMT* cell) {
     NODE* tree = cell->tree;
     if (plain_operator(tree->op) == OP_NOP || !value_to_copy(sweep, tree->left)) return;
     if (tree_defines(tree->right, tree->left->symbol())) return;
+    if (!names_candidate(tree->left) && tree_has_effects(tree->right)) return; // which may change a global
     if (!change(SITE_expand_assignment, "{}", tree)) return;
     cell->tree = expand_operator_assignment(tree);
 }
