@@ -250,6 +250,8 @@ void touch_object(BODY_WALK& walk, OBJECT_TASK task) {
             task.conditional = true;
             break;
         default: // a value, of which a part is taken
+            if (object->op == OP_STASG)
+                touch_object(walk, {object->left, MODE::USE, DROPPED, task.conditional});
             if (is_access) return flow(walk, object, task.value, task.conditional);
             make_of(walk, task.value, FROM_OTHER);
             return flow(walk, object, KEPT, task.conditional);
@@ -291,7 +293,9 @@ void assign(BODY_WALK& walk, const VALUE_TASK& task) {
         target = value;
     }
     flow(walk, tree->right, target, task.conditional);
-    touch_object(walk, {tree->left, plain ? MODE::ASSIGN : MODE::UPDATE, DROPPED, task.conditional});
+    // The value of an assignment of structures is read from where it was put.
+    const bool is_read = !plain || (tree->op == OP_STASG && task.to != DROPPED);
+    touch_object(walk, {tree->left, is_read ? MODE::UPDATE : MODE::ASSIGN, DROPPED, task.conditional});
 }
 
 // --- Calls ---
