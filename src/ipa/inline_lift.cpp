@@ -1,4 +1,10 @@
 // See inline_lift.h.
+//
+// Each call is found and taken out by itself: the statement is walked from its root again, and the operands
+// in front of the call are looked at again, since taking out the last call changed the tree. So a statement
+// costs its calls times their depth in it: 3,000 calls in one sum take 0.8 s, 1,000 take 0.09 s, 300 less
+// than a clock tells. To go on from one call to the next, the walk would have to outlive the copies of
+// bodies, which are expanded in between.
 #include "ipa/inline_lift.h"
 
 #include "ir/effects.h"
