@@ -44,6 +44,7 @@ void counted_loop(GENERATOR& g, int depth) {
              : operation(g.dice.chance(80) ? "LT" : "NEQ", INT, name, number(int64_t{trips} * step, type));
     put_statement(g, operation("ASG", type, name, number(down ? int64_t{trips} * step : 0, type)));
     const bool test_first = g.dice.chance(60);
+    if (g.dice.chance(15)) g.statements += "    pragma 3 \"1\" \"100\" \"1\"\n";
     put_label(g, head);
     if (test_first) {
         test(g, at_end, body, behind);

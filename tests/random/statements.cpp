@@ -290,7 +290,9 @@ void say_something(GENERATOR& g) {
     case 2: g.statements += "    pragma 2 \"4\"\n"; return;
     case 3: return put_statement(g, g.dice.chance(50) ? "ASSERT(1:int)" : "NASSERT(1:int)");
     case 4: return put_statement(g, "BGNBLOCK 0");
-    default: g.statements += "    pragma 3 \"1\" \"100\" \"1\"\n"; return;
+    default: // true of whatever loop comes next
+        g.statements += "    pragma 3 \"0\" \"100000\" \"1\"\n";
+        return;
     }
 }
 
