@@ -193,26 +193,50 @@ std::string debug_function(DEBUG& debug, const SYMBOL* symbol, const std::string
     return joined(" !dbg !", debug.function);
 }
 
-std::string debug_location(DEBUG& debug, const POSITION& position) {
-    if (!debug.wanted) return "";
+namespace {
+
+uint32_t location_node(DEBUG& debug, const POSITION& position) {
     const uint32_t column = debug.places.columns ? position.column : 0;
     uint32_t& node = debug.locations[{position.line, column}];
     if (!node)
         node = new_node_of(debug, joined("!DILocation(line: ", position.line, ", column: ", column,
                                          ", scope: !", debug.function, ")"));
-    return joined(", !dbg !", node);
+    return node;
 }
 
-std::string debug_local(DEBUG& debug, const SYMBOL* symbol, uint32_t argument, const std::string& address) {
-    if (!debug.wanted || !symbol->position.line || *symbol->name == '$') return "";
+} // namespace
+
+std::string debug_location(DEBUG& debug, const POSITION& position) {
+    return debug.wanted ? joined(", !dbg !", location_node(debug, position)) : "";
+}
+
+uint32_t debug_variable(DEBUG& debug, const SYMBOL* symbol, uint32_t argument) {
+    if (!debug.wanted || !symbol->position.line || *symbol->name == '$') return 0;
     std::string text = joined("!DILocalVariable(name: ", quoted(source_name(symbol)));
     if (argument) put(text, ", arg: ", argument);
     put(text, ", scope: !", debug.function, ", file: !", file_node(debug, symbol->position.file),
         ", line: ", symbol->position.line, ", type: ", reference(type_node(debug, symbol->declared_type)),
         ")");
-    const uint32_t variable = new_node_of(debug, text);
-    return joined("  call void @llvm.dbg.declare(metadata ptr ", address, ", metadata !", variable,
-                  ", metadata !DIExpression())", debug_location(debug, symbol->position), "\n");
+    return new_node_of(debug, text);
+}
+
+namespace {
+
+std::string debug_record(DEBUG& debug, const char* kind, const SYMBOL* symbol, uint32_t variable,
+                         const std::string& operand) {
+    if (!variable) return "";
+    const uint32_t location = location_node(debug, symbol->position);
+    return joined("    #dbg_", kind, "(", operand, ", !", variable, ", !DIExpression(), !", location, ")\n");
+}
+
+} // namespace
+
+std::string debug_place(DEBUG& debug, const SYMBOL* symbol, uint32_t variable, const std::string& address) {
+    return debug_record(debug, "declare", symbol, variable, "ptr " + address);
+}
+
+std::string debug_value(DEBUG& debug, const SYMBOL* symbol, uint32_t variable, const std::string& value) {
+    return debug_record(debug, "value", symbol, variable, value);
 }
 
 std::string debug_global(DEBUG& debug, const SYMBOL* symbol, const std::string& linkage_name) {

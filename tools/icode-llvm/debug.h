@@ -1,8 +1,9 @@
 // Debug information: what a debugger needs to show the C source, as LLVM's metadata.
 //
 // Instructions carry the position of their statement, so that code that the optimizer moved or merged shows
-// the line that it came from. Variables that live in memory are described by their place there, types by what
-// the file says of them. Blocks are not told apart: all variables of a function are in its scope.
+// the line that it came from. Variables that live in memory are described by their place there, those in
+// registers by each value that they get, types by what the file says of them. Blocks are not told apart: all
+// variables of a function are in its scope.
 #pragma once
 
 #include <cstdint>
@@ -48,9 +49,13 @@ void begin_debug(DEBUG& debug, const char* source_name, const PLACES& places);
 std::string debug_function(DEBUG& debug, const SYMBOL* symbol, const std::string& linkage_name);
 // ", !dbg !n" for instructions of a statement, or without a position for others of the function.
 std::string debug_location(DEBUG& debug, const POSITION& position);
-// The line that says that a variable of the current function lies at `address`; "" for one without a name in
-// the source. `argument` is the number of the parameter, from 1; 0 for others.
-std::string debug_local(DEBUG& debug, const SYMBOL* symbol, uint32_t argument, const std::string& address);
+// The node of a variable of the current function; 0 for one without a name in the source. `argument` is the
+// number of the parameter, from 1; 0 for others.
+uint32_t debug_variable(DEBUG& debug, const SYMBOL* symbol, uint32_t argument);
+// The line that says that a variable with such a node lies at `address`, and the one that says that it has
+// `value`, a type and an operand, from here on. "" without a node.
+std::string debug_place(DEBUG& debug, const SYMBOL* symbol, uint32_t variable, const std::string& address);
+std::string debug_value(DEBUG& debug, const SYMBOL* symbol, uint32_t variable, const std::string& value);
 // ", !dbg !n" for the definition of a global variable.
 std::string debug_global(DEBUG& debug, const SYMBOL* symbol, const std::string& linkage_name);
 

@@ -8,10 +8,9 @@
 
 namespace pelorus {
 
-namespace {
-
-// The number of the parameter whose home a variable is, from 1; 0 for others. Homes come first in the body.
+// Homes come first in the body.
 uint32_t argument_number(const SYMBOL* variable) {
+    if (variable->level != BODY_LEVEL) return 0;
     const SYMBOL* home = function_symbols.variables.first;
     uint32_t number = 1;
     for (const SYMBOL* symbol = function_symbols.parameters.first; symbol && home; symbol = symbol->next) {
@@ -22,24 +21,25 @@ uint32_t argument_number(const SYMBOL* variable) {
     return 0;
 }
 
-} // namespace
-
 std::string new_block(EMITTER& emitter) { return joined("b", emitter.blocks++); }
 
-void open_block(EMITTER& emitter, const std::string& name) {
+void open_block(EMITTER& emitter, const std::string& name, bool is_label) {
     if (emitter.open) branch(emitter, name);
-    put(emitter.body, name, ":\n");
+    put(emitter.body, name, ":\n", enter_block(emitter.ssa, name, is_label));
     emitter.block = name;
     emitter.open = true;
 }
 
 void branch(EMITTER& emitter, const std::string& target) {
     line(emitter, "br label %", target);
+    if (emitter.open) note_edge(emitter.ssa, target);
     emitter.open = false;
 }
 
 void branch_if(EMITTER& emitter, const VALUE& condition, const std::string& yes, const std::string& no) {
     line(emitter, "br i1 ", condition.text, ", label %", yes, ", label %", no);
+    if (emitter.open)
+        for (const std::string& target : {yes, no}) note_edge(emitter.ssa, target);
     emitter.open = false;
 }
 
@@ -75,8 +75,9 @@ const LOCAL& local_slot(EMITTER& emitter, const SYMBOL* symbol) {
         new_slot(emitter, memory ? ltype_bytes(std::max(symbol->size, type->size)) : ltype_text(scalar),
                  local.align, name);
     local.is_value = false;
-    const uint32_t argument = symbol->level == BODY_LEVEL ? argument_number(symbol) : 0;
-    put(emitter.slots, debug_local(emitter.module.debug, symbol, argument, local.text));
+    put(emitter.slots,
+        debug_place(emitter.module.debug, symbol,
+                    debug_variable(emitter.module.debug, symbol, argument_number(symbol)), local.text));
     return local;
 }
 

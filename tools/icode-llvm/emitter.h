@@ -1,8 +1,8 @@
 // The function being translated: its blocks, its variables, and the operations that all translations use.
 //
-// Every variable is a stack slot made in the entry block when it is first referred to. Instructions go to the
-// open block; when none is open, because control has left, the code up to the next label cannot be reached
-// and is dropped.
+// A variable that the file keeps in a register is a value (ssa.h), every other one a stack slot made in the
+// entry block when it is first referred to. Instructions go to the open block; when none is open, because
+// control has left, the code up to the next label cannot be reached and is dropped.
 #pragma once
 
 #include <string>
@@ -11,6 +11,7 @@
 
 #include "abi.h"
 #include "module.h"
+#include "ssa.h"
 #include "text.h"
 
 namespace pelorus {
@@ -30,9 +31,10 @@ struct PLACE {
     const TYPE* type = nullptr; // of the value, bit-fields: the declared type
     uint32_t align = 1;         // bytes, known to hold
     bool is_volatile = false;
-    uint8_t width = 0;             // bit-fields: bits, else 0
-    uint8_t shift = 0;             // bit-fields: distance of the lowest bit from the container's
-    LTYPE container = LTYPE::NONE; // bit-fields
+    uint32_t variable = NO_REGISTER_VARIABLE; // one in a register, which has no address
+    uint8_t width = 0;                        // bit-fields: bits, else 0
+    uint8_t shift = 0;                        // bit-fields: distance of the lowest bit from the container's
+    LTYPE container = LTYPE::NONE;            // bit-fields
 };
 
 struct LOCAL {
@@ -54,6 +56,7 @@ struct EMITTER {
     uint32_t blocks = 0; // numbers given to blocks
     std::unordered_map<const SYMBOL*, LOCAL> locals{};
     std::vector<uint8_t> labels{}; // by number: LABEL_NAMED | LABEL_DEFINED
+    SSA ssa{};
 };
 enum : uint8_t { LABEL_NAMED = 1, LABEL_DEFINED = 2 };
 
@@ -74,8 +77,9 @@ VALUE operation(EMITTER& emitter, LTYPE type, const PARTS&... parts) {
 }
 
 std::string new_block(EMITTER& emitter);
-// Opens a block; control runs into it from the block that is open.
-void open_block(EMITTER& emitter, const std::string& name);
+// Opens a block; control runs into it from the block that is open. All jumps to one that is no label have
+// been written.
+void open_block(EMITTER& emitter, const std::string& name, bool is_label = false);
 void branch(EMITTER& emitter, const std::string& target);
 void branch_if(EMITTER& emitter, const VALUE& condition, const std::string& yes, const std::string& no);
 // The block of label `number`, which must be defined somewhere in the function.
@@ -84,6 +88,8 @@ std::string label_block(EMITTER& emitter, int32_t number);
 // A new stack slot; `type` is an LLVM type.
 std::string new_slot(EMITTER& emitter, const std::string& type, uint32_t align, const std::string& name);
 std::string temporary_slot(EMITTER& emitter, const std::string& type, uint32_t align);
+// The number of the parameter whose home a variable is, from 1; 0 for others.
+uint32_t argument_number(const SYMBOL* variable);
 // The slot of a variable of the function.
 const LOCAL& local_slot(EMITTER& emitter, const SYMBOL* symbol);
 
@@ -137,6 +143,9 @@ PLACE place_behind(const VALUE& pointer, const TYPE* type);
 // A member of the structure at `base`; `field` is a FIELD.
 PLACE place_of_member(EMITTER& emitter, const PLACE& base, const NODE* field, const TYPE* type);
 VALUE load(EMITTER& emitter, const PLACE& place);
+// The value of a variable in a register, and a new one.
+VALUE read_register(EMITTER& emitter, uint32_t variable);
+void write_register(EMITTER& emitter, uint32_t variable, const VALUE& value);
 // Stores a value that has the representation of the place's type. Returns the value that the object then has.
 VALUE store(EMITTER& emitter, const PLACE& place, const VALUE& value);
 // Copies a structure.

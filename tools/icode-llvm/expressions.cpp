@@ -93,6 +93,8 @@ VALUE value_of_name(EMITTER& emitter, const NODE* tree) {
 VALUE address_of(EMITTER& emitter, const NODE* tree) {
     PLACE place = emit_place(emitter, tree->left);
     if (place.width) refuse(emitter.module, "the address of a bit-field is taken");
+    if (place.variable != NO_REGISTER_VARIABLE)
+        refuse(emitter.module, "the address of a variable in a register is taken");
     VALUE address = {place.address, LTYPE::PTR, place.align};
     return reshape(emitter, address, false, ltype_of(tree->type));
 }

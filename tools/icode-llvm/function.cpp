@@ -1,10 +1,11 @@
-// One function: its head, its parameters, its statements.
+// One function: its head, its parameters, its variables in registers, its statements.
 //
 // A parameter is read only to be copied into its home, so a scalar one is used as it comes; one that is
 // assigned to or whose address is taken all the same gets a slot, as structures do.
 #include "emitter.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "ir/stmt.h"
@@ -136,6 +137,69 @@ void put_head(EMITTER& emitter, const std::string& parameters) {
     if (align) put(module.functions, " align ", align);
 }
 
+// --- Variables in registers ---
+
+void find_register_variables(EMITTER& emitter) {
+    begin_ssa(emitter.ssa, emitter.block);
+    for (const SYMBOL* symbol = function_symbols.variables.first; symbol; symbol = symbol->next) {
+        if (!is_in_register(symbol)) continue;
+        const LTYPE type = ltype_of(symbol->declared_type);
+        if (!ltype_is_integer(type) && !ltype_is_floating(type) && type != LTYPE::PTR)
+            refuse(emitter.module, "variable '%s' is in a register, but no scalar", symbol->name);
+        DEBUG& debug = emitter.module.debug;
+        const uint32_t argument = debug.wanted ? argument_number(symbol) : 0;
+        add_register_variable(emitter.ssa, symbol, type, debug_variable(debug, symbol, argument));
+    }
+}
+
+// For each statement the labels that no later one names or defines.
+std::vector<std::vector<int32_t>> labels_finished_by(const STATEMENT_LIST& statements) {
+    std::unordered_map<int32_t, size_t> last;
+    TREE_LIST rest;
+    for (size_t number = 0; number < statements.size(); number++) {
+        rest.push_back(statements[number]->tree);
+        while (!rest.empty()) {
+            const NODE* node = rest.back();
+            rest.pop_back();
+            if (node->op == OP_LABEL || node->op == OP_LABELDEF) last[node->value_lo] = number;
+            if (node->left) rest.push_back(node->left);
+            if (node->right) rest.push_back(node->right);
+        }
+    }
+    std::vector<std::vector<int32_t>> finished(statements.size());
+    for (const auto& [label, number] : last) finished[number].push_back(label);
+    for (std::vector<int32_t>& labels : finished) std::sort(labels.begin(), labels.end());
+    return finished;
+}
+
+std::string describe_phi(void* context, uint32_t variable, const std::string& value) {
+    EMITTER& emitter = *static_cast<EMITTER*>(context);
+    const REGISTER_VARIABLE& known = emitter.ssa.variables[variable];
+    return debug_value(emitter.module.debug, known.symbol, known.debug,
+                       joined(ltype_text(known.type), " ", value));
+}
+
+void emit_statements(EMITTER& emitter, const STATEMENT_LIST& statements) {
+    std::vector<std::vector<int32_t>> finished(statements.size());
+    if (!emitter.ssa.variables.empty()) finished = labels_finished_by(statements);
+    for (size_t number = 0; number < statements.size(); number++) {
+        emitter.location = debug_location(emitter.module.debug, statements[number]->position);
+        emit_statement(emitter, statements[number]->tree);
+        for (const int32_t label : finished[number]) seal_block(emitter.ssa, joined("L", label));
+    }
+}
+
+// Only the assembly of a function without code to enter and leave it.
+void emit_naked(EMITTER& emitter, const STATEMENT_LIST& statements) {
+    for (const STMT* statement : statements) {
+        emitter.location = debug_location(emitter.module.debug, statement->position);
+        if (is_assembly(statement->tree)) emit_statement(emitter, statement->tree);
+    }
+    emitter.location = debug_location(emitter.module.debug, function.end);
+    emitter.slots.clear(); // of parameters, which lie where the caller put them
+    line(emitter, "unreachable");
+}
+
 } // namespace
 
 void write_function(MODULE& module) {
@@ -149,22 +213,18 @@ void write_function(MODULE& module) {
         debug_function(module.debug, function.symbol, global_name(module, function.symbol).substr(1));
     STATEMENT_LIST statements = statements_in_order();
     std::string parameters = parameter_list(emitter, statements);
-    const bool is_naked = find_attribute(function.symbol, "naked");
-    for (const STMT* statement : statements) {
-        if (is_naked && !is_assembly(statement->tree)) continue;
-        emitter.location = debug_location(module.debug, statement->position);
-        emit_statement(emitter, statement->tree);
-    }
-    emitter.location = debug_location(module.debug, function.end);
-    if (is_naked) {
-        emitter.slots.clear(); // of parameters, which lie where the caller put them
-        line(emitter, "unreachable");
-    } else if (emitter.open) {
-        emit_return_of(emitter, function.return_symbol);
+    if (find_attribute(function.symbol, "naked"))
+        emit_naked(emitter, statements);
+    else {
+        find_register_variables(emitter);
+        emit_statements(emitter, statements);
+        emitter.location = debug_location(module.debug, function.end);
+        if (emitter.open) emit_return_of(emitter, function.return_symbol);
     }
     check_labels(emitter);
     put_head(emitter, parameters);
-    put(module.functions, debug, " {\nentry:\n", emitter.slots, emitter.body, "}\n\n");
+    put(module.functions, debug, " {\nentry:\n", emitter.slots,
+        finished_text(emitter.ssa, emitter.body, describe_phi, &emitter), "}\n\n");
     module.function_name.clear();
 }
 

@@ -2,9 +2,9 @@
 //
 //     icode-llvm input.if [-o output.ll] [options for the code]
 //
-// The translation is plain: a variable is a stack slot, arithmetic wraps around, and nothing is promised to
-// the code generator that icode does not promise. So what a program costs is what the optimizer before made
-// of it.
+// The translation is plain: a variable of class 4 is a value, every other one a stack slot, arithmetic wraps
+// around, and nothing is promised to the code generator that icode does not promise. So what a program costs
+// is what the optimizer before made of it, and no other optimizer stands in the chain.
 //
 // It works function by function while the file is read. It does not optimize.
 #include <pthread.h>

@@ -179,7 +179,7 @@ std::string module_text(const MODULE& module) {
     if (!module.debug.wanted) return text;
     put(text, "!4 = !{i32 2, !\"Debug Info Version\", i32 3}\n!5 = !{i32 7, !\"Dwarf Version\", i32 ",
         module.code.dwarf, "}\n!llvm.dbg.cu = !{!", module.debug.unit, "}\n");
-    put(text, debug_nodes(module.debug), "declare void @llvm.dbg.declare(metadata, metadata, metadata)\n");
+    put(text, debug_nodes(module.debug));
     return text;
 }
 

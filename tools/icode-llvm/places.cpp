@@ -19,6 +19,8 @@ PLACE place_of_name(EMITTER& emitter, const NODE* tree) {
     const SYMBOL* symbol = tree->symbol();
     if (!symbol) refuse(emitter.module, "NAME without a symbol");
     PLACE place = {.address = {}, .type = tree->type, .is_volatile = type_is_volatile(tree->type)};
+    place.variable = register_variable(emitter.ssa, symbol);
+    if (place.variable != NO_REGISTER_VARIABLE) return place;
     if (symbol->level) {
         const LOCAL& local = local_slot(emitter, symbol);
         if (local.is_value) refuse(emitter.module, "parameter '%s' is used as an object", symbol->name);
@@ -172,11 +174,26 @@ PLACE emit_place(EMITTER& emitter, const NODE* tree) {
     return place;
 }
 
+VALUE read_register(EMITTER& emitter, uint32_t variable) {
+    return {read_variable(emitter.ssa, variable), emitter.ssa.variables[variable].type};
+}
+
+void write_register(EMITTER& emitter, uint32_t variable, const VALUE& value) {
+    const REGISTER_VARIABLE& known = emitter.ssa.variables[variable];
+    if (value.type != known.type)
+        refuse(emitter.module, "variable '%s' gets a value of another type", known.symbol->name);
+    if (!emitter.open) return;
+    write_variable(emitter.ssa, variable, value.text);
+    put(emitter.body, debug_value(emitter.module.debug, known.symbol, known.debug,
+                                  joined(ltype_text(value.type), " ", value.text)));
+}
+
 VALUE load(EMITTER& emitter, const PLACE& place) {
     LTYPE type = ltype_of(place.type);
     if (type == LTYPE::MEMORY) return {place.address, type, place.align, place.is_volatile};
     if (type == LTYPE::VOID) return {};
     if (type == LTYPE::NONE) refuse(emitter.module, "values of type %s", type_text(place.type).c_str());
+    if (place.variable != NO_REGISTER_VARIABLE) return read_register(emitter, place.variable);
     if (place.width) return extract_field(emitter, place, load_container(emitter, place), place.shift);
     return operation(emitter, type, "load ", place.is_volatile ? "volatile " : "", ltype_text(type), ", ptr ",
                      place.address, ", align ", place.align);
@@ -186,6 +203,7 @@ VALUE store(EMITTER& emitter, const PLACE& place, const VALUE& value) {
     if (place.width) return store_field(emitter, place, value);
     if (value.type == LTYPE::MEMORY || value.type == LTYPE::VOID)
         refuse(emitter.module, "a value that is no scalar is stored");
+    if (place.variable != NO_REGISTER_VARIABLE) return write_register(emitter, place.variable, value), value;
     line(emitter, "store ", place.is_volatile ? "volatile " : "", ltype_text(value.type), " ", value.text,
          ", ptr ", place.address, ", align ", place.align);
     return value;

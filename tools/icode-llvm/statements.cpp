@@ -34,7 +34,9 @@ void add_case(EMITTER& emitter, CASES& cases, const NODE* tree, LTYPE type) {
         refuse(emitter.module, "SWITCH has an arm that is no case");
     uint32_t unused = 64 - ltype_bits(type);
     int64_t value = int64_t(uint64_t(int96_to_int64(tree->left->value())) << unused) >> unused;
-    put(cases.text, "    ", ltype_text(type), " ", value, ", label %", label_of(emitter, tree->right), "\n");
+    const std::string target = label_of(emitter, tree->right);
+    put(cases.text, "    ", ltype_text(type), " ", value, ", label %", target, "\n");
+    note_edge(emitter.ssa, target);
 }
 
 void emit_switch(EMITTER& emitter, const NODE* tree) {
@@ -45,6 +47,7 @@ void emit_switch(EMITTER& emitter, const NODE* tree) {
     std::string behind = cases.otherwise.empty() ? new_block(emitter) : "";
     put(emitter.body, "  switch ", ltype_text(selector.type), " ", selector.text, ", label %",
         behind.empty() ? cases.otherwise : behind, " [\n", cases.text, "  ]", emitter.location, "\n");
+    note_edge(emitter.ssa, behind.empty() ? cases.otherwise : behind);
     emitter.open = false;
     if (!behind.empty()) open_block(emitter, behind);
 }
@@ -79,7 +82,7 @@ void define_label(EMITTER& emitter, int32_t number) {
     uint8_t& state = emitter.labels[size_t(number)];
     if (state & LABEL_DEFINED) refuse(emitter.module, "label %d is defined twice", number);
     state |= LABEL_DEFINED;
-    open_block(emitter, name);
+    open_block(emitter, name, true);
 }
 
 void emit_assembly(EMITTER& emitter, const char* text) {
@@ -108,6 +111,8 @@ void emit_return_of(EMITTER& emitter, const SYMBOL* symbol) {
         emitter.open = false;
         return;
     }
+    if (const uint32_t variable = register_variable(emitter.ssa, symbol); variable != NO_REGISTER_VARIABLE)
+        return emit_return_value(emitter, read_register(emitter, variable));
     const LOCAL& local = local_slot(emitter, symbol);
     PLACE place = {.address = local.text, .type = type, .align = local.align};
     emit_return_value(emitter, load(emitter, place));

@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 
+#include "icode/text_form.h"
 #include "icode/unit_client.h"
 #include "icode/writer.h"
 #include "ir/stmt.h"
@@ -269,6 +270,99 @@ TEST(IcodeLlvm, functions_known_by_name) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(translate("___builtin_alloca", SC_EXTERN, false), "");
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("'___builtin_alloca' has 0 arguments"));
+}
+
+// The translation of a function of an int `n` in the text form, with the variables a, b and c in registers.
+std::string translated_function(const std::string& statements) {
+    const ASSEMBLY icode = assemble_icode(R"(header "f.c"
+function @_f
+    symbol "n" class=argument type=int
+    body
+    symbol "n" class=auto type=int
+    symbol "a" class=register type=int
+    symbol "b" class=register type=int
+    symbol "c" class=register type=double
+    symbol "$ret" class=auto type=int
+    statement ASG:int(n, n')
+)" + statements + R"(
+end_function
+end
+section types
+type f FUNCTION return=int
+    part PARAMETER type=int
+end
+section file_names
+file_name "f.c"
+end
+section symbols
+symbol "_f" class=extdef flags=defined type=f
+end
+)",
+                                          "f.ict");
+    EXPECT_EQ(icode.error, "");
+    TYPE_PKG types;
+    set_type_package(&types);
+    register_file_opcodes();
+    clear_file_symbols();
+    FILE* file = tmpfile();
+    fwrite(icode.bytes.data(), 1, icode.bytes.size(), file);
+    rewind(file);
+    std::string text = translate_unit(file, "unit", {});
+    clear_file_symbols();
+    set_type_package(nullptr);
+    EXPECT_TRUE(llc_accepts(text)) << text;
+    return text.substr(text.find(" {\n"), text.find("\n}\n") - text.find(" {\n"));
+}
+
+// Two variables that exchange their values in a loop, and one that the loop only reads.
+TEST(IcodeLlvm, variables_in_registers_become_values) {
+    EXPECT_THAT(translated_function(R"(
+    statement ASG:int(a, 1:int)
+    statement ASG:double(c, 2.5:double)
+  label 1
+    statement ASG:int(b, a)
+    statement ASG:int(a, n)
+    statement ASG:int(n, b)
+    statement IF(LT:int(c, SCONV:double(a)), COMMA(LABEL 1, LABEL 2))
+  label 2
+    statement RETURN($ret, b))"),
+                HasSubstr("L1:\n"
+                          "  %p0 = phi i32 [ 1, %entry ], [ %t0, %L1 ]\n"
+                          "  %t0 = load i32, ptr %n.2, align 4\n"
+                          "  store i32 %p0, ptr %n.2, align 4\n"
+                          "  %t1 = sitofp i32 %t0 to double\n"
+                          "  %t2 = fcmp olt double 0x4004000000000000, %t1\n"
+                          "  br i1 %t2, label %L1, label %L2\n"
+                          "L2:\n"
+                          "  ret i32 %p0"));
+}
+
+// Edges that lead to one block several times, values from the arms of a choice, and ways that nothing takes.
+TEST(IcodeLlvm, variables_in_registers_keep_their_values_where_ways_join) {
+    const std::string joined = translated_function(R"(
+    statement ASG:int(a, 1:int)
+    statement SWITCH(n, COMMA(CASE(1:int, LABEL 2), CASE(2:int, LABEL 2), CASE(3:int, LABEL 1), DEFAULT(LABEL 2)))
+  label 1
+    statement ASG:int(b, QUEST:int(ANDAND:int(n, ASG:int(a, n)), COLON(ASG:int(a, 7:int), a)))
+    statement IF(ANDAND:int(n, a), COMMA(LABEL 2, LABEL 2))
+  label 2
+    statement RETURN($ret, a))");
+    EXPECT_THAT(joined,
+                HasSubstr("L2:\n  %p2 = phi i32 [ 1, %entry ], [ 1, %entry ], [ 1, %entry ], [ %p1, %b2 ], "
+                          "[ %p1, %b4 ], [ %p1, %b4 ]\n  ret i32 %p2"));
+    EXPECT_THAT(joined, HasSubstr("b2:\n  %p1 = phi i32 [ 7, %b0 ], [ %p0, %b1 ]\n  %t5 = phi i32 "));
+    EXPECT_THAT(translated_function(R"(
+    statement ASG:int(a, 1:int)
+    statement RETURN($ret, n)
+  label 1
+    statement IF(PLUSPLUS:int(a, 1:int), COMMA(LABEL 1, LABEL 2))
+  label 2
+    statement IF(b, COMMA(LABEL 2, LABEL 3))
+  label 3
+    statement RETURN($ret, PLUS:int(a, b))
+  label 4
+    statement RETURN($ret, a))"),
+                HasSubstr("L4:\n  ret i32 undef"));
 }
 
 TEST(IcodeLlvm, refuses_what_has_no_translation) {
