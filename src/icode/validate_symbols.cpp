@@ -169,6 +169,10 @@ void check_symbol_type(VALIDATOR& v, const SYMBOL* symbol, uint64_t start) {
     if (!good)
         return file_fault(v, RULE_S6, start, "\"%.80s\" cannot be %s", symbol->name, type_text(type).c_str());
     check_size(v, symbol, start);
+    const bool is_number = type_is_integer(type) || type_is_floating(type) || type_is_pointer(type);
+    if (symbol->level && symbol->storage_class == SC_REGISTER && (!is_number || type_is_volatile(type)))
+        file_fault(v, RULE_S12, start, "\"%.80s\" cannot live in a register as %s", symbol->name,
+                   type_text(type).c_str());
 }
 
 void check_flags(VALIDATOR& v, const SYMBOL* symbol, uint64_t start) {

@@ -22,7 +22,7 @@ enum STORAGE_CLASS : uint8_t {
     SC_AUTO = 1,
     SC_EXTERN = 2, // external reference
     SC_STATIC = 3,
-    SC_REGISTER = 4,
+    SC_REGISTER = 4,   // a local variable without a place in memory
     SC_EXTERN_DEF = 5, // external definition
     SC_LABEL = 6,      // not on any symbol list
     SC_ARGUMENT = 9,

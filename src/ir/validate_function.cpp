@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "ir/call.h"
 #include "ir/parameters.h"
 #include "ir/symbol.h"
 #include "ir/walk.h"
@@ -25,15 +26,44 @@ int check_first(const FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE&
     return 1;
 }
 
-// --- Parameters elsewhere ---
+// --- Variables ---
+
+bool is_in_register(const NODE* node) {
+    return node->op == OP_NAME && node->symbol() && node->symbol()->storage_class == SC_REGISTER;
+}
+
+// The address of a variable in a register, perhaps behind a COMMAOP.
+bool is_address_of_register(const NODE* node) {
+    if ((node->op != OP_UAND && node->op != OP_ACONV) || !node->left) return false;
+    const NODE* object = node->left;
+    while (object->op == OP_COMMAOP && object->right) object = object->right;
+    return is_in_register(object);
+}
+
+const char* register_problem(FUNCTION_CHECK& check, const NODE* node) {
+    if (is_address_of_register(node)) return "The address of a variable in a register is taken";
+    const bool was_bad = check.uses_registers && check.comes_back;
+    check.comes_back |= is_call(node) && may_return_twice(node);
+    if (is_in_register(node)) {
+        if (type_is_volatile(node->type)) return "A variable in a register is named as a volatile one";
+        check.uses_registers = true;
+    }
+    return !was_bad && check.uses_registers && check.comes_back
+               ? "A function with variables in registers makes a call that may return twice"
+               : nullptr;
+}
 
 // ARGREF names a parameter for its place, not for its value.
-int check_parameters(const NODE* stmt, const TREE_PLACE& place) {
+int check_names(FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE& place, bool first) {
     int failures = 0;
-    for_each_node_down(stmt, stmt, [&](const NODE* node, const NODE* parent) {
-        if (!is_parameter(node) || parent->op == OP_ARGREF) return node;
-        report_invalid_node(RULE_U6, "The parameter is used outside the first statement", node, place);
+    const auto report = [&](RULE rule, const char* problem, const NODE* node) {
+        report_invalid_node(rule, problem, node, place);
         failures++;
+    };
+    for_each_node_down(stmt, stmt, [&](const NODE* node, const NODE* parent) {
+        if (!first && check.minds_parameters && is_parameter(node) && parent->op != OP_ARGREF)
+            report(RULE_U6, "The parameter is used outside the first statement", node);
+        if (const char* problem = register_problem(check, node)) report(RULE_U15, problem, node);
         return node;
     });
     return failures;
@@ -104,9 +134,9 @@ int check_in_function(FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE&
     const bool first = check.first;
     check.first = false;
     int failures = check_form(stmt, first, place);
-    if (check.minds_parameters)
-        failures += first && (check.has_parameters || stmt->op == OP_PCOMMA) ? check_first(check, stmt, place)
-                                                                             : check_parameters(stmt, place);
+    const bool copies = first && (check.has_parameters || stmt->op == OP_PCOMMA);
+    if (copies && check.minds_parameters) failures += check_first(check, stmt, place);
+    failures += check_names(check, stmt, place, copies);
     if (stmt->op == OP_SWITCH) failures += check_cases(stmt, place);
     if (stmt->op == OP_RETURN || stmt->op == OP_URETURN) failures += check_return(check, stmt, place);
     return failures;

@@ -152,6 +152,8 @@ const BREAKING_CASE CASES[] = {
     {"S11", "MULT:double(d,", "MULT:double(NAME:double local 77,",
      "local symbol 77 does not exist; there are 12"},
     {"S11", "initializer @_table", "initializer global 77", "global symbol 77 does not exist; there are 6"},
+    {"S12", "\"spare\" class=register type=int", "\"spare\" class=register type=struct.pair", "register as"},
+    {"S12", "\"spare\" class=register type=int", "\"spare\" class=register type=int.volatile", "register as"},
 
     {"T1", "type triple ARRAY element=int count=3", "record 116 (80 80 40 01 01 01 01 00)",
      "the index 1048576 is not"},
@@ -196,6 +198,8 @@ const BREAKING_CASE CASES[] = {
     {"U12", "BRANCH(LABEL 3)", "URETURN(NAME none)", "names no variable"},
     {"U13", "CALL:int(", "CALL:int 9(", "has number 9; it is the function's call 1"},
     {"U14", "  label 3\n", "  label 3\n    note 76\n", "makes calls"},
+    {"U15", "ASG:int*(q, ARGREF:int*(last'))", "ASG:int*(q, UAND:int*(COMMAOP:int(a, spare)))", "address"},
+    {"U15", "ASG:int(a, UMULT:int(q))", "ASG:int(a, NAME:int.volatile spare)", "as a volatile one"},
 
     {"N1", "PLUS:int(n, 5:int)", "PLUS!:int(n)", "PLUS has 1 subtrees, not 2"},
     {"N1", "PLUS:int(n, 5:int)", "NOTB!:int(n, n)", "more subtrees than 1"},

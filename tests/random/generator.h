@@ -219,7 +219,7 @@ void summing_loop(GENERATOR& g, const std::string& left, const std::string& sum,
 
 // The name of a new variable of the function, or of its innermost scope.
 std::string declare_local(GENERATOR& g, const std::string& stem, const std::string& type,
-                          bool in_register = false);
+                          const char* storage = "auto");
 // One that has a value.
 void add_scalar_local(GENERATOR& g);
 // What a function begins with.

@@ -24,10 +24,10 @@ void test(GENERATOR& g, const TREE& tree, uint32_t yes, uint32_t no) {
         put_statement(g, "IF(" + tree + ", " + labels(yes, no));
 }
 
-std::string declare_local(GENERATOR& g, const std::string& stem, const std::string& type, bool in_register) {
+std::string declare_local(GENERATOR& g, const std::string& stem, const std::string& type,
+                          const char* storage) {
     const std::string name = stem + text_of(g.next_local++);
-    g.locals +=
-        "    symbol \"" + name + "\" class=" + (in_register ? "register" : "auto") + " type=" + type + "\n";
+    g.locals += "    symbol \"" + name + "\" class=" + storage + " type=" + type + "\n";
     return name;
 }
 
@@ -42,8 +42,9 @@ void add_scalar_local(GENERATOR& g) {
     place.narrow = is_wide(place.type) && !place.is_volatile && g.dice.chance(40);
     if (place.narrow) place.has_address = false;
     place.simple = !place.is_volatile;
-    place.before =
-        declare_local(g, "x", label(place.type) + (place.is_volatile ? ".volatile" : ""), in_register);
+    // What is volatile can only be declared as one that wants a register.
+    const char* storage = !in_register ? "auto" : place.is_volatile ? "register_argument2" : "register";
+    place.before = declare_local(g, "x", label(place.type) + (place.is_volatile ? ".volatile" : ""), storage);
     put_statement(g,
                   operation("ASG", place.type, place.before,
                             place.narrow ? number(g.dice.below(100), place.type) : constant(g, place.type)));
