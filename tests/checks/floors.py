@@ -5,6 +5,6 @@ FLOORS = {
     "ir": 2,
     "tree": 3,
     "icode": 4, "cfg": 4,
-    "scalar": 5, "ssa": 5, "loops": 5, "ipa": 5,
+    "scalar": 5, "ssa": 5, "loops": 5, "ipa": 5, "regs": 5,
     "driver": 6,
 }
