@@ -135,10 +135,15 @@ SYMBOL* new_temporary(char letter, TYPE* type, long number) {
     return new_own_symbol(function_symbols.temporaries, letter, type, number);
 }
 
+SYMBOL* new_part(char letter, const SYMBOL* origin, TYPE* type) {
+    SYMBOL* part = new_own_symbol(function_symbols.splits, letter, type, -1);
+    part->position = origin->position;
+    return part;
+}
+
 SYMBOL* new_split(char letter, const SYMBOL* origin) {
-    SYMBOL* split = new_own_symbol(function_symbols.splits, letter, origin->type, -1);
+    SYMBOL* split = new_part(letter, origin, origin->type);
     split->declared_type = origin->declared_type;
-    split->position = origin->position;
     return split;
 }
 

@@ -193,6 +193,8 @@ SYMBOL* new_temporary(char letter, TYPE* type, long number);
 // The same on the list of splits, with the function's next number: a variable that takes over a part of the
 // life or of the values of `origin`, whose type and position it has.
 SYMBOL* new_split(char letter, const SYMBOL* origin);
+// The same for a variable of another type, which holds a part of what `origin` is, or leads to it.
+SYMBOL* new_part(char letter, const SYMBOL* origin, TYPE* type);
 
 // A copy of a variable of another function, on the list of variables: all that its declaration says, but for
 // its name, and local to the current function.
