@@ -145,7 +145,7 @@ constexpr PASS STEPS[] = {
     {.name = "local group",              .key = "local_group", .gate = GATE::LEVEL_1, .why = "redundancies within extended blocks, parts of objects included", .members = LOCAL_GROUP},
     {.name = "combine_asgs_to_memory",   .key = "combine_asgs_to_memory", .run = combine_stores_late, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "makes one wide assignment of several narrow ones, when no pass looks at the narrow ones any more"},
     {.name = "conditional statements",   .key = "conditional_statements", .gate = GATE::NEVER, .why = "for targets with conditional statements; never runs on this one"},
-    {.name = "allocate_regs",            .key = "allocate_regs", .run = allocate_regs, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = ALL_FACTS, .why = "assigns registers to variables, when no further ones come"},
+    {.name = "allocate_regs",            .key = "allocate_regs", .run = allocate_regs, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = ALL_FACTS & ~facts_of(FACT_live_faint), .why = "assigns registers to variables, when no further ones come"},
     {.name = "output",                   .key = "output", .gate = GATE::NOT_SUPPRESSED, .need = NEED::NEEDED, .why = "writes the begin record, runs the final group, writes symbols and blocks", .members = OUTPUT},
     {.name = "restore options",          .key = "restore_options", .need = NEED::NEEDED, .run = end_own_options, .why = "ends the function's own options"},
 };
