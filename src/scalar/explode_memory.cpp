@@ -19,15 +19,30 @@ NODE* member_of(NODE* base, TYPE_PART* member) {
     return new_binary(OP_STDOT, type->kind == TK_BITFIELD ? type_strip(type->base) : type, base, field);
 }
 
+// What the object lies in promises the alignment; a packed structure does not.
+bool is_aligned_object(const NODE* object, uint32_t align) {
+    for (; object->op == OP_STDOT || object->op == OP_STREF; object = object->left) {
+        if (static_cast<const TYPE*>(object->right->ref)->align < align) return false;
+        if (object->op == OP_STREF) return true;
+    }
+    return object->op == OP_NAME ? object->symbol()->align >= align
+                                 : type_strip(object->type)->align >= align;
+}
+
 // `type` at a distance from the start of the object.
 NODE* object_behind(NODE* base, int64_t offset, TYPE* type) {
+    const bool is_aligned = is_aligned_object(base, type->align) && offset % type->align == 0;
     TYPE* pointer = type_package()->make_pointer(type);
     NODE* address = new_unary(OP_UAND, pointer, base);
     if (offset != 0)
         address = new_binary(OP_PLUS, pointer, address,
                              new_icon(type_package()->int_type(), int96_from_int64(offset)));
+    if (!is_aligned) address = new_unary(OP_NONALIGN, pointer, address);
     return new_unary(OP_UMULT, type, address);
 }
+
+// Bytes from the start of the part to its end.
+int64_t size_of(const PART& part) { return part.bitfield ? 0 : part.bits.count / 8; }
 
 // The member in which the part lies; of a union's the one that is the part, or else the first that can hold
 // it.
@@ -41,7 +56,8 @@ TYPE_PART* member_with(const TYPE* type, int64_t offset, const PART& part) {
         if (!part.bitfield && member->value == offset && type_is_scalar(member->type) &&
             same_values(member->type, part.type))
             return member;
-        if (!found && !type_is_scalar(member->type)) found = member;
+        const bool holds = offset + size_of(part) <= member->value + int64_t{member->type->size};
+        if (!found && holds && !type_is_scalar(member->type)) found = member;
     }
     return found;
 }
@@ -51,7 +67,7 @@ TYPE_PART* member_with(const TYPE* type, int64_t offset, const PART& part) {
 NODE* object_of_part(NODE* base, int64_t offset, const PART& part) {
     for (;;) {
         TYPE* type = type_strip(base->type);
-        if (type->kind == TK_ARRAY && type->base->size > 0) {
+        if (type->kind == TK_ARRAY && type->base->size > 0 && size_of(part) <= int64_t{type->base->size}) {
             TYPE* element = type_strip(type->base);
             const int64_t start = offset / element->size * element->size;
             base = object_behind(base, start, element);

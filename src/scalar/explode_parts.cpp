@@ -5,7 +5,7 @@
 //   2. What is read as a whole needs all that is in it, not only the parts that are accessed by name. The
 //      type tells: members of structures, elements of arrays. Of a union those that are accessed must be all
 //      of it; without accesses one member that fills it stands for it, one without floating-point arithmetic
-//      if there is one.
+//      if there is one. What is smaller than a word is moved by words.
 #include <algorithm>
 
 #include "ir/call.h"
@@ -240,6 +240,38 @@ bool find_unnamed(EXPLODED& variable, const std::vector<PART>& leaves) {
     return true;
 }
 
+// The word can be moved at once: nothing uses a part of it by itself.
+bool is_moved_at_once(const EXPLODED& variable, BIT_RANGE word) {
+    const auto cuts = [&](const auto& range) {
+        return overlap(range.bits, word) && !covers(range.bits, word);
+    };
+    return std::ranges::none_of(variable.wholes, cuts) && std::ranges::none_of(variable.fills, cuts) &&
+           std::ranges::none_of(variable.parts, [&](const PART& part) { return overlap(part.bits, word); });
+}
+
+// What is smaller than a word and has no name is moved by words, padding and all. Not where another variable
+// is copied from or to, since that one may have other parts.
+void join_words(EXPLODED& variable) {
+    constexpr int64_t WORD = 4;
+    const bool is_aligned = type_strip(variable.symbol->type)->align >= WORD;
+    if (!is_aligned || std::ranges::any_of(variable.wholes, &WHOLE_USE::of_two)) return;
+    std::vector<PART> joined;
+    for (const PART& part : variable.unnamed) {
+        const int64_t offset = part.bits.first / (8 * WORD) * WORD;
+        const BIT_RANGE word = range_of_bytes(offset, WORD);
+        if (!joined.empty() && covers(joined.back().bits, part.bits)) continue;
+        const bool joins = part.bits.count < 8 * WORD && covers(word, part.bits) &&
+                           offset + WORD <= int64_t{variable.symbol->size} &&
+                           is_moved_at_once(variable, word);
+        joined.push_back(joins ? PART{.bits = word,
+                                      .offset = offset,
+                                      .type = type_package()->unsigned_int_type(),
+                                      .bitfield = nullptr}
+                               : part);
+    }
+    variable.unnamed = joined;
+}
+
 bool has_shape(const EXPLODED& variable) {
     return variable.symbol->size == type_strip(variable.symbol->type)->size;
 }
@@ -260,6 +292,8 @@ void complete_parts(EXPLODED& variable) {
     LEAVES leaves{variable};
     variable.may_copy_members = has_shape(variable) && add_leaves(leaves, variable.symbol->type, 0, 0) &&
                                 find_unnamed(variable, leaves.found);
+    sort_parts(variable.unnamed);
+    join_words(variable);
     keep_cut(variable, variable.unnamed);
     for (const PART& part : variable.unnamed) variable.may_copy_members &= !part.why_it_stays;
 }

@@ -386,7 +386,9 @@ std::vector<NODE*> simplified(const REWRITING& rewriting) {
     std::vector<NODE*> trees;
     const auto add = [&](NODE* tree) {
         tree = simplify_tree(tree);
-        const bool is_value = opcode_fact(tree->op).kind == OPCODE_CLASS::VALUE && !tree_is_statement(tree);
+        const OPCODE_CLASS kind = opcode_fact(tree->op).kind;
+        const bool is_value =
+            (kind == OPCODE_CLASS::VALUE || kind == OPCODE_CLASS::COMMUTES) && !tree_is_statement(tree);
         if (!is_value) trees.push_back(tree);
     };
     for (NODE* tree : rewriting.before) add(tree);

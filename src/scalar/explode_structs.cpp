@@ -124,7 +124,7 @@ std::string parts_text(const EXPLODED& variable) {
         if (part.symbol)
             append_text(text,
                         decision_text("{}{} at {}", text.empty() ? "" : ", ", part.symbol, part.offset));
-    return text;
+    return text.empty() ? "nothing" : text;
 }
 
 void make_symbols(EXPLODED& variable) {
