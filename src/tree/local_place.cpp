@@ -8,7 +8,7 @@ namespace pelorus {
 
 namespace {
 
-bool is_bitfield(const NODE* field) { return field->field_info && field->field_info->flag; }
+bool names_bitfield(const NODE* field) { return field->field_info && field->field_info->flag; }
 
 // Addresses wrap around at 32 bits, so that a large unsigned constant goes back.
 int64_t distance(const NODE* constant) {
@@ -44,12 +44,12 @@ NODE* object_of(LOCAL_PLACE& place, NODE* pointer) {
 LOCAL_PLACE find_variable(LOCAL_PLACE place, NODE* object) {
     while (object) switch (object->op) {
         case OP_STDOT:
-            if (is_bitfield(object->right)) return {};
+            if (names_bitfield(object->right)) return {};
             place.offset += object->right->field_info->value;
             object = object->left;
             break;
         case OP_STREF:
-            if (is_bitfield(object->right)) return {};
+            if (names_bitfield(object->right)) return {};
             place.offset += object->right->field_info->value;
             object = object_of(place, object->left);
             break;
@@ -67,7 +67,7 @@ LOCAL_PLACE find_variable(LOCAL_PLACE place, NODE* object) {
 
 LOCAL_PLACE place_of_object(NODE* lvalue) {
     LOCAL_PLACE place;
-    if ((lvalue->op != OP_STDOT && lvalue->op != OP_STREF) || !is_bitfield(lvalue->right))
+    if ((lvalue->op != OP_STDOT && lvalue->op != OP_STREF) || !names_bitfield(lvalue->right))
         return find_variable(place, lvalue);
     place.bitfield = lvalue->right->field_info;
     place.offset = place.bitfield->value;
