@@ -92,13 +92,36 @@ BLOCK_COPY copy_by_call(NODE* call) {
 
 } // namespace
 
+namespace {
+
+bool is_parameter(const NODE* object) {
+    while (object->op == OP_STDOT) object = object->left;
+    return object->op == OP_NAME && object->symbol()->level == PARAMETER_LEVEL;
+}
+
+// No pointer leads there, so that it does not matter when the address is computed.
+bool is_variable(const NODE* object) {
+    while (object->op == OP_STDOT) object = object->left;
+    return object->op == OP_NAME;
+}
+
+} // namespace
+
+// A parameter is read once, by the copy into its home, which stays.
 BLOCK_COPY block_copy_of(NODE* statement) {
     if (is_call(statement)) return copy_by_call(statement);
-    if (statement->op != OP_STASG || !is_object(statement->left) || !is_object(statement->right)) return {};
-    for (const NODE* side = statement->right; side; side = side->op == OP_STDOT ? side->left : nullptr)
-        if (side->op == OP_NAME && side->symbol()->level == PARAMETER_LEVEL)
-            return {}; // read once, to its home
-    return {BLOCK_COPY::STRUCTURE, statement->left, statement->right, statement->left->type->size};
+    if (statement->op != OP_STASG) return {};
+    NODE* to = statement->left;
+    NODE* from = statement->right;
+    while (from->op == OP_COMMAOP) from = from->right;
+    const bool has_commas = from != statement->right;
+    if (!is_object(to) || !is_object(from) || is_parameter(from)) return {};
+    if (has_commas && !(is_variable(to) && is_variable(from))) return {};
+    return {.kind = BLOCK_COPY::STRUCTURE,
+            .to = to,
+            .from = from,
+            .commas = has_commas ? statement->right : nullptr,
+            .size = to->type->size};
 }
 
 LOCAL_PLACE place_of_target(const BLOCK_COPY& copy) {

@@ -315,6 +315,8 @@ bool copy_members(REWRITING& rewriting, const SIDE& to, const SIDE& from) {
         return false;
     }
     follows(SITE_copy_members, "{}", rewriting.tree);
+    for (NODE* comma = copy.commas; comma && comma != copy.from; comma = comma->right)
+        rewriting.before.push_back(comma->left);
     append(rewriting.before, copies);
     rewriting.tree = nullptr;
     return true;
@@ -325,8 +327,10 @@ void rewrite_block_copy(REWRITING& rewriting) {
     const SIDE to = side_of(rewriting.explosion, place_of_target(copy), copy.size);
     const SIDE from = side_of(rewriting.explosion, place_of_source(copy), copy.size);
     if (!to.variable && !from.variable) return;
-    if (from.variable && !from.has_members) put_together(rewriting, *from.variable, from.bits, copy.from);
-    const bool done = copy_members(rewriting, to, from);
+    const bool reads_memory = from.variable && !from.has_members;
+    if (reads_memory) put_together(rewriting, *from.variable, from.bits, copy.from);
+    const bool done =
+        !(reads_memory && is_assigned_inside(rewriting, *from.variable)) && copy_members(rewriting, to, from);
     if (from.variable && from.has_members && !done)
         put_together(rewriting, *from.variable, from.bits, copy.from);
     if (to.variable && !(done && to.has_members))
@@ -381,22 +385,34 @@ void rewrite_tree(REWRITING& rewriting) {
     if (rewriting.copy.from) rewrite_block_copy(rewriting);
 }
 
+// What is left of an expression whose value nobody wants; null for nothing.
+NODE* without_value(NODE* tree) {
+    const OPCODE_CLASS kind = opcode_fact(tree->op).kind;
+    if (kind != OPCODE_CLASS::VALUE && kind != OPCODE_CLASS::COMMUTES) return tree;
+    return tree_is_statement(tree) ? reduce_to_effects(tree) : nullptr;
+}
+
+void add_statements(std::vector<NODE*>& statements, NODE* tree) {
+    std::vector<NODE*> waiting{tree};
+    while (!waiting.empty()) {
+        NODE* next = waiting.back();
+        waiting.pop_back();
+        if (next->op == OP_COMMAOP)
+            waiting.insert(waiting.end(), {next->right, next->left});
+        else if (NODE* rest = without_value(simplify_tree(next)))
+            statements.push_back(rest);
+    }
+}
+
 // Statements in a row; those of which nothing is left, as x = x, are dropped.
 std::vector<NODE*> simplified(const REWRITING& rewriting) {
     std::vector<NODE*> trees;
-    const auto add = [&](NODE* tree) {
-        tree = simplify_tree(tree);
-        const OPCODE_CLASS kind = opcode_fact(tree->op).kind;
-        const bool is_value =
-            (kind == OPCODE_CLASS::VALUE || kind == OPCODE_CLASS::COMMUTES) && !tree_is_statement(tree);
-        if (!is_value) trees.push_back(tree);
-    };
-    for (NODE* tree : rewriting.before) add(tree);
+    for (NODE* tree : rewriting.before) add_statements(trees, tree);
     if (rewriting.tree && rewriting.is_changed)
-        add(rewriting.tree);
+        add_statements(trees, rewriting.tree);
     else if (rewriting.tree)
         trees.push_back(rewriting.tree);
-    for (NODE* tree : rewriting.after) add(tree);
+    for (NODE* tree : rewriting.after) add_statements(trees, tree);
     return trees;
 }
 

@@ -107,6 +107,8 @@ struct BLOCK_COPY {
     enum KIND : uint8_t { NONE, STRUCTURE, BYTES, SAME_BYTE } kind = NONE;
     NODE* to = nullptr;   // the object; BYTES, SAME_BYTE: its address
     NODE* from = nullptr; // the same; null for SAME_BYTE
+    NODE* commas =
+        nullptr; // STRUCTURE: what `from` stands behind, evaluated before the copy; null for nothing
     int64_t size = 0;
     uint8_t byte = 0; // SAME_BYTE
 };

@@ -117,6 +117,7 @@ static struct point choose(int n) {
     c = n & 1 ? a : b;
     a = b = c;
     c.x += (n & 2 ? a : add(a, c)).y;
+    for (int i = 0; i < n; i++) c = (struct point){c.y + i, c.x}, a = c;
     return one ? c : a;
 }
 
