@@ -138,6 +138,7 @@ void note_part(STATEMENT_NOTES& notes, EXPLODED& variable, const LOCAL_PLACE& pl
 
 void note_whole(STATEMENT_NOTES& notes, EXPLODED& variable, BIT_RANGE bits, bool reads, bool may_copy) {
     if (!is_inside(variable, bits)) return keep_whole(variable, "an access reaches beyond it");
+    variable.is_read_whole |= reads;
     variable.wholes.push_back({bits, notes.weight, reads, may_copy, may_copy && notes.copies_variables});
 }
 
@@ -210,7 +211,7 @@ void note_block_copy(STATEMENT_NOTES& notes) {
 
 void note_exposure(STATEMENT_NOTES& notes, const TREE_ACCESS& access) {
     EXPLODED* variable = find_exploded(notes.explosion, access.symbol);
-    if (variable && std::ranges::find(notes.followed, access.by) == notes.followed.end())
+    if (variable && !std::ranges::binary_search(notes.followed, access.by))
         keep_whole(*variable, "its address is taken");
 }
 
@@ -238,6 +239,7 @@ void note_statement(EXPLOSION& explosion, NODE* tree, int64_t weight) {
             note_lending(notes, access);
         else if (access.kind != ACCESS::EXPOSE)
             note_access(notes, access);
+    std::ranges::sort(notes.followed);
     for (const TREE_ACCESS& access : notes.accesses)
         if (access.kind == ACCESS::EXPOSE) note_exposure(notes, access);
 }

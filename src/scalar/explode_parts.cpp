@@ -313,9 +313,8 @@ void complete_parts(EXPLODED& variable) {
     sort_parts(variable.parts);
     keep_overlapping(variable.parts);
     keep_cut(variable, variable.parts);
-    const bool is_read = std::ranges::any_of(variable.wholes, &WHOLE_USE::reads);
     variable.may_copy_members = !stays_in_part(variable);
-    if (!is_read || !variable.may_copy_members) return;
+    if (!variable.is_read_whole || !variable.may_copy_members) return;
     LEAVES leaves{variable};
     variable.may_copy_members = has_shape(variable) && add_leaves(leaves, variable.symbol->type, 0, 0) &&
                                 find_unnamed(variable, leaves.found);

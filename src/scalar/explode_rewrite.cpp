@@ -33,7 +33,7 @@ struct REWRITING {
     NODE* tree; // null when nothing is left of it
     BLOCK_COPY copy;
     std::vector<TREE_ACCESS> accesses{};
-    std::vector<const EXPLODED*> assigned{}; // variables that it assigns inside, before its own operator
+    std::vector<const EXPLODED*> assigned{}; // inside, before its own operator is done; in order
     std::vector<NODE*> before{};
     std::vector<NODE*> after{};
     bool is_changed = false; // the tree itself
@@ -126,12 +126,8 @@ void rewrite_part(REWRITING& rewriting, EXPLODED& variable, BIT_RANGE bits, cons
 
 // --- 2 ---
 
-bool is_read_whole(const EXPLODED& variable) {
-    return std::ranges::any_of(variable.wholes, &WHOLE_USE::reads);
-}
-
 bool needs_loading(const EXPLODED& variable, const PART& part) {
-    return part.is_read || (is_read_whole(variable) && (part.is_ahead || variable.by_members));
+    return part.is_read || (variable.is_read_whole && (part.is_ahead || variable.by_members));
 }
 
 NODE* part_in_memory(const EXPLODED& variable, const PART& part) {
@@ -184,7 +180,7 @@ void put_in_front(NODE* value, const std::vector<NODE*>& trees) {
 }
 
 bool is_assigned_inside(const REWRITING& rewriting, const EXPLODED& variable) {
-    return std::ranges::find(rewriting.assigned, &variable) != rewriting.assigned.end();
+    return std::ranges::binary_search(rewriting.assigned, &variable);
 }
 
 // `value` is where the variable is read.
@@ -341,7 +337,7 @@ void rewrite_block_copy(REWRITING& rewriting) {
 
 bool is_wanted_in_memory(const EXPLODED& variable, BIT_RANGE bits) {
     if (variable.by_members) return false;
-    return is_read_whole(variable) || std::ranges::any_of(variable.parts, [&](const PART& part) {
+    return variable.is_read_whole || std::ranges::any_of(variable.parts, [&](const PART& part) {
                return part.why_it_stays && overlap(part.bits, bits);
            });
 }
@@ -372,6 +368,7 @@ void note_assigned_inside(REWRITING& rewriting) {
         if (const EXPLODED* variable = exploded_at(rewriting.explosion, place_of_object(access.object)))
             rewriting.assigned.push_back(variable);
     }
+    std::ranges::sort(rewriting.assigned);
 }
 
 void rewrite_tree(REWRITING& rewriting) {

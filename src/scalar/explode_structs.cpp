@@ -83,10 +83,9 @@ int64_t words_in(BIT_RANGE bits) { return (bits.count + 31) / 32; }
 int64_t cost_of_whole(const EXPLODED& variable, const WHOLE_USE& whole, bool by_members) {
     const int64_t saved = by_members && whole.may_copy ? COSTS.copied_word * words_in(whole.bits) : 0;
     if (by_members && whole.of_two) return -saved / 2;
-    const bool is_read = std::ranges::any_of(variable.wholes, &WHOLE_USE::reads);
     const auto is_concerned = [&](const PART& part) {
         if (whole.reads) return part.is_ahead || (by_members && whole.may_copy);
-        return part.is_read || (is_read && (part.is_ahead || by_members));
+        return part.is_read || (variable.is_read_whole && (part.is_ahead || by_members));
     };
     return COSTS.access * count_parts(variable, whole.bits, by_members, is_concerned) - saved;
 }

@@ -72,6 +72,7 @@ struct EXPLODED {
     std::vector<PART> unnamed{};   // those that no access names, if the variable is read as a whole
     std::vector<WHOLE_USE> wholes{};
     std::vector<BYTE_FILL> fills{};
+    bool is_read_whole = false;    // some of `wholes` reads
     bool may_copy_members = false; // its parts are all that a copy has to move
     bool by_members = false;       // copies are made so; else each goes through the variable in memory
     bool is_exploded = false;
