@@ -45,14 +45,9 @@ void compare_with_set(const BB* block) {
                     fast, " and its dominator set says ", slow);
 }
 
-// Leaves no trace, which is the same in all builds, and no tables: they are large, and nobody asked for them.
 void compare_with_sets() {
-    const bool is_kept = fact_is_valid(FACT_dominator_sets);
-    const int debug_output = std::exchange(trace_state.debug_output, 0);
-    if (!is_kept) compute_dominator_sets();
-    trace_state.debug_output = debug_output;
+    const QUIET_DOMINATOR_SETS sets;
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink) compare_with_set(block);
-    if (!is_kept) forget_dominator_sets();
 }
 
 BB* immediate(DIRECTION direction, const BB* block) {
@@ -61,6 +56,16 @@ BB* immediate(DIRECTION direction, const BB* block) {
 }
 
 } // namespace
+
+QUIET_DOMINATOR_SETS::QUIET_DOMINATOR_SETS() : were_there(fact_is_valid(FACT_dominator_sets)) {
+    const int debug_output = std::exchange(trace_state.debug_output, 0);
+    if (!were_there) compute_dominator_sets();
+    trace_state.debug_output = debug_output;
+}
+
+QUIET_DOMINATOR_SETS::~QUIET_DOMINATOR_SETS() {
+    if (!were_there) forget_dominator_sets();
+}
 
 void find_dominators() {
     if (!compute_dominators()) {

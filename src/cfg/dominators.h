@@ -67,6 +67,16 @@ void find_dominator_sets();
 // Gives back the memory of the tables, which hold no longer.
 void forget_dominator_sets();
 
+// The sets of dominators for a check, as long as this lives: it leaves no trace, which is the same in all
+// builds, and no tables that were not there before, since they are large. Needs: dfn.
+struct QUIET_DOMINATOR_SETS {
+    QUIET_DOMINATOR_SETS();
+    ~QUIET_DOMINATOR_SETS();
+    QUIET_DOMINATOR_SETS(const QUIET_DOMINATOR_SETS&) = delete;
+    QUIET_DOMINATOR_SETS& operator=(const QUIET_DOMINATOR_SETS&) = delete;
+    const bool were_there;
+};
+
 // Needs: dominator_sets. One look at a table.
 bool dominates(const BB* block, const BB* other);
 bool post_dominates(const BB* block, const BB* other);

@@ -32,6 +32,10 @@ extern SIMPLIFICATION simplification;
 bool thread_labels();
 // Simplifies the ending IF or SWITCH of a block with two or more successors. True when the block changed.
 bool simplify_ending(BB* block, int aggressive);
+// Where an IF or SWITCH leads when its condition has the value; null for a SWITCH that does not say.
+NODE* leaf_for_value(const NODE* ending, INT96 value);
+// Makes a jump of an ending IF or SWITCH whose condition is an ICON. True when it did.
+bool fold_decided_ending(BB* block);
 // Forgets what is known about equal arms. Before the first sweep, since other passes change any statement.
 void forget_comparisons();
 

@@ -130,7 +130,7 @@ bool thread_labels_of(BB* block) {
 
 bool decide_constant(BB* block, NODE* tree) {
     if (tree->left->op != OP_ICON) return false;
-    NODE* taken = int96_is_zero(tree->left->value()) ? false_leaf(tree) : true_leaf(tree);
+    NODE* taken = leaf_for_value(tree, tree->left->value());
     if (!change(SITE_fold_test, "{} becomes a jump to {}", tree, target_of(taken))) return false;
     become_branch(block, tree->left, taken);
     return true;
@@ -303,13 +303,18 @@ SWITCH_VIEW view_of(const NODE* tree) {
 
 BB* case_target(const NODE* entry) { return target_of(entry->right); }
 
-bool switch_on_constant(BB* block, NODE* tree, const SWITCH_VIEW& view) {
-    if (tree->left->op != OP_ICON) return false;
+NODE* leaf_of_case(const SWITCH_VIEW& view, INT96 value) {
     const NODE* chosen = nullptr;
     for (const NODE* entry : view.cases)
-        if (entry->left->value() == tree->left->value()) chosen = entry;
-    if (!chosen && !view.default_entry) return false;
-    NODE* taken = chosen ? chosen->right : view.default_entry->left;
+        if (entry->left->value() == value) chosen = entry;
+    if (chosen) return chosen->right;
+    return view.default_entry ? view.default_entry->left : nullptr;
+}
+
+bool switch_on_constant(BB* block, NODE* tree) {
+    if (tree->left->op != OP_ICON) return false;
+    NODE* taken = leaf_for_value(tree, tree->left->value());
+    if (!taken) return false;
     if (!change(SITE_fold_switch, "{} leads to {}", tree->left, target_of(taken))) return false;
     become_branch(block, tree->left, taken);
     return true;
@@ -441,7 +446,7 @@ bool peel_case(BB* block, NODE* tree, const SWITCH_VIEW& view) {
 
 bool rewrite_switch(BB* block, NODE* tree) {
     SWITCH_VIEW view = view_of(tree);
-    if (switch_on_constant(block, tree, view) || switch_to_one_target(block, tree, view)) return true;
+    if (switch_on_constant(block, tree) || switch_to_one_target(block, tree, view)) return true;
     if (drop_default_cases(block, tree, view)) return true;
     return compare_instead(block, tree, view) || peel_case(block, tree, view);
 }
@@ -460,6 +465,18 @@ bool thread_labels() {
 }
 
 void forget_comparisons() { comparisons.clear(); }
+
+NODE* leaf_for_value(const NODE* ending, INT96 value) {
+    if (ending->op == OP_IF) return int96_is_zero(value) ? false_leaf(ending) : true_leaf(ending);
+    return leaf_of_case(view_of(ending), value);
+}
+
+bool fold_decided_ending(BB* block) {
+    NODE* tree = ending_tree(block);
+    stand_at(block);
+    if (tree->op == OP_IF) return decide_constant(block, tree);
+    return tree->op == OP_SWITCH && switch_on_constant(block, tree);
+}
 
 bool simplify_ending(BB* block, int aggressive) {
     bool changed = false;

@@ -20,4 +20,8 @@ NODE* converted_value(NODE* value, TYPE* type);
 // that is wanted, neither PLUSPLUS nor MINMIN.
 NODE* expand_operator_assignment(NODE* node);
 
+// The opposite, for an ASG that the operator-assignment `op` was expanded to, and that may have been changed
+// since: it becomes `x op= v` again where it still says that. False, with nothing changed, where it does not.
+bool contract_operator_assignment(NODE* assignment, int32_t op);
+
 } // namespace pelorus

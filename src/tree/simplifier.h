@@ -9,6 +9,7 @@
 #pragma once
 
 #include "ir/node.h"
+#include "tree/fold.h"
 #include "tree/query.h"
 
 namespace pelorus {
@@ -80,7 +81,6 @@ NODE* make_icon(TYPE* type, INT96 value);
 NODE* make_icon(TYPE* type, int64_t value);
 // A relation's answer.
 inline NODE* answer(const NODE* relation, bool holds) { return make_icon(relation->type, holds ? 1 : 0); }
-NODE* make_fcon(TYPE* type, const TARGET_FLOAT& value);
 NODE* make_unary(int32_t op, TYPE* type, NODE* left);
 NODE* make_binary(int32_t op, TYPE* type, NODE* left, NODE* right);
 NODE* make_copy(const NODE* leaf);
@@ -114,13 +114,6 @@ NODE* without(NODE* dropped, NODE* value);
 // The node's operand in its place; the node itself is given back.
 NODE* take_left(NODE* node);
 NODE* take_right(NODE* node);
-
-// --- Constants (fold.cpp) ---
-
-// The value of an operator applied to constants in the type, or null when it has none that is the same on
-// every target (division by zero, conversions out of range). The operands are not used up.
-NODE* fold_unary(const NODE* node);
-NODE* fold_binary(const NODE* node);
 
 // --- The rules, by file ---
 
