@@ -23,6 +23,7 @@
 #include "scalar/assignments.h"
 #include "scalar/explode_structs.h"
 #include "scalar/statements.h"
+#include "ssa/ssa.h"
 #include "support/run.h"
 #include "support/settings.h"
 
@@ -70,11 +71,11 @@ constexpr PASS BUILDING[] = {
 };
 
 constexpr PASS SSA_CONSTANTS[] = {
-    {.name = "build_loop_hierarchy (0, 0, 0)", .key = "build_loop_hierarchy", .why = "dominators for SSA form, and loops, so that a loop without effects goes only when it ends. Without flags: no loop is to change yet. Runs with its first reader"},
-    {.name = "construct_SSA_form",         .key = "construct_SSA_form",        .why = "gives each definition of a variable a version of its own"},
-    {.name = "propagate_SSA_constants (1)", .key = "propagate_SSA_constants",  .why = "finds constants along the ways that can be taken, and folds branches"},
-    {.name = "elim_dead_SSA_assignments",  .key = "elim_dead_SSA_assignments", .why = "drops assignments that nothing with an effect depends on"},
-    {.name = "deconstruct_SSA_form",       .key = "construct_SSA_form",        .why = "back to plain variables, with few copies"},
+    {.name = "build_loop_hierarchy (0, 0, 0)", .key = "build_loop_hierarchy", .why = "loops, so that one without effects goes only when it ends. Without flags: no loop is to change yet. Runs with its first reader"},
+    {.name = "construct_SSA_form",         .key = "construct_SSA_form",        .run = construct_SSA_form, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "gives each definition of a variable a version of its own"},
+    {.name = "propagate_SSA_constants (1)", .key = "propagate_SSA_constants",  .run = propagate_and_fold, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "finds constants along the ways that can be taken, and folds branches"},
+    {.name = "elim_dead_SSA_assignments",  .key = "elim_dead_SSA_assignments", .run = elim_dead_SSA_assignments, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "drops assignments that nothing with an effect depends on"},
+    {.name = "deconstruct_SSA_form",       .key = "construct_SSA_form",        .need = NEED::NEEDED, .run = deconstruct_SSA_form, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "back to plain variables, with few copies"},
 };
 
 constexpr PASS SSA_PROMOTION[] = {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <type_traits>
 
 #include "ir/label.h"
@@ -77,7 +78,8 @@ struct NODE final : BASE_NODE {
     int32_t value_mid; //   LABEL, SKIP, CALL or UCALL; the byte length of an SCON
     int32_t value_lo;  //
     void* ref; // NAME: SYMBOL or null; FIELD: TYPE of the structure; FCON: TARGET_FLOAT; ICALL, UICALL,
-               //   MCALL, UMCALL: name text; LABEL: LABEL_RECORD once resolved
+               //   MCALL, UMCALL: name text; LABEL: LABEL_RECORD once resolved; SSA_PHI: its operands;
+               //   SSA_USE: the block that it comes from
     TYPE_PART* field_info; // FIELD: the member
     uint32_t analysis[2];  // owned by the analyses
     STMT_INFO* stmt_info;  // or null
@@ -158,6 +160,14 @@ NODE* new_unary(int32_t op, TYPE* type, NODE* left);
 NODE* new_binary(int32_t op, TYPE* type, NODE* left, NODE* right);
 NODE* new_name(SYMBOL* symbol, TYPE* type);
 NODE* new_icon(TYPE* type, INT96 value);
+// The operands of an SSA_PHI, which are no subtrees: SSA_USEs in the function zone.
+inline std::span<NODE*> phi_operands(const NODE* phi) {
+    return {static_cast<NODE**>(phi->ref), static_cast<size_t>(phi->value_lo)};
+}
+inline void set_phi_operands(NODE* phi, NODE** operands, int32_t count) {
+    phi->ref = operands;
+    phi->value_lo = count;
+}
 // An ICON of what the integer type keeps of the value; of a number without sign.
 NODE* new_wrapped_icon(TYPE* type, INT96 value);
 NODE* new_wrapped_icon(TYPE* type, uint64_t value);

@@ -400,6 +400,17 @@ void print_version(PRINTER& printer, const NODE* node) {
     if (node->left) schedule(printer, {literal(" "), subtree(node->left, ASSIGNMENT)});
 }
 
+// The operands are no subtrees.
+std::string phi_text(const NODE* phi) {
+    std::string text = "SSA_PHI(";
+    for (const NODE* operand : phi_operands(phi)) {
+        if (operand != phi_operands(phi).front()) text += ", ";
+        text += formatted("BB%ld: ", operand->value_mid) + formatted("USE$%02ld ", operand->value_lo);
+        text += symbol_text(operand->left->symbol());
+    }
+    return text + ")";
+}
+
 // --- One node ---
 
 // True when the node is a leaf and its text was printed.
@@ -415,6 +426,7 @@ bool print_leaf(PRINTER& printer, const NODE* node) {
     case OP_SKIP: printer.out += formatted("SKIP(%ld)", node->value_lo); return true;
     case OP_PPRAGMA: printer.out += pragma_text(node); return true;
     case OP_ASM: printer.out += assembly_text(node); return true;
+    case OP_SSA_PHI: printer.out += phi_text(node); return true;
     default: return false;
     }
 }

@@ -32,7 +32,8 @@ TEST_F(Facts, EditsLoseWhatTheTableSaysAndAllThatIsBuiltFromIt) {
     EXPECT_TRUE(fact_is_valid(FACT_dfn) && fact_is_valid(FACT_dominators) &&
                 fact_is_valid(FACT_call_effects));
     EXPECT_TRUE(fact_is_valid(FACT_loops));
-    EXPECT_FALSE(fact_is_valid(FACT_live) || fact_is_valid(FACT_loop_analyses) || fact_is_valid(FACT_ssa));
+    EXPECT_FALSE(fact_is_valid(FACT_live) || fact_is_valid(FACT_loop_analyses) ||
+                 fact_is_valid(FACT_use_def));
     fact_state.valid = ALL_FACTS;
     lose_facts(EDIT_EDGES);
     EXPECT_EQ(fact_state.valid, facts_of(FACT_candidates, FACT_points_to, FACT_call_effects));
@@ -60,7 +61,7 @@ TEST_F(Facts, WhatIsMissingIsBuiltAfterWhatItIsBuiltFrom) {
     EXPECT_TRUE(fact_is_valid(FACT_dfn)) << "numbers come first";
     build_facts(facts_of(FACT_loops, FACT_loop_analyses));
     EXPECT_EQ(built, "loops analyses ") << "what is valid stays";
-    EXPECT_THROW(build_facts(facts_of(FACT_ssa)), FatalExit) << "nothing builds it";
+    EXPECT_THROW(build_facts(facts_of(FACT_use_def)), FatalExit) << "nothing builds it";
 }
 
 TEST_F(Facts, AnEditThatWasNotReportedIsSeen) {

@@ -195,8 +195,8 @@ TEST_F(Program, LaysAFunctionsOptionsOverTheBaselineAndTakesThemBack) {
     const size_t overriding = text.find("[Overriding options to be \"-Z3 word\" --> -o1 -i1 -Z3]");
     ASSERT_NE(overriding, std::string::npos) << text;
     const size_t restoring = text.find("[Restoring options --> -o2 -i7]", overriding);
-    EXPECT_GT(text.find("SSA constants", overriding), restoring) << "step 11 is not for level 1";
-    EXPECT_NE(text.find("SSA constants", restoring), std::string::npos)
+    EXPECT_GT(text.find("SSA promotion", overriding), restoring) << "step 12 is not for level 1";
+    EXPECT_NE(text.find("SSA promotion", restoring), std::string::npos)
         << "the next function has level 2 again";
 
     file.records.add(record(94, BYTES().u(PK_OPTIONS).u(1).s("-o0")));
@@ -204,7 +204,7 @@ TEST_F(Program, LaysAFunctionsOptionsOverTheBaselineAndTakesThemBack) {
     expect_run("in.if -o2 --trace", 0, "");
     EXPECT_NE(get("in.odb").find("[Global override:  -o0]\n[Overriding options to be \"-o0\" --> -o0 -i1]"),
               std::string::npos);
-    EXPECT_EQ(get("in.odb").find("SSA constants"), std::string::npos)
+    EXPECT_EQ(get("in.odb").find("SSA promotion"), std::string::npos)
         << "the file's options hold for every function";
 }
 

@@ -1,0 +1,268 @@
+// Conditional constant propagation; see ssa.h.
+//
+//      x = 1;                              x is 1 in the test and behind it: only the way over the first arm
+//      if (x) y = 2; else y = f();         is taken, so that y is 2
+//
+//   1. Values go from NOTHING to what is known (known_values.h), along the edges that can be taken: a block
+//      is looked at when the first edge to it was found, a statement again when a version in it is known to
+//      be less constant than before. A phi is what the operands are that come over edges found so far.
+//   2. Uses of versions that are constants become the constants, and their statements are simplified.
+//   3. Branches whose conditions are decided become jumps, and what nothing reaches any more goes.
+//
+// Each version changes at most three times, so the whole is linear in the uses.
+//
+// What it does not do: follow values through memory, or learn from the test on an edge.
+//
+// Wegman, Zadeck: Constant Propagation with Conditional Branches. TOPLAS 13 (1991).
+#include <algorithm>
+#include <unordered_set>
+
+#include "cfg/simplify.h"
+#include "cfg/statement_edit.h"
+#include "ir/effects.h"
+#include "ir/node_storage.h"
+#include "ir/stmt.h"
+#include "ir/tree_text.h"
+#include "ir/walk.h"
+#include "ssa/known_values.h"
+#include "ssa/ssa.h"
+#include "support/decision.h"
+#include "tree/access.h"
+#include "tree/query.h"
+#include "tree/simplify.h"
+
+namespace pelorus {
+
+namespace {
+
+// A statement that defines versions, or the ending of a block.
+struct SITE_OF_VALUE {
+    BB* block;
+    STMT* cell;
+};
+
+struct PROPAGATION {
+    std::vector<KNOWN_VALUE> values{};               // by version
+    std::vector<std::vector<SITE_OF_VALUE>> users{}; // by version
+    std::vector<std::vector<STMT*>> defining{};      // by block number: statements with definitions
+    std::vector<bool> reached{};                     // by block number
+    std::unordered_set<uint64_t> edges{};            // that can be taken
+    std::vector<std::pair<BB*, BB*>> new_edges{};    //
+    std::vector<int32_t> changed{};                  // versions
+};
+
+size_t number_of(const BB* block) { return static_cast<size_t>(block->dfn); }
+
+uint64_t key_of_edge(const BB* from, const BB* to) { return uint64_t{number_of(from)} << 32 | number_of(to); }
+
+// --- 1 ---
+
+void note_statement(PROPAGATION& all, BB* block, STMT* cell) {
+    const bool defines = has_definition(cell->tree);
+    if (defines) all.defining[number_of(block)].push_back(cell);
+    if (!defines && cell != block->last_stmt) return;
+    const auto note_use = [&](const NODE* name) {
+        all.users[static_cast<size_t>(version_of(name))].push_back({block, cell});
+    };
+    if (is_phi(cell->tree)) {
+        for (const NODE* operand : phi_operands(cell->tree->left->right)) note_use(operand->left);
+        return;
+    }
+    for_each_node(cell->tree, [&](const NODE* node) {
+        if (version_of(node)) note_use(node);
+    });
+}
+
+// What nothing of the function writes may be anything: it is not what the optimizer says that it is.
+PROPAGATION start_propagation() {
+    PROPAGATION all;
+    all.values.resize(ssa_form.versions.size());
+    all.users.resize(ssa_form.versions.size());
+    all.defining.resize(static_cast<size_t>(flow_graph.bb_count) + 1);
+    all.reached.resize(static_cast<size_t>(flow_graph.bb_count) + 1);
+    for (size_t version = 1; version < ssa_form.versions.size(); ++version)
+        if (!ssa_form.versions[version].definition) all.values[version] = ANY_VALUE;
+    for (BB* block = flow_graph.bb_list; block; block = block->dflink)
+        for (STMT* cell = block->stmts; cell; cell = cell->next) note_statement(all, block, cell);
+    return all;
+}
+
+void learn(PROPAGATION& all, int32_t version, const KNOWN_VALUE& value) {
+    KNOWN_VALUE& known = all.values[static_cast<size_t>(version)];
+    const KNOWN_VALUE both = either_value(known, value);
+    if (is_same_value(both, known)) return;
+    known = both;
+    all.changed.push_back(version);
+}
+
+void take_edge(PROPAGATION& all, BB* from, BB* to) {
+    if (all.edges.insert(key_of_edge(from, to)).second) all.new_edges.emplace_back(from, to);
+}
+
+KNOWN_VALUE value_of_phi(const PROPAGATION& all, const BB* block, const NODE* phi) {
+    KNOWN_VALUE value;
+    for (const NODE* operand : phi_operands(phi))
+        if (all.edges.contains(key_of_edge(block_of_operand(operand), block)))
+            value = either_value(value, all.values[static_cast<size_t>(operand->value_lo)]);
+    return value;
+}
+
+void look_at_definitions(PROPAGATION& all, const BB* block, const NODE* tree) {
+    if (is_phi(tree)) return learn(all, tree->value_lo, value_of_phi(all, block, tree->left->right));
+    for_each_node(tree, [&](const NODE* node) {
+        if (node->op != OP_SSA_DEF) return;
+        const NODE* assignment = node->left;
+        const SYMBOL* variable = ssa_form.versions[static_cast<size_t>(node->value_lo)].variable;
+        learn(all, node->value_lo,
+              value_as(known_value(assignment->right, all.values), assignment->right->type, variable->type));
+    });
+}
+
+// Where the block can lead as far as is known.
+void look_at_ending(PROPAGATION& all, BB* block) {
+    const NODE* tree = ending_tree(block);
+    if (tree->op == OP_IF || tree->op == OP_SWITCH) {
+        const KNOWN_VALUE value = known_value(tree->left, all.values);
+        if (value.known == KNOWN::NOTHING) return;
+        const bool is_decided = is_zero_value(value) || (tree->op == OP_IF && is_not_zero(value)) ||
+                                (value.known == KNOWN::CONSTANT && value.op == OP_ICON);
+        const INT96 number = value.op == OP_ICON ? value.integer : int96_signed(1);
+        if (is_decided)
+            if (const NODE* leaf = leaf_for_value(tree, number))
+                return take_edge(all, block, target_of(leaf));
+    }
+    for (const BB_LIST* edge = block->succs; edge; edge = edge->next) take_edge(all, block, edge->block);
+}
+
+void look_at_block(PROPAGATION& all, BB* block) {
+    const bool is_new = !all.reached[number_of(block)];
+    all.reached[number_of(block)] = true;
+    for (const STMT* cell : all.defining[number_of(block)])
+        if (is_new || is_phi(cell->tree)) look_at_definitions(all, block, cell->tree);
+    if (is_new) look_at_ending(all, block);
+}
+
+void propagate(PROPAGATION& all) {
+    look_at_block(all, flow_graph.bb_list);
+    while (!all.new_edges.empty() || !all.changed.empty()) {
+        if (!all.new_edges.empty()) {
+            BB* to = all.new_edges.back().second;
+            all.new_edges.pop_back();
+            look_at_block(all, to);
+            continue;
+        }
+        const int32_t version = all.changed.back();
+        all.changed.pop_back();
+        for (const SITE_OF_VALUE& user : all.users[static_cast<size_t>(version)]) {
+            if (!all.reached[number_of(user.block)]) continue;
+            look_at_definitions(all, user.block, user.cell->tree);
+            if (user.cell == user.block->last_stmt) look_at_ending(all, user.block);
+        }
+    }
+}
+
+// --- 2 ---
+
+// The address of an object is worth a name of its own, but not where it is followed at once.
+bool is_worth_writing(const KNOWN_VALUE& value) {
+    return value.known == KNOWN::CONSTANT && value.op != OP_UAND;
+}
+
+bool replace_use(const PROPAGATION& all, NODE* name) {
+    const KNOWN_VALUE value = known_value(name, all.values);
+    if (!is_worth_writing(value)) return false;
+    NODE* constant = tree_of_value(value, name->type);
+    const bool granted = change(SITE_ssa_constant, "{} is {}", name->symbol(), constant);
+    if (granted) *name = *constant;
+    erase_node(constant);
+    return granted;
+}
+
+// True when nothing is left of the statement, and the cell holds the next one.
+bool simplify_statement(BB* block, STMT* cell) {
+    NODE* assignment = definition_of(cell->tree);
+    NODE*& place = assignment ? assignment->right : cell->tree;
+    if (has_definition(place)) return false;
+    place = simplify_tree(place);
+    if (assignment || cell == block->last_stmt) return false;
+    cell->tree = reduce_to_effects(cell->tree);
+    if (cell->tree) return false;
+    remove_cell(block, cell);
+    return true;
+}
+
+// True when nothing is left of the statement.
+bool replace_uses(const PROPAGATION& all, BB* block, STMT* cell) {
+    if (is_phi(cell->tree) || cell->tree->op == OP_URETURN) return false; // which want names
+    std::vector<NODE*> names;
+    for_each_access(cell->tree, [&](const TREE_ACCESS& access) {
+        if (access.kind == ACCESS::USE && access.name && is_plain(access) && version_of(access.name))
+            names.push_back(access.name);
+    });
+    bool replaced = false;
+    for (NODE* name : names) replaced |= replace_use(all, name);
+    return replaced && simplify_statement(block, cell);
+}
+
+// A condition that is decided without being a constant: that a pointer is not null, say.
+void write_decided_condition(const PROPAGATION& all, BB* block) {
+    NODE* tree = ending_tree(block);
+    if (tree->op != OP_IF || tree->left->op == OP_ICON || tree_has_effects(tree->left)) return;
+    const KNOWN_VALUE value = known_value(tree->left, all.values);
+    if (!is_not_zero(value) && !is_zero_value(value)) return;
+    if (!change(SITE_ssa_condition, "{} is {}", tree->left, is_not_zero(value) ? "not 0" : "0")) return;
+    erase_tree(tree->left);
+    tree->left = new_icon(type_package()->int_type(), int96_signed(is_not_zero(value)));
+}
+
+void replace_in_block(const PROPAGATION& all, BB* block) {
+    for (STMT* cell = block->stmts; cell;) {
+        stand_at(block, cell);
+        if (!replace_uses(all, block, cell)) cell = cell->next;
+    }
+    write_decided_condition(all, block);
+}
+
+// --- 3 ---
+
+bool fold_branches() {
+    bool folded = false;
+    for (BB* block = flow_graph.bb_list; block; block = block->dflink) folded |= fold_decided_ending(block);
+    return folded;
+}
+
+} // namespace
+
+void prune_phi_operands() {
+    for (BB* block = flow_graph.bb_list; block; block = block->dflink)
+        for (const STMT* cell = block->stmts; is_phi(cell->tree); cell = cell->next) {
+            NODE* phi = cell->tree->left->right;
+            const std::span<NODE*> operands = phi_operands(phi);
+            int32_t kept = 0;
+            for (NODE* operand : operands) {
+                if (!in_set(block->preds, block_of_operand(operand))) continue;
+                operand->value_mid = block_of_operand(operand)->dfn;
+                operands[static_cast<size_t>(kept++)] = operand;
+            }
+            set_phi_operands(phi, operands.data(), kept);
+        }
+}
+
+bool propagate_SSA_constants(bool fold) {
+    if (!ssa_form.stands) return false;
+    const CHANGE_MARK mark;
+    PROPAGATION all = start_propagation();
+    propagate(all);
+    for (BB* block = flow_graph.bb_list; block; block = block->dflink)
+        if (all.reached[number_of(block)]) replace_in_block(all, block);
+    if (!mark.any()) return false;
+    trees_changed();
+    if (fold && fold_branches()) {
+        renumber_cfg();
+        prune_phi_operands();
+    }
+    check_SSA_form();
+    return true;
+}
+
+} // namespace pelorus
