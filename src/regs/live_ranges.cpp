@@ -21,11 +21,11 @@ namespace {
 
 // How often a block runs is estimated from the loops around it: ten times for each, as is usual where nothing
 // has been measured. Deeper nests than six are told apart no more.
-struct TUNING {
+struct FREQUENCY {
     double trips = 10;
     int32_t deepest = 6;
 };
-constexpr TUNING tuning;
+constexpr FREQUENCY frequency;
 
 constexpr int32_t PLACES = 4; // of a statement
 constexpr int32_t CALLS = 1, ASSIGNMENTS = 2;
@@ -124,7 +124,7 @@ void walk_statement(WALK& walk, const NODE* tree, int32_t number) {
 }
 
 void walk_block(WALK& walk, const BB* block, int32_t first, int32_t depth) {
-    walk.weight = std::pow(tuning.trips, std::min(depth, tuning.deepest));
+    walk.weight = std::pow(frequency.trips, std::min(depth, frequency.deepest));
     walk.trees.clear();
     for (const STMT* cell = block->stmts; cell; cell = cell->next) walk.trees.push_back(cell->tree);
     const int32_t behind = first + static_cast<int32_t>(walk.trees.size());
