@@ -81,6 +81,23 @@ const LOCAL& local_slot(EMITTER& emitter, const SYMBOL* symbol) {
     return local;
 }
 
+bool take_place_of_parameter(EMITTER& emitter, const SYMBOL* home, const SYMBOL* parameter) {
+    if (parameter->level != PARAMETER_LEVEL || !argument_number(home) || emitter.locals.contains(home) ||
+        strcmp(home->name, parameter->name))
+        return false;
+    const TYPE* type = type_strip(home->declared_type);
+    const auto place = emitter.locals.find(parameter);
+    if (place == emitter.locals.end() || place->second.is_value || type_is_volatile(home->declared_type) ||
+        home->size > type->size || place->second.align < std::max({home->align, type->align, 1u}))
+        return false;
+    const LOCAL local = place->second;
+    emitter.locals[home] = local;
+    put(emitter.slots,
+        debug_place(emitter.module.debug, home,
+                    debug_variable(emitter.module.debug, home, argument_number(home)), local.text));
+    return true;
+}
+
 TREE_LIST list_items(const NODE* list) {
     TREE_LIST items;
     for (; list->op == OP_COMMA; list = list->left) items.push_back(list->right);

@@ -93,6 +93,11 @@ uint32_t argument_number(const SYMBOL* variable);
 // The slot of a variable of the function.
 const LOCAL& local_slot(EMITTER& emitter, const SYMBOL* symbol);
 
+// The copy of a structure from a parameter into its home, which nobody sees when the home takes the
+// parameter's place, since nothing else names that. False for other copies, and where the home must be
+// placed otherwise.
+bool take_place_of_parameter(EMITTER& emitter, const SYMBOL* home, const SYMBOL* parameter);
+
 using TREE_LIST = std::vector<const NODE*>;
 // The items of a left-leaning list of COMMA, first one first.
 TREE_LIST list_items(const NODE* list);

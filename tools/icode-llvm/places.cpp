@@ -220,6 +220,10 @@ VALUE emit_assignment(EMITTER& emitter, const NODE* tree) {
     if (int32_t op = plain_operator(tree->op); op != OP_NOP) return compound_assignment(emitter, tree, op);
     if (tree->op != OP_ASG && tree->op != OP_STASG)
         refuse(emitter.module, "%s (opcode %d) cannot be translated", opcode_name(tree->op), tree->op);
+    const bool copies_name = tree->left->op == OP_NAME && tree->right->op == OP_NAME;
+    if (tree->op == OP_STASG && copies_name && tree->left->ref && tree->right->ref &&
+        take_place_of_parameter(emitter, tree->left->symbol(), tree->right->symbol()))
+        return load(emitter, emit_place(emitter, tree->left));
     PLACE place = emit_place(emitter, tree->left);
     if (ltype_of(place.type) == LTYPE::MEMORY) {
         store_structure(emitter, place, emit_value(emitter, tree->right));
