@@ -13,7 +13,7 @@
                 statistics, with a limit, with a trace; and against another build of it, with --against
   variables     one function of 1,000 to 64,000 statements with 10 to 10,000 variables at level 2: time for each statement
   levels        ARM instructions that each example executes at levels 1 and 2, and at level 2 without the passes over assignments and
-                without the loop hierarchy, against level 0, counted as below, without mem2reg on our side; and the operations that icode-run counts for it
+                without the loop hierarchy, against level 0, counted as below; and the operations that icode-run counts for it
   inline        ARM instructions that each example executes, and the size of its code, at levels 3 and 4, as a part of a program and as the
                 whole of it (-op2), against level 2 and against clang's IR after opt-19 O2; everything through llc-19 -O2 as above
   limits        the same for levels 1 to 4 with several limits of inline expansion, against no expansion; below level 3, where only what is
@@ -22,7 +22,9 @@
                 split tests; llc-19 keeps the layout in one group of columns and makes its own in the other
   instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
-                through llc-19 -O2. A second table has our side without mem2reg.
+                through llc-19 -O2, and nothing else on our side
+  registers     the same of each kernel of bench/pressure.c, which have more variables at once than there are registers: at levels 1 and 2 as it
+                is, with variables in memory for which no register is free, and with all of them in memory
   expressions   what is left of each function of bench/expressions.c: operators of our trees before and after level 2, instructions of
                 clang's IR after opt-19 with instcombine; and the ARM instructions of both after llc-19 -O2, returns not counted
   interpreter   operations a second that icode-run executes, on the examples after pelorus at level 2, and its time against that of
@@ -416,12 +418,11 @@ class Bench:
         optimized, stem = self.folder / "expressions.opt", self.folder / "expressions"
         run(self.tools / "pelorus", "-o2", icode, optimized)
         run(self.tools / "icode-llvm", optimized, "-o", f"{stem}.ll")
-        run("opt-19", "-passes=mem2reg", f"{stem}.ll", "-o", f"{stem}.ours.bc")
         run("opt-19", "-passes=mem2reg,instcombine", bitcode, "-S", "-o", f"{stem}.peer.ll")
         peer = re.findall(r"^define [^\n]*@(\w+)\([^\n]*\{$(.*?)^\}", pathlib.Path(f"{stem}.peer.ll").read_text(), re.M | re.S)
         peer = {name: len(re.findall(r"^  (?!ret |br )", body, re.M)) for name, body in peer}
         before, after = self.operators(icode), self.operators(optimized)
-        ours_arm, peer_arm = self.arm_instructions(f"{stem}.ours.bc"), self.arm_instructions(f"{stem}.peer.ll")
+        ours_arm, peer_arm = self.arm_instructions(f"{stem}.ll"), self.arm_instructions(f"{stem}.peer.ll")
         print("\nOperators left of an expression; instructions\n")
         print("| function | operators before | after | opt-19 instcombine | ARM instructions | of opt-19 |\n|---|---|---|---|---|---|")
         for name in before:
@@ -461,38 +462,71 @@ class Bench:
             ir = f"{stem}.bc"
         run("llc-19", "-O2", *options, "-relocation-model=pic", "-filetype=obj", ir, "-o", f"{stem}.o")
         run("arm-linux-gnueabihf-gcc", "-static", f"{stem}.o", "-o", stem, "-lm")
+        return self.executions(stem)
+
+    def executions(self, program, *arguments):
+        """Instructions that a run of the program executes."""
         count = self.folder / "count"
-        subprocess.run(["qemu-arm", "-plugin", f"file={self.counter},out={count}", stem], capture_output=True)
+        subprocess.run(["qemu-arm", "-plugin", f"file={self.counter},out={count}", program, *arguments], capture_output=True)
         return int(count.read_text())
 
     def instructions(self, examples):
         base = self.start_counting()
-        counts = {source.stem: self.counts(source, base) for source in examples}
-        for promoted in (True, False):
-            print(f"\nInstructions executed, {'with' if promoted else 'without'} mem2reg on our side: ratio of level to peer\n")
-            columns = [(level, peer) for peer in PEERS for level in LEVELS]
-            print("| example | clang mem2reg (thousands) | " + " | ".join(f"{level}/{peer}" for level, peer in columns) + " |")
-            print("|---" * (len(columns) + 2) + "|")
-            for name, (ours, peers) in counts.items():
-                ratios = " | ".join(f"{ours[level, promoted] / peers[peer]:.2f}" for level, peer in columns)
-                print(f"| {name} | {peers['mem2reg'] / 1e3:.0f} | {ratios} |")
+        print("\nInstructions executed, as ratios to the peer: levels " + ", ".join(str(level) for level in LEVELS) + "\n")
+        print("| example | clang mem2reg (thousands) | " + " | ".join(f"/ {peer}" for peer in PEERS) + " |\n" + "|---" * (len(PEERS) + 2) + "|")
+        all_ratios = []
+        for source in examples:
+            ours, peers = self.counts(source, base)
+            ratios = [[count / peers[peer] for count in ours] for peer in PEERS]
+            all_ratios.append(ratios)
+            print(f"| {source.stem} | {peers['mem2reg'] / 1e3:.0f} | {self.level_texts(ratios)} |", flush=True)
+        for name, together in (("geometric mean", statistics.geometric_mean), ("worst", max)):
+            print(f"| {name} |  | {self.level_texts([[together(level) for level in zip(*peer)] for peer in zip(*all_ratios)])} |")
+
+    @staticmethod
+    def level_texts(ratios):
+        return " | ".join(", ".join(f"{ratio:.2f}" for ratio in levels) for levels in ratios)
 
     def counts(self, source, base):
+        """Instructions at each level, and of each peer."""
         icode, bitcode = self.both_forms(source)
         peers = {peer: self.executed(bitcode, passes) - base for peer, passes in PEERS.items()}
-        ours = {}
         known = {}  # by the optimizer's output: equal icode runs once
+        ours = []
         for level in LEVELS:
-            output = self.folder / "level.opt"
-            run(self.tools / "pelorus", f"-o{level}", icode, output)
-            ir = self.folder / "level.ll"
-            run(self.tools / "icode-llvm", output, "-o", ir)
-            for promoted in (True, False):
-                key = (ir.read_bytes(), promoted)
-                if key not in known:
-                    known[key] = self.executed(ir, "mem2reg" if promoted else None) - base
-                ours[level, promoted] = known[key]
+            ir = self.ir_of(icode, f"-o{level}")
+            text = ir.read_bytes()
+            if text not in known:
+                known[text] = self.executed(ir, None) - base
+            ours.append(known[text])
         return ours, peers
+
+    def ir_of(self, icode, *options):
+        """LLVM's IR of the icode after pelorus."""
+        output, ir = self.folder / "level.opt", self.folder / "level.ll"
+        run(self.tools / "pelorus", *options, icode, output)
+        run(self.tools / "icode-llvm", output, "-o", ir)
+        return ir
+
+    def registers(self):
+        self.build_counter()
+        icode, bitcode = self.both_forms(ROOT / "bench" / "pressure.c")
+        kernels = {"stream": "s", "wide": "w", "nested": "n", "product": "p", "calling": "c"}
+
+        def count(ir, passes):
+            self.executed(ir, passes)
+            base, *counts = (self.executions(self.folder / "program", kernel) for kernel in ("", *kernels.values()))
+            return [count - base for count in counts]
+
+        columns = {"clang O2": count(bitcode, "default<O2>")}
+        for level in (1, 2):
+            for name, options in (("", []), (", spilled early", ["--debug=spill"]), (", in memory", ["--disable=allocate_regs"])):
+                columns[f"level {level}{name}"] = count(self.ir_of(icode, f"-o{level}", *options), None)
+        peer = count(bitcode, "mem2reg")
+        print("\nMore variables than registers: instructions executed, as ratios to clang's mem2reg\n")
+        print(f"| kernel | clang mem2reg (thousands) | {' | '.join(columns)} |\n" + "|---" * (len(columns) + 2) + "|")
+        for number, kernel in enumerate(kernels):
+            print(f"| {kernel} | {peer[number] / 1e3:.0f} | " + " | ".join(f"{counts[number] / peer[number]:.3f}" for counts in columns.values()) + " |")
 
 
 def main():
@@ -500,10 +534,10 @@ def main():
     parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, graphs, callgraph, variables, decisions, levels, inline, limits, layout, expressions, interpreter, instructions; all when none is named")
+    parser.add_argument("tables", nargs="*", help="files, growth, shapes, graphs, callgraph, variables, decisions, levels, inline, limits, layout, expressions, interpreter, instructions, registers; all when none is named")
     arguments = parser.parse_args()
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "graphs", "callgraph", "variables", "decisions", "levels", "inline", "limits", "layout", "expressions", "interpreter", "instructions"]
+    wanted = arguments.tables or ["files", "growth", "shapes", "graphs", "callgraph", "variables", "decisions", "levels", "inline", "limits", "layout", "expressions", "interpreter", "instructions", "registers"]
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
         bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
         if "files" in wanted:
@@ -534,6 +568,8 @@ def main():
             bench.interpreter(examples)
         if "instructions" in wanted:
             bench.instructions(examples)
+        if "registers" in wanted:
+            bench.registers()
 
 
 if __name__ == "__main__":
