@@ -299,6 +299,14 @@ void join_words(EXPLODED& variable) {
     variable.unnamed = joined;
 }
 
+// Padding would be lost where members are copied. Programs clear it with memset and compare bytes.
+bool has_padding(const EXPLODED& variable) {
+    int64_t bits = 0;
+    for (const std::vector<PART>* parts : {&variable.parts, &variable.unnamed})
+        for (const PART& part : *parts) bits += part.bits.count;
+    return bits < 8 * int64_t{variable.symbol->size};
+}
+
 bool has_shape(const EXPLODED& variable) {
     return variable.symbol->size == type_strip(variable.symbol->type)->size;
 }
@@ -321,7 +329,7 @@ void complete_parts(EXPLODED& variable) {
     sort_parts(variable.unnamed);
     join_words(variable);
     keep_cut(variable, variable.unnamed);
-    variable.may_copy_members &= variable.unnamed.size() <= MOST_UNNAMED;
+    variable.may_copy_members &= variable.unnamed.size() <= MOST_UNNAMED && !has_padding(variable);
     for (const PART& part : variable.unnamed) variable.may_copy_members &= !part.why_it_stays;
 }
 
