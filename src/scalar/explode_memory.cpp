@@ -19,8 +19,14 @@ NODE* member_of(NODE* base, TYPE_PART* member) {
     return new_binary(OP_STDOT, type->kind == TK_BITFIELD ? type_strip(type->base) : type, base, field);
 }
 
-// What the object lies in promises the alignment; a packed structure does not.
+bool may_lie_anywhere(const NODE* address) {
+    return any_node(address, [](const NODE* node) { return node->op == OP_NONALIGN; });
+}
+
+// What the object lies in promises the alignment; a packed structure does not, nor a pointer to what may lie
+// anywhere.
 bool is_aligned_object(const NODE* object, uint32_t align) {
+    if (may_lie_anywhere(object)) return false;
     for (; object->op == OP_STDOT || object->op == OP_STREF; object = object->left) {
         if (static_cast<const TYPE*>(object->right->ref)->align < align) return false;
         if (object->op == OP_STREF) return true;
@@ -127,7 +133,7 @@ const NODE* behind_constants(const NODE* pointer, int64_t& offset) {
 
 // What the address is made of promises an alignment: the variable, or the type that the pointer points to.
 bool is_aligned_for(const NODE* address, const TYPE* type, int64_t offset) {
-    if (any_node(address, [](const NODE* node) { return node->op == OP_NONALIGN; })) return false;
+    if (may_lie_anywhere(address)) return false;
     const NODE* base = behind_constants(address, offset);
     if (offset % type->align != 0) return false;
     if (takes_address(base) && base->left->op == OP_NAME) return base->left->symbol()->align >= type->align;
@@ -187,9 +193,8 @@ bool find_base(const NODE* pointer, const SYMBOL*& base) {
 
 NODE* compute_pointer_once(NODE** pointer, SYMBOL* address) {
     NODE* computed = *pointer;
-    const bool is_unaligned = any_node(computed, [](const NODE* node) { return node->op == OP_NONALIGN; });
     NODE* name = new_name(address, address->type);
-    *pointer = is_unaligned ? new_unary(OP_NONALIGN, name->type, name) : name;
+    *pointer = may_lie_anywhere(computed) ? new_unary(OP_NONALIGN, name->type, name) : name;
     return new_binary(OP_ASG, address->type, new_name(address, address->type), computed);
 }
 
