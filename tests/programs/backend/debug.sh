@@ -20,12 +20,13 @@ static int sum(struct node *list, int factor)
     }
     return total;
 }
+static double corner(double (*rows)[3]) { return rows[1][2]; }
 int main(void)
 {
     struct node b = {7, 0, 2}, a = {5, &b, 1};
     volatile enum color color = GREEN;
     double grid[2][3] = {{1, 2, 3}, {4, 5, 6}};
-    return sum(&a, 2) + color + (int)grid[1][2] - 35;
+    return (int)corner(grid) + sum(&a, 2) + color - 35;
 }
 C
 port=$((20000 + $$ % 20000))
@@ -54,7 +55,7 @@ for level in 0 2; do
     wait $program 2>/dev/null || true
     for line in 'Breakpoint 1, sum (list=0x[0-9a-f]*, factor=2) at list.c:9' 'total += list->value \* factor;' \
         '= {value = 5, next = 0x[0-9a-f]*, flag = 1}' '= 2$' '= 3$' 'type = struct node {' 'struct node \*next;' \
-        'in main () at list.c:19' '= GREEN$' '= {{1, 2, 3}, {4, 5, 6}}$'; do
+        'in main () at list.c:20' '= GREEN$' '= {{1, 2, 3}, {4, 5, 6}}$'; do
         grep -q -- "$line" output || fail "level $level: no '$line' in $(cat output)"
     done
     "$cc" -g -O$level -c list.c -o with.o
