@@ -255,6 +255,7 @@ void drop_trivial_phis(BUILDER& builder) {
     for (const PHI& phi : builder.phis)
         for (const VERSION operand : phi.operands) builder.drafts[operand].users.push_back(phi.version);
     std::vector<VERSION> waiting;
+    waiting.reserve(builder.phis.size());
     for (const PHI& phi : builder.phis) waiting.push_back(phi.version);
     while (!waiting.empty()) {
         const VERSION version = waiting.back();

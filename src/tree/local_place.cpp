@@ -77,7 +77,8 @@ LOCAL_PLACE place_of_object(NODE* lvalue) {
 
 LOCAL_PLACE place_of_address(NODE* pointer) {
     LOCAL_PLACE place;
-    return find_variable(place, object_of(place, pointer));
+    NODE* object = object_of(place, pointer); // which notes in the place what it passes
+    return find_variable(place, object);
 }
 
 } // namespace pelorus

@@ -176,7 +176,7 @@ uint32_t register_variable(const SSA& ssa, const SYMBOL* symbol) {
     return known == ssa.numbers.end() ? NO_REGISTER_VARIABLE : known->second;
 }
 
-void begin_ssa(SSA& ssa, std::string entry) {
+void begin_ssa(SSA& ssa, const std::string& entry) {
     ssa.block = block_number(ssa, entry);
     ssa.blocks[ssa.block].sealed = true;
 }

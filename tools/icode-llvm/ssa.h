@@ -73,7 +73,7 @@ inline bool is_in_register(const SYMBOL* symbol) {
 uint32_t register_variable(const SSA& ssa, const SYMBOL* symbol);
 
 // The function begins; its variables are known, the entry block is open.
-void begin_ssa(SSA& ssa, std::string entry);
+void begin_ssa(SSA& ssa, const std::string& entry);
 void add_register_variable(SSA& ssa, const SYMBOL* symbol, LTYPE type, uint32_t debug);
 
 // Control can go from the open block to another one.
