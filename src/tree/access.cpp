@@ -193,6 +193,12 @@ void add_arguments(WALK& walk, const NODE* call, bool conditional) {
 
 // Operators of a class that needs no care of its own. Calls, assembly and numbers without a name touch memory
 // when their operands have been evaluated: the task that stands for that is a TOUCH of the operator itself.
+// What is called is no variable: the address of one is taken here as elsewhere.
+bool calls_by_name(const NODE* call) {
+    const NODE* name = named_callee(call);
+    return name && (!name->symbol() || name->symbol()->level == FILE_SCOPE);
+}
+
 void evaluate_by_class(WALK& walk, NODE* node, bool conditional) {
     const bool known = opcode_arity(node->op) >= 0;
     const bool unnamed = known && !opcode_fact(node->op).name;
@@ -205,7 +211,7 @@ void evaluate_by_class(WALK& walk, NODE* node, bool conditional) {
         reach_and_touch(walk, node->right, nullptr, node, ACCESS::EXPOSE, conditional);
         return reach_and_touch(walk, node->left, nullptr, node, ACCESS::EXPOSE, conditional);
     }
-    if (is_call(node) && named_callee(node)) return add_arguments(walk, node, conditional);
+    if (is_call(node) && calls_by_name(node)) return add_arguments(walk, node, conditional);
     evaluate_operands(walk, node, conditional);
 }
 
