@@ -75,7 +75,7 @@ constexpr PASS SSA_CONSTANTS[] = {
     {.name = "construct_SSA_form",         .key = "construct_SSA_form",        .run = construct_SSA_form, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "gives each definition of a variable a version of its own"},
     {.name = "propagate_SSA_constants (1)", .key = "propagate_SSA_constants",  .run = propagate_and_fold, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "finds constants along the ways that can be taken, and folds branches"},
     {.name = "elim_dead_SSA_assignments",  .key = "elim_dead_SSA_assignments", .run = elim_dead_SSA_assignments, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "drops assignments that nothing with an effect depends on"},
-    {.name = "deconstruct_SSA_form",       .key = "construct_SSA_form",        .need = NEED::NEEDED, .run = deconstruct_SSA_form, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "back to plain variables, with few copies"},
+    {.name = "deconstruct_SSA_form",       .key = "construct_SSA_form",        .need = NEED::NEEDED, .run = deconstruct_SSA_form, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "back to plain variables, without copies"},
 };
 
 constexpr PASS SSA_PROMOTION[] = {

@@ -90,10 +90,6 @@ BLOCK_COPY copy_by_call(NODE* call) {
     return copy;
 }
 
-} // namespace
-
-namespace {
-
 bool is_parameter(const NODE* object) {
     while (object->op == OP_STDOT) object = object->left;
     return object->op == OP_NAME && object->symbol()->level == PARAMETER_LEVEL;

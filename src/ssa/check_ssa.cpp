@@ -26,7 +26,6 @@ struct SEEN {
 
 struct FORM_CHECK {
     std::vector<SEEN> definitions{}; // by version
-    std::vector<uint32_t> copies{};  // by version: how many of the variable there are
     const BB* block = nullptr;
     uint32_t place = 0;
 };

@@ -14,7 +14,6 @@
 // What it does not do: follow values through memory, or learn from the test on an edge.
 //
 // Wegman, Zadeck: Constant Propagation with Conditional Branches. TOPLAS 13 (1991).
-#include <algorithm>
 #include <unordered_set>
 
 #include "cfg/simplify.h"
@@ -124,9 +123,9 @@ void look_at_ending(PROPAGATION& all, BB* block) {
     if (tree->op == OP_IF || tree->op == OP_SWITCH) {
         const KNOWN_VALUE value = known_value(tree->left, all.values);
         if (value.known == KNOWN::NOTHING) return;
-        const bool is_decided = is_zero_value(value) || (tree->op == OP_IF && is_not_zero(value)) ||
-                                (value.known == KNOWN::CONSTANT && value.op == OP_ICON);
-        const INT96 number = value.op == OP_ICON ? value.integer : int96_signed(1);
+        const bool is_integer = value.known == KNOWN::CONSTANT && value.op == OP_ICON;
+        const bool is_decided = is_integer || (tree->op == OP_IF && is_not_zero(value));
+        const INT96 number = is_integer ? value.integer : int96_signed(1);
         if (is_decided)
             if (const NODE* leaf = leaf_for_value(tree, number))
                 return take_edge(all, block, target_of(leaf));
@@ -163,7 +162,7 @@ void propagate(PROPAGATION& all) {
 
 // --- 2 ---
 
-// The address of an object is worth a name of its own, but not where it is followed at once.
+// The address of an object stays behind its name: to write it at each use costs more.
 bool is_worth_writing(const KNOWN_VALUE& value) {
     return value.known == KNOWN::CONSTANT && value.op != OP_UAND;
 }
@@ -231,8 +230,7 @@ bool fold_branches() {
     return folded;
 }
 
-} // namespace
-
+// Drops the operands of phis that came over edges that are gone.
 void prune_phi_operands() {
     for (BB* block = flow_graph.bb_list; block; block = block->dflink)
         for (const STMT* cell = block->stmts; is_phi(cell->tree); cell = cell->next) {
@@ -247,6 +245,8 @@ void prune_phi_operands() {
             set_phi_operands(phi, operands.data(), kept);
         }
 }
+
+} // namespace
 
 bool propagate_SSA_constants(bool fold) {
     if (!ssa_form.stands) return false;

@@ -16,7 +16,6 @@
 // product of joins and variables, as it is for live variables in bits.
 //
 // What it does not do: give versions to memory.
-#include <algorithm>
 #include <span>
 #include <unordered_map>
 

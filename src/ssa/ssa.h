@@ -73,9 +73,6 @@ bool deconstruct_SSA_form();
 // `--debug=verify`, else nothing. Needs: numbers.
 void check_SSA_form();
 
-// After edges were lost: drops the operands of phis that came over them. Needs: preds, numbers.
-void prune_phi_operands();
-
 // Conditional constant propagation over the versions. With `fold` branches that it decides become jumps, and
 // blocks that nothing reaches any more go. True when the function changed.
 // Needs: the form. Keeps: the form. Breaks: dfn when a branch was decided (and builds it anew).
