@@ -124,11 +124,19 @@ NODE* complement_plus_one(NODE* node) {
 
 namespace {
 
+// x + x in a pair of registers: two instructions, where a shift needs three, and the carry is at hand for a
+// comparison of the sum with x.
+bool is_wide_double(const NODE* node, const PRODUCT& a, const PRODUCT& b) {
+    return type_bits(node->type) > 32 && is_op(node, OP_PLUS) && a.factor == int96_signed(1) &&
+           b.factor == a.factor;
+}
+
 NODE* like_terms(NODE* node, bool subtract) {
     if (!is_integer(node) || !is_integer(node->left) || !is_integer(node->right)) return nullptr;
     const PRODUCT a = product_of(node->left);
     const PRODUCT b = product_of(node->right);
     if (is_icon(a.base) || !is_pure(a.base) || !same_tree(a.base, b.base)) return nullptr;
+    if (is_wide_double(node, a, b)) return nullptr;
     return make_product(node->type, a.base,
                         subtract ? int96_subtract(a.factor, b.factor) : int96_add(a.factor, b.factor));
 }
