@@ -64,9 +64,17 @@ std::string argument_text(const ARGUMENT_LIST& list, std::string first) {
     return text;
 }
 
+void check_structure(EMITTER& emitter, VALUE& value, const TYPE* type) {
+    if (value.type != LTYPE::MEMORY)
+        refuse(emitter.module, "a structure is passed or returned that has no structure value");
+    if (!value.align) value.align = type_strip(type)->align;
+}
+
 void add_argument(EMITTER& emitter, ARGUMENT_LIST& list, const NODE* tree, const TYPE* type, bool variadic,
                   bool changed_later) {
     PASSING passing = pass_argument(type, variadic);
+    if (passing.how == PASSED::AS_ARRAY)
+        return list.add(passing, passing.type, " ", emit_as_array(emitter, tree, passing, type).text);
     if (passing.how == PASSED::DIRECTLY) {
         VALUE value = emit_value_as(emitter, tree, type);
         if (value.type == LTYPE::MEMORY) value.type = LTYPE::PTR;
@@ -74,13 +82,8 @@ void add_argument(EMITTER& emitter, ARGUMENT_LIST& list, const NODE* tree, const
     }
     VALUE value = emit_value(emitter, tree);
     if (passing.how == PASSED::NOT_AT_ALL) return;
-    if (value.type != LTYPE::MEMORY) refuse(emitter.module, "a structure argument has no structure value");
-    const TYPE* structure = type_strip(type);
-    if (!value.align) value.align = structure->align;
-    if (passing.how == PASSED::AS_ARRAY)
-        return list.add(passing, passing.type, " ",
-                        load_as_array(emitter, passing, value, structure->size).text);
-    std::string address = argument_in_memory(emitter, passing, value, structure->size, changed_later);
+    check_structure(emitter, value, type);
+    std::string address = argument_in_memory(emitter, passing, value, type_strip(type)->size, changed_later);
     list.add(passing, "ptr byval(", passing.type, ") align ", passing.align, " ", address);
 }
 
@@ -137,26 +140,25 @@ std::string callee_text(EMITTER& emitter, const NODE* callee, const SYMBOL* symb
     return reshape(emitter, value, false, LTYPE::PTR).text;
 }
 
-} // namespace
-
-VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from, uint32_t size) {
-    VALUE source = from;
-    if (passing.bytes > size || from.is_volatile) {
-        source.align = std::max(passing.align, 4u);
-        source.text = temporary_slot(emitter, ltype_bytes(std::max(passing.bytes, size)), source.align);
-        copy_memory(emitter, source.text, source.align, from.text, from.align, size, from.is_volatile);
-    }
-    return operation(emitter, LTYPE::MEMORY, "load ", passing.type, ", ptr ", source.text, ", align ",
-                     std::max(source.align, 1u));
+PASSING way_of_result(const NODE* call) {
+    const TYPE* function_type = called_type(call->left);
+    return pass_result(type_strip(result_type(call, function_type)),
+                       function_type && function_type->variadic);
 }
 
-VALUE emit_call(EMITTER& emitter, const NODE* tree) {
+struct CALLED {
+    VALUE value; // AS_ARRAY: the array
+    PASSING how;
+    const TYPE* type = nullptr; // of the result
+};
+
+CALLED make_call(EMITTER& emitter, const NODE* tree) {
     const TYPE* function_type = called_type(tree->left);
     const SYMBOL* symbol = called_symbol(tree->left);
-    if (VALUE known; emit_known_call(emitter, tree, symbol, known)) return known;
-    std::string callee = callee_text(emitter, tree->left, symbol);
     const TYPE* type = type_strip(result_type(tree, function_type));
-    PASSING result = pass_result(type, function_type && function_type->variadic);
+    if (VALUE known; emit_known_call(emitter, tree, symbol, known)) return {known, {}, type};
+    std::string callee = callee_text(emitter, tree->left, symbol);
+    PASSING result = way_of_result(tree);
     ARGUMENT_LIST list;
     std::string place;
     VALUE value = {.text = {}, .type = LTYPE::MEMORY, .align = type->align};
@@ -171,18 +173,66 @@ VALUE emit_call(EMITTER& emitter, const NODE* tree) {
     switch (result.how) {
     case PASSED::NOT_AT_ALL:
         line(emitter, call);
-        if (!type_is_csu(type)) return {};
+        if (!type_is_csu(type)) return {{}, result, type};
         value.text = temporary_slot(emitter, ltype_bytes(type->size), type->align);
-        return value;
-    case PASSED::IN_MEMORY: line(emitter, call); return value;
+        break;
+    case PASSED::IN_MEMORY: line(emitter, call); break;
     case PASSED::DIRECTLY:
         value = operation(emitter, result.scalar, call);
-        if (type_is_void(tree->type) || ltype_of(tree->type) == result.scalar) return value;
-        return convert(emitter, value, type, tree->type);
-    case PASSED::AS_ARRAY:
-        return result_in_slot(emitter, result, type, operation(emitter, LTYPE::MEMORY, call).text);
+        if (!type_is_void(tree->type) && ltype_of(tree->type) != result.scalar)
+            value = convert(emitter, value, type, tree->type);
+        break;
+    case PASSED::AS_ARRAY: value = operation(emitter, LTYPE::MEMORY, call); break;
     }
-    return {};
+    return {value, result, type};
+}
+
+// The call whose result a structure argument or value is, when it comes in registers; else null.
+const NODE* call_in_registers(const NODE* tree) {
+    while (tree->op == OP_STARG) tree = tree->left;
+    const bool is_call = tree->op == OP_CALL || tree->op == OP_UCALL;
+    return is_call && way_of_result(tree).how == PASSED::AS_ARRAY ? tree : nullptr;
+}
+
+} // namespace
+
+VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from, uint32_t size) {
+    VALUE source = from;
+    if (passing.bytes > size || from.is_volatile) {
+        source.align = std::max(passing.align, 4u);
+        source.text = temporary_slot(emitter, ltype_bytes(std::max(passing.bytes, size)), source.align);
+        copy_memory(emitter, source.text, source.align, from.text, from.align, size, from.is_volatile);
+    }
+    return operation(emitter, LTYPE::MEMORY, "load ", passing.type, ", ptr ", source.text, ", align ",
+                     std::max(source.align, 1u));
+}
+
+VALUE emit_as_array(EMITTER& emitter, const NODE* tree, const PASSING& passing, const TYPE* type) {
+    const NODE* call = call_in_registers(tree);
+    CALLED called;
+    if (call && way_of_result(call).type == passing.type)
+        called = make_call(emitter, call);
+    else
+        called.value = emit_value(emitter, tree);
+    if (called.how.how == PASSED::AS_ARRAY) return called.value;
+    check_structure(emitter, called.value, type);
+    return load_as_array(emitter, passing, called.value, type_strip(type)->size);
+}
+
+bool store_call(EMITTER& emitter, const PLACE& to, const NODE* tree) {
+    const NODE* call = call_in_registers(tree);
+    if (!call || to.is_volatile || way_of_result(call).bytes != type_strip(to.type)->size) return false;
+    const CALLED called = make_call(emitter, call);
+    if (called.how.how != PASSED::AS_ARRAY) return store_structure(emitter, to, called.value), true;
+    line(emitter, "store ", called.how.type, " ", called.value.text, ", ptr ", to.address, ", align ",
+         to.align);
+    return true;
+}
+
+VALUE emit_call(EMITTER& emitter, const NODE* tree) {
+    CALLED called = make_call(emitter, tree);
+    if (called.how.how != PASSED::AS_ARRAY) return called.value;
+    return result_in_slot(emitter, called.how, called.type, called.value.text);
 }
 
 VALUE emit_argument_walk(EMITTER& emitter) {

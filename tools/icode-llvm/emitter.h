@@ -162,6 +162,11 @@ VALUE emit_assignment(EMITTER& emitter, const NODE* tree);
 VALUE emit_call(EMITTER& emitter, const NODE* tree);
 // The address of the first unnamed argument.
 VALUE emit_argument_walk(EMITTER& emitter);
+// The value of a tree that is a structure, in the form in which it travels. What a call has returned in that
+// form does not go through memory.
+VALUE emit_as_array(EMITTER& emitter, const NODE* tree, const PASSING& passing, const TYPE* type);
+// Stores what a call returns in registers; false, and nothing is done, when the tree is no such call.
+bool store_call(EMITTER& emitter, const PLACE& to, const NODE* tree);
 // Loads a structure at `from` in the form in which it travels.
 VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from, uint32_t size);
 

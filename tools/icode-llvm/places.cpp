@@ -226,7 +226,8 @@ VALUE emit_assignment(EMITTER& emitter, const NODE* tree) {
         return load(emitter, emit_place(emitter, tree->left));
     PLACE place = emit_place(emitter, tree->left);
     if (ltype_of(place.type) == LTYPE::MEMORY) {
-        store_structure(emitter, place, emit_value(emitter, tree->right));
+        if (!store_call(emitter, place, tree->right))
+            store_structure(emitter, place, emit_value(emitter, tree->right));
         return {place.address, LTYPE::MEMORY, place.align, place.is_volatile};
     }
     return store(emitter, place, emit_value_as(emitter, tree->right, place.type));

@@ -58,9 +58,7 @@ void emit_return_value(EMITTER& emitter, const VALUE& value) {
     switch (result.how) {
     case PASSED::NOT_AT_ALL: line(emitter, "ret void"); break;
     case PASSED::DIRECTLY: line(emitter, "ret ", result.type, " ", value.text); break;
-    case PASSED::AS_ARRAY:
-        line(emitter, "ret ", result.type, " ", load_as_array(emitter, result, value, type->size).text);
-        break;
+    case PASSED::AS_ARRAY: line(emitter, "ret ", result.type, " ", value.text); break;
     case PASSED::IN_MEMORY:
         copy_memory(emitter, "%result", result.align, value.text, value.align ? value.align : type->align,
                     type->size, value.is_volatile);
@@ -73,6 +71,8 @@ void emit_return(EMITTER& emitter, const NODE* tree) {
     const TYPE* type = type_strip(function_return_type());
     if (emitter.result.how == PASSED::DIRECTLY)
         emit_return_value(emitter, emit_value_as(emitter, tree->right, type));
+    else if (emitter.result.how == PASSED::AS_ARRAY)
+        emit_return_value(emitter, emit_as_array(emitter, tree->right, emitter.result, type));
     else
         emit_return_value(emitter, emit_value(emitter, tree->right));
 }
@@ -115,7 +115,9 @@ void emit_return_of(EMITTER& emitter, const SYMBOL* symbol) {
         return emit_return_value(emitter, read_register(emitter, variable));
     const LOCAL& local = local_slot(emitter, symbol);
     PLACE place = {.address = local.text, .type = type, .align = local.align};
-    emit_return_value(emitter, load(emitter, place));
+    VALUE value = load(emitter, place);
+    if (how == PASSED::AS_ARRAY) value = load_as_array(emitter, emitter.result, value, type->size);
+    emit_return_value(emitter, value);
 }
 
 void emit_statement(EMITTER& emitter, const NODE* tree) {
