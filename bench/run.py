@@ -20,7 +20,12 @@
                 declared inline counts, on the examples with every static function declared so
   layout        jumps to blocks that do not follow, and ARM instructions, with and without the last steps of level 2, which rotate loops and
                 split tests; llc-19 keeps the layout in one group of columns and makes its own in the other
-  instructions  ARM instructions that each example executes (exact, counted by a plugin of qemu-arm, less those of an empty program): from
+  ssa           instructions that pelorus itself executes at level 2 (counted as for decisions) without the passes that work on SSA form, and
+                without the form, against the whole
+  costs         time and peak memory of pelorus at levels 2 and 4 against opt-19 -O2 on the bitcode of the same source, unoptimized; on the
+                examples, the kernels and the largest file of an upstream project
+  instructions  ARM instructions that each program executes: the examples, the kernels of bench/kernels and the tests of four upstream projects
+                (scripts/realworld --peers, all processes); of the first two exact, counted by a plugin of qemu-arm, less those of an empty program: from
                 icode after pelorus at each level, against clang's IR of the same source after opt-19 with mem2reg, O1 and O2; everything goes
                 through llc-19 -O2, and nothing else on our side
   registers     the same of each kernel of bench/pressure.c, which have more variables at once than there are registers: at levels 1 and 2 as it
@@ -33,19 +38,28 @@
 Times are user plus system time, the median of --runs runs that alternate between the two programs.
 """
 import argparse
+import functools
 import pathlib
-import random
 import re
+import shutil
 import statistics
 import subprocess
 import sys
 import tempfile
 
+from generated import SHAPE_FILE, SHAPES, VARIABLE_SIZES, generated_source, variables
+
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 TARGET = "--target=armv7-linux-gnueabihf"
 LEVELS = range(5)
+SKIPPED = 77  # scripts/realworld, when the sources of a project could not be fetched
 # What is no operation by itself in the text form of a tree.
 NO_OPERATORS = {"ASG", "PCOMMA", "COMMA", "COLON", "RETURN", "URETURN", "IF", "BRANCH", "UAND", "NAME", "LCON", "FCON"}
+# The projects whose own tests are programs of the bench; each builds in a minute.
+PROJECTS = ("zlib", "bzip2", "lua5.4", "mawk")
+# The upstream project with the largest C file of those that scripts/realworld builds, and that file.
+LARGEST = ("jimtcl", "jim")
+INLINE_LIMITS = (0, 1, 50, 75, 100, 125, 150, 175, 200, 250, 300, 400, 800, 1600)
 PEERS = {"mem2reg": "mem2reg", "O1": "default<O1>", "O2": "default<O2>"}
 
 
@@ -56,111 +70,12 @@ def run(*command):
     return result.stdout
 
 
-def generated_source(functions):
-    """A C file of so many functions, each with arithmetic, a loop, a switch, calls and memory accesses."""
-    parts = ["extern int g[64]; int g[64]; struct s { int a, b; struct s *next; };\n"]
-    for n in range(functions):
-        callee = f"f{n - 1}(p, x - 1)" if n else "x"
-        parts.append(f"""
-int f{n}(struct s *p, int x) {{
-    int sum = {n}, i;
-    for (i = 0; i < x; i++) {{
-        sum += g[(i + {n}) & 63] * (p->a - i);
-        if (sum > {1000 + n} && p->next) p = p->next;
-        else sum ^= p->b << (i & 7);
-    }}
-    switch (sum & 7) {{
-    case 0: return {callee};
-    case 1: sum += 3; break;
-    case 2: case 3: sum *= {n % 13 + 2}; break;
-    default: p->a = sum; g[x & 63] = (int)(sum * 0.5);
-    }}
-    return sum;
-}}
-""")
-    parts.append("int main(void) { struct s s = { 1, 2, 0 }; return f0(&s, 3) & 1; }\n")
-    return "".join(parts)
-
-
-# --- Functions of many blocks, in the text form ---
-
-def jumps(size):
-    """A chain of blocks, each the only one that leads to the next."""
-    for n in range(1, size + 1):
-        yield f"label {n}\nstatement ASG:int(@_g, PLUS:int(@_g, {n}:int))\nstatement BRANCH(LABEL {n + 1})"
-    yield f"label {size + 1}"
-
-
-def tests(size):
-    """A chain of blocks that end in tests, all of which may leave for the end."""
-    for n in range(1, size + 1):
-        yield f"label {n}\nstatement ASG:int(@_g, {n}:int)\nstatement IF(LT:int(@_h, {n}:int), COMMA(LABEL {n + 1}, LABEL {size + 1}))"
-    yield f"label {size + 1}"
-
-
-def switch(size):
-    cases = ", ".join(f"CASE({n * 3}:int, LABEL {n})" for n in range(1, size + 1))
-    yield f"statement SWITCH(@_h, COMMA({cases}, DEFAULT(LABEL {size + 1})))"
-    for n in range(1, size + 1):
-        yield f"label {n}\nstatement ASG:int(@_g, {n % 100}:int)\nstatement BRANCH(LABEL {size + 1})"
-    yield f"label {size + 1}"
-
-
-def nest(size):
-    """Tests inside tests; behind each, a statement of its own."""
-    for n in range(1, size + 1):
-        yield f"statement IF(NEQ:int(ANDB:int(@_h, {n}:int), 0:int), COMMA(LABEL {n}, LABEL {size + n}))\nlabel {n}\nstatement ASG:int(@_g, {n}:int)"
-    for n in range(size, 0, -1):
-        yield f"label {size + n}\nstatement PLUSASG:int(@_g, {n}:int)"
-
-
-def variables(statements, count):
-    """Assignments among many variables, every eighth one behind a test."""
-    dice = random.Random(1)
-    for n in range(count):
-        yield f'symbol "v{n}" class=auto type=int'
-    for n in range(count):
-        yield f"statement ASG:int(v{n}, @_g)"
-    label = 1
-    for n in range(statements):
-        to, left, right = (dice.randrange(count) for _ in range(3))
-        yield f"statement ASG:int(v{to}, PLUS:int(v{left}, MULT:int(v{right}, @_h)))"
-        if n % 8 == 7 and label < 30000:
-            yield f"statement IF(v{to}, COMMA(LABEL {label}, LABEL {label + 1}))\nlabel {label}\nstatement ASG:int(v{left}, {n}:int)\nlabel {label + 1}"
-            label += 2
-    yield "statement ASG:int(@_g, v0)"
-
-
-INLINE_LIMITS = (0, 1, 50, 75, 100, 125, 150, 175, 200, 250, 300, 400, 800, 1600)
-VARIABLE_SIZES = ((1000, 10), (4000, 10), (16000, 10), (64000, 10), (16000, 100), (16000, 1000), (16000, 10000), (64000, 10000))
-
-SHAPES = {"chain of jumps": (jumps, 20000), "chain of tests": (tests, 20000), "switch": (switch, 10000), "nest of tests": (nest, 5000)}
-
-SHAPE_FILE = """header "shape.c"
-function @_f
-body
-{body}
-end_function
-end
-section types
-type void.fn FUNCTION return=void
-end
-section file_names
-file_name "shape.c"
-end
-section symbols
-symbol "_f" class=extdef flags=defined type=void.fn
-symbol "_g" class=extern flags=referenced type=int
-symbol "_h" class=extern flags=referenced type=int
-end
-"""
-
-
 class Bench:
-    def __init__(self, tools, folder, runs):
+    def __init__(self, tools, folder, arguments):
         self.tools = tools
         self.folder = folder
-        self.runs = runs
+        self.runs = arguments.runs
+        self.against = arguments.against
         self.measure = folder / "measure"
         run("cc", "-O2", ROOT / "bench" / "measure.c", "-o", self.measure)
 
@@ -169,11 +84,11 @@ class Bench:
         seconds, peak = run(self.measure, *command).split()
         return float(seconds), int(peak)
 
-    def compare(self, ours, theirs):
-        """Medians ((seconds, bytes) of ours, of theirs) over alternating runs."""
-        samples = ([], [])
+    def compare(self, *commands):
+        """Medians (seconds, bytes) of each command over alternating runs."""
+        samples = [[] for _ in commands]
         for _ in range(self.runs):
-            for side, command in zip(samples, (ours, theirs)):
+            for side, command in zip(samples, commands):
                 side.append(self.cost(command))
         return [tuple(statistics.median(column) for column in zip(*side)) for side in samples]
 
@@ -255,19 +170,19 @@ class Bench:
                                  *options, icode, self.folder / "own.opt"], capture_output=True, text=True)
         return int(re.search(r"Collected : (\d+)", result.stderr)[1])
 
-    def decisions(self, examples, against):
+    def decisions(self, examples):
         asked = {"statistics": "--debug=stats", "limit": "--debug=stop_after=1000000", "trace": "--trace"}
         print("\nInstructions of pelorus -o2 when decisions are asked for; ratio to nobody asking\n")
-        print("| input | nobody asks (millions) | " + " | ".join(asked) + (" | other build |" if against else " |"))
-        print("|---" * (len(asked) + 2 + bool(against)) + "|")
+        print("| input | nobody asks (millions) | " + " | ".join(asked) + (" | other build |" if self.against else " |"))
+        print("|---" * (len(asked) + 2 + bool(self.against)) + "|")
         generated = self.folder / "generated.c"
         generated.write_text(generated_source(2000))
         for source in [generated, *sorted(examples, key=lambda path: -path.stat().st_size)[:3]]:
             icode, _ = self.both_forms(source)
             base = self.own_instructions(self.tools, icode)
             ratios = [self.own_instructions(self.tools, icode, option) / base for option in asked.values()]
-            if against:
-                ratios.append(self.own_instructions(against, icode) / base)
+            if self.against:
+                ratios.append(self.own_instructions(self.against, icode) / base)
             print(f"| {source.stem} | {base / 1e6:.1f} | " + " | ".join(f"{ratio:.3f}" for ratio in ratios) + " |", flush=True)
 
     def levels(self, examples):
@@ -470,16 +385,72 @@ class Bench:
         subprocess.run(["qemu-arm", "-plugin", f"file={self.counter},out={count}", program, *arguments], capture_output=True)
         return int(count.read_text())
 
-    def instructions(self, examples):
+    def ssa(self, examples):
+        passes = ["--disable=propagate_SSA_constants", "--disable=elim_dead_SSA_assignments"]
+        print("\nSSA form: instructions of pelorus -o2, ratio to the whole\n")
+        print("| source | whole, millions | without its passes | without the form |\n|---|---|---|---|")
+        for source in examples:
+            icode, _ = self.both_forms(source)
+            whole, form, none = (self.own_instructions(self.tools, icode, *options) for options in ([], passes, [*passes, "--disable=construct_SSA_form"]))
+            print(f"| {source.name} | {whole / 1e6:.1f} | {form / whole:.3f} | {none / whole:.3f} |", flush=True)
+
+    def largest(self):
+        """The icode and the bitcode of the largest file of an upstream project; None where its sources cannot be fetched."""
+        project, stem = LARGEST
+        command = [ROOT / "scripts" / "realworld", "--peers", "--keep", "--bin", self.tools, project, "2"]
+        printed = subprocess.run(command, capture_output=True, text=True).stdout
+        kept = pathlib.Path(re.search(r"everything is kept in (.*)", printed)[1])
+        patterns = {"if": f"level2/temporaries/*/0-{stem}.if", "bc": f"mem2reg/**/{stem}.o.bc"}
+        forms = [self.folder / f"{stem}.{form}" for form in patterns]
+        for form, pattern in zip(forms, patterns.values()):
+            for file in (kept / project).glob(pattern):
+                shutil.copy(file, form)
+        shutil.rmtree(kept)
+        return forms if all(form.exists() for form in forms) else None
+
+    def costs(self, sources):
+        print("\nCost of the optimizer: ours at level 2; at level 4; opt-19 -O2; ratios\n")
+        print("| source | time ms | level 4 | opt-19 | ratio | level 4 | memory MB | level 4 | opt-19 | ratio | level 4 |\n" + "|---" * 11 + "|")
+        largest = self.largest()
+        if not largest:
+            print(f"The sources of {LARGEST[0]} could not be fetched.", file=sys.stderr)
+        for icode, bitcode in [*map(self.both_forms, sources), *([largest] if largest else [])]:
+            levels = [[self.tools / "pelorus", f"-o{level}", icode, self.folder / "out.opt"] for level in (2, 4)]
+            costs = self.compare(*levels, ["opt-19", "-O2", bitcode, "-o", self.folder / "out.bc"])
+            columns = []
+            for scale, values in zip((1e-3, 1e6), zip(*costs)):
+                columns += [f"{value / scale:.1f}" for value in values] + [f"{value / values[2]:.3f}" for value in values[:2]]
+            print(f"| {pathlib.Path(icode).stem} | {' | '.join(columns)} |", flush=True)
+
+    def project_counts(self, name):
+        """Instructions of a project's tests at each level and of each peer; None where its sources cannot be fetched."""
+        table = self.folder / "counts"
+        table.unlink(missing_ok=True)
+        command = [ROOT / "scripts" / "realworld", "--peers", "--counts", table, "--bin", self.tools, name]
+        status = subprocess.run(command, capture_output=True).returncode
+        if status == SKIPPED:
+            return None
+        if status:
+            sys.exit(f"scripts/realworld --peers {name} failed")
+        counts = {compiler: int(count) for _, compiler, count, _ in (line.split("\t") for line in table.read_text().splitlines())}
+        return [counts[str(level)] for level in LEVELS], {peer: counts[peer] for peer in PEERS}
+
+    def instructions(self, sources):
         base = self.start_counting()
         print("\nInstructions executed, as ratios to the peer: levels " + ", ".join(str(level) for level in LEVELS) + "\n")
-        print("| example | clang mem2reg (thousands) | " + " | ".join(f"/ {peer}" for peer in PEERS) + " |\n" + "|---" * (len(PEERS) + 2) + "|")
+        print("| program | clang mem2reg (thousands) | " + " | ".join(f"/ {peer}" for peer in PEERS) + " |\n" + "|---" * (len(PEERS) + 2) + "|")
         all_ratios = []
-        for source in examples:
-            ours, peers = self.counts(source, base)
+        programs = [(source.stem, functools.partial(self.counts, source, base)) for source in sources]
+        programs += [(name, functools.partial(self.project_counts, name)) for name in PROJECTS]
+        for name, count_program in programs:
+            counted = count_program()
+            if not counted:
+                print(f"The sources of {name} could not be fetched.", file=sys.stderr)
+                continue
+            ours, peers = counted
             ratios = [[count / peers[peer] for count in ours] for peer in PEERS]
             all_ratios.append(ratios)
-            print(f"| {source.stem} | {peers['mem2reg'] / 1e3:.0f} | {self.level_texts(ratios)} |", flush=True)
+            print(f"| {name} | {peers['mem2reg'] / 1e3:.0f} | {self.level_texts(ratios)} |", flush=True)
         for name, together in (("geometric mean", statistics.geometric_mean), ("worst", max)):
             print(f"| {name} |  | {self.level_texts([[together(level) for level in zip(*peer)] for peer in zip(*all_ratios)])} |")
 
@@ -529,47 +500,28 @@ class Bench:
             print(f"| {kernel} | {peer[number] / 1e3:.0f} | " + " | ".join(f"{counts[number] / peer[number]:.3f}" for counts in columns.values()) + " |")
 
 
+# What each table needs: nothing, the examples, or the examples and the kernels.
+TABLES = {"files": "examples", "growth": "", "shapes": "", "graphs": "", "callgraph": "", "variables": "", "decisions": "examples", "levels": "examples",
+          "inline": "examples", "limits": "examples", "layout": "examples", "expressions": "", "interpreter": "examples", "ssa": "examples",
+          "costs": "programs", "instructions": "programs", "registers": ""}
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--bin", type=pathlib.Path, default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
+    parser.add_argument("--bin", type=lambda text: pathlib.Path(text).resolve(), default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
-    parser.add_argument("tables", nargs="*", help="files, growth, shapes, graphs, callgraph, variables, decisions, levels, inline, limits, layout, expressions, interpreter, instructions, registers; all when none is named")
+    parser.add_argument("tables", nargs="*", help=", ".join(TABLES) + "; all when none is named")
     arguments = parser.parse_args()
+    unknown = set(arguments.tables) - set(TABLES)
+    if unknown:
+        parser.error(f"there is no table {', '.join(sorted(unknown))}")
     examples = sorted((ROOT / "examples").glob("*.c"))
-    wanted = arguments.tables or ["files", "growth", "shapes", "graphs", "callgraph", "variables", "decisions", "levels", "inline", "limits", "layout", "expressions", "interpreter", "instructions", "registers"]
+    sources = {"": [], "examples": [examples], "programs": [examples + sorted((ROOT / "bench" / "kernels").glob("*.c"))]}
     with tempfile.TemporaryDirectory(prefix="pelorus-bench-") as folder:
-        bench = Bench(arguments.bin, pathlib.Path(folder), arguments.runs)
-        if "files" in wanted:
-            bench.files(examples)
-        if "growth" in wanted:
-            bench.growth()
-        if "shapes" in wanted:
-            bench.shapes()
-        if "graphs" in wanted:
-            bench.graphs()
-        if "callgraph" in wanted:
-            bench.callgraph()
-        if "variables" in wanted:
-            bench.variables()
-        if "decisions" in wanted:
-            bench.decisions(examples, arguments.against)
-        if "levels" in wanted:
-            bench.levels(examples)
-        if "inline" in wanted:
-            bench.inline(examples)
-        if "limits" in wanted:
-            bench.limits(examples)
-        if "layout" in wanted:
-            bench.layout(examples)
-        if "expressions" in wanted:
-            bench.expressions()
-        if "interpreter" in wanted:
-            bench.interpreter(examples)
-        if "instructions" in wanted:
-            bench.instructions(examples)
-        if "registers" in wanted:
-            bench.registers()
+        bench = Bench(arguments.bin, pathlib.Path(folder), arguments)
+        for table in arguments.tables or TABLES:
+            getattr(bench, table)(*sources[TABLES[table]])
 
 
 if __name__ == "__main__":
