@@ -148,8 +148,8 @@ void declare_array(BODY& body, const VarDecl* variable) {
     TYPE* pointer = unit.types.make_pointer(icode_type(unit, element));
     SYMBOL*& known = body.variables[variable];
     if (!known)
-        known =
-            new_local(body, variable->getNameAsString(), pointer, pointer->align, variable->getLocation());
+        known = new_local(body, variable->getNameAsString(), pointer, pointer->align, variable->getLocation(),
+                          body.blocks.lookup(variable));
     SYMBOL* symbol = known;
     SYMBOL*& stack = body.stacks[variable];
     stack = save_stack(body);

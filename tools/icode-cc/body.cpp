@@ -172,6 +172,14 @@ void write_items(BODY& body) {
         case BODY_RECORD::LABEL: write_label(writer, item.label); break;
         case BODY_RECORD::UNROLL: write_unroll(writer, item.label); break;
         case BODY_RECORD::ASSEMBLY: write_assembly(writer, item.text, item.position); break;
+        case BODY_RECORD::BLOCK_BEGIN:
+            if (body.locals[item.label].empty()) break;
+            write_block_begin(writer, item.position);
+            for (SYMBOL* local : body.locals[item.label]) write_symbol(writer, local);
+            break;
+        case BODY_RECORD::BLOCK_END:
+            if (!body.locals[item.label].empty()) write_block_end(writer, item.position);
+            break;
         }
     }
 }
@@ -186,7 +194,7 @@ void write_records(BODY& body, const std::vector<PARAMETER>& parameters) {
     write_function_begin(writer, body.symbol, begin);
     for (const PARAMETER& parameter : parameters) write_symbol(writer, parameter.arrival);
     write_body_begin(writer, brace);
-    for (SYMBOL* local : body.locals) write_symbol(writer, local);
+    for (SYMBOL* local : body.locals[0]) write_symbol(writer, local);
     write_function_place(writer, begin);
     write_items(body);
     if (!calls) write_leaf_note(writer, plain_name(body.symbol->name));
@@ -199,6 +207,20 @@ void stand_at(BODY& body, SourceLocation place) {
     if (place.isInvalid()) return;
     body.unit.here = place;
     body.position = position_of(body.unit, place);
+}
+
+OPEN_BLOCK begin_block(BODY& body) {
+    const OPEN_BLOCK block{static_cast<uint32_t>(body.locals.size()), body.block};
+    body.locals.emplace_back();
+    body.block = block.number;
+    body.items.push_back({BODY_RECORD::BLOCK_BEGIN, nullptr, block.number, nullptr, body.position});
+    return block;
+}
+
+void end_block(BODY& body, const OPEN_BLOCK& block, SourceLocation place) {
+    body.block = block.outer;
+    const POSITION position = position_of(body.unit, place);
+    body.items.push_back({BODY_RECORD::BLOCK_END, nullptr, block.number, nullptr, position});
 }
 
 void emit(BODY& body, NODE* tree) {
@@ -232,9 +254,10 @@ void emit_if(BODY& body, NODE* condition, uint32_t yes, uint32_t no) {
          new_binary(OP_IF, none, condition, new_binary(OP_COMMA, none, label_leaf(yes), label_leaf(no))));
 }
 
-SYMBOL* new_local(BODY& body, const std::string& name, TYPE* type, uint32_t align, SourceLocation place) {
+SYMBOL* new_local(BODY& body, const std::string& name, TYPE* type, uint32_t align, SourceLocation place,
+                  uint32_t block) {
     SYMBOL* symbol = make_local(body.unit, name, type, align, SC_AUTO, 2, position_of(body.unit, place));
-    body.locals.push_back(symbol);
+    body.locals[block].push_back(symbol);
     return symbol;
 }
 
@@ -257,7 +280,7 @@ SYMBOL* variable_of(BODY& body, const VarDecl* variable) {
     body.unit.here = variable->getLocation();
     const auto align = static_cast<uint32_t>(body.unit.ast->getDeclAlign(variable).getQuantity());
     SYMBOL* made = new_local(body, variable->getNameAsString(), icode_type(body.unit, type), align,
-                             variable->getLocation());
+                             variable->getLocation(), body.blocks.lookup(variable));
     return body.variables[variable] = made;
 }
 

@@ -34,7 +34,7 @@ NODE* compound_literal(BODY& body, const CompoundLiteralExpr* literal) {
     const QualType type = literal->getType();
     if (!symbol) {
         TYPE* object = icode_type(body.unit, type->isArrayType() ? type : type.getUnqualifiedType());
-        symbol = new_local(body, "$lit", object, object->align, literal->getBeginLoc());
+        symbol = new_local(body, "$lit", object, object->align, literal->getBeginLoc(), body.block);
     }
     SYMBOL* object = symbol;
     NODE* effects = lengths_of_type(body, literal->getTypeSourceInfo()->getType());

@@ -121,6 +121,7 @@ void convert_do(BODY& body, const DoStmt* statement) {
 
 void convert_for(BODY& body, const ForStmt* statement) {
     const VarDecl* before = body.held;
+    const OPEN_BLOCK open = begin_block(body);
     if (statement->getInit()) convert_statement(body, statement->getInit());
     const uint32_t top = new_label(body), more = new_label(body), step = new_label(body),
                    end = new_label(body);
@@ -138,6 +139,7 @@ void convert_for(BODY& body, const ForStmt* statement) {
     emit_branch(body, top);
     emit_label(body, end);
     leave_scope(body, before);
+    end_block(body, open, statement->getEndLoc());
 }
 
 NODE* return_name(BODY& body) {
@@ -202,8 +204,14 @@ void convert_declaration(BODY& body, const DeclStmt* statement) {
 
 void convert_block(BODY& body, const CompoundStmt* block) {
     const VarDecl* before = body.held;
+    if (block == body.function->getBody()) {
+        for (const Stmt* inner : block->body()) convert_statement(body, inner);
+        return leave_scope(body, before, true);
+    }
+    const OPEN_BLOCK open = begin_block(body);
     for (const Stmt* inner : block->body()) convert_statement(body, inner);
-    leave_scope(body, before, block == body.function->getBody());
+    leave_scope(body, before);
+    end_block(body, open, block->getEndLoc());
 }
 
 void convert_jump(BODY& body, const Stmt* statement, const JUMP& jump) {
@@ -332,6 +340,8 @@ void convert_labelled(BODY& body, const Stmt* statement) {
 } // namespace
 
 void convert_statement(BODY& body, const Stmt* statement) {
+    if (const auto* declaration = dyn_cast<DeclStmt>(statement))
+        for (const Decl* declared : declaration->decls()) body.blocks[declared] = body.block;
     if (!body.reachable && !holds_label(statement)) {
         // Static variables have their values all the same, and a label behind may be in their scope.
         if (const auto* declaration = dyn_cast<DeclStmt>(statement))
