@@ -1,7 +1,8 @@
 // What a comparison sees: accesses to volatile objects, and calls whose effects the world can see.
 //
 // Pointers are shown as the object and an offset, since addresses need not be the same in two runs: globals
-// by name, blocks of the heap by number, variables of calls by their kind alone.
+// by name, blocks of the heap by number, variables of calls by their kind alone, since several of them may
+// have become parts of one.
 #include <cstdio>
 #include <cstring>
 
@@ -43,7 +44,8 @@ std::string address_text(const MACHINE& machine, ADDRESS address) {
     const OBJECT* object = object_at(*machine.memory, address);
     if (!object) return std::to_string(address);
     const std::string text = "&" + object_text(*object);
-    return address == object->first ? text : text + "+" + std::to_string(address - object->first);
+    const bool is_whole = address == object->first || object->kind == OBJECT_KIND::LOCAL;
+    return is_whole ? text : text + "+" + std::to_string(address - object->first);
 }
 
 std::string value_text(const MACHINE& machine, const GUEST_VALUE& value) {
