@@ -176,12 +176,21 @@ bool equal_blocks(const BB* a, const BB* b) {
     return !found.differ && !found.a->next && !found.b->next;
 }
 
+// The statements of the one run for those of the other as well. The two are equal.
+void run_for_both(const BB* kept, const BB* other) {
+    const STMT* twin = other->stmts;
+    for (STMT* cell = kept->stmts; cell; cell = cell->next, twin = twin->next)
+        if (cell->position.scope != twin->position.scope || cell->position.call != twin->position.call)
+            cell->position.scope = UNKNOWN_SCOPE;
+}
+
 bool join_equal_targets(BB* block, NODE* tree) {
     BB* yes = target_of(true_leaf(tree));
     BB* no = target_of(false_leaf(tree));
     if (yes == no || yes == block || no == block || !equal_blocks(yes, no)) return false;
     if (yes->loop != no->loop) return refuse(SITE_equal_arms, "the blocks are in different loops");
     if (!change(SITE_equal_arms, "{} and {} are equal: {}", yes, no, tree)) return false;
+    run_for_both(yes, no);
     set_target(false_leaf(tree), label_of(yes));
     recompute_successors(block);
     return true;

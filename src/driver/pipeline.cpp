@@ -20,6 +20,7 @@
 #include "loops/hierarchy.h"
 #include "loops/layout.h"
 #include "regs/allocate_regs.h"
+#include "regs/stack_sharing.h"
 #include "scalar/assignments.h"
 #include "scalar/explode_structs.h"
 #include "scalar/statements.h"
@@ -134,7 +135,7 @@ constexpr PASS STEPS[] = {
     {.name = "rename_symbols",           .key = "rename_symbols", .why = "gives each independent use of a variable a variable of its own"},
     {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "propagates copies and constants, removes dead assignments"},
     {.name = "explode_auto_struct_vars", .key = "explode_auto_struct_vars", .run = explode_auto_struct_vars, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "makes variables of the members of local structures"},
-    {.name = "build_stack_sharing_type", .key = "build_stack_sharing_type", .why = "lets the variables that are left in memory share their places on the stack"},
+    {.name = "build_stack_sharing_type", .key = "build_stack_sharing_type", .run = build_stack_sharing_type, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "lets the variables that are left in memory share their places on the stack"},
     {.name = "SSA constants",            .key = "SSA_constants", .gate = GATE::LEVEL_2, .why = "static single assignment form, constants and dead assignments in it, and back", .members = SSA_CONSTANTS},
     {.name = "SSA promotion",            .key = "SSA_promotion", .gate = GATE::LEVEL_2, .why = "promotes variables to registers in static single assignment form, in two rounds", .members = SSA_PROMOTION},
     {.name = "expand_bitfields",         .key = "expand_bitfields", .why = "makes shifts and masks of bit-field accesses, which the next step simplifies"},

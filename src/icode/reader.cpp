@@ -177,7 +177,10 @@ void read_symbol(ICODE_READER& reader, uint64_t start) {
     close_frame(reader, frame);
     read_attached_pragmas(reader, symbol, pragmas);
     append(level ? reader.local_symbols : reader.global_symbols, symbol);
-    if (level) append(reader.open_symbols, symbol);
+    if (level) {
+        append(reader.open_symbols, symbol);
+        symbol->position.scope = reader.scope_numbers.back();
+    }
     if (reader.client.symbol) reader.client.symbol(reader.client.context, symbol, level);
 }
 
@@ -244,6 +247,22 @@ void require_function(ICODE_READER& reader, int depth, const char* what) {
         icode_fault(reader, reader.record_start, "%s outside the body of a function", what);
 }
 
+// Parameters live as long as the body.
+void open_function_scopes(ICODE_READER& reader) {
+    reader.scopes.assign(1, 0);
+    reader.scope_numbers.assign(1, WHOLE_FUNCTION);
+    reader.last_scope = WHOLE_FUNCTION;
+}
+
+void open_scope(ICODE_READER& reader, uint32_t number) {
+    append(reader.scopes, reader.open_symbols.size());
+    append(reader.scope_numbers, number);
+}
+
+uint32_t innermost_scope(const ICODE_READER& reader) {
+    return reader.scope_numbers.empty() ? UNKNOWN_SCOPE : reader.scope_numbers.back();
+}
+
 void begin_function(ICODE_READER& reader) {
     if (reader.in_function) icode_fault(reader, reader.record_start, "a function begins inside another one");
     const POSITION position = read_position(reader);
@@ -251,19 +270,21 @@ void begin_function(ICODE_READER& reader) {
     reader.in_function = 1;
     reader.local_symbols.clear();
     reader.open_symbols.clear();
-    reader.scopes.assign(1, 0);
+    open_function_scopes(reader);
     begin_checks(reader, symbol);
     trace("<> %s FUNCTION \"%s\" **********\n", "BEGIN", symbol->name);
     if (reader.client.begin_function)
         reader.client.begin_function(reader.client.context, symbol, position, reader.record_start);
 }
 
-// Ends the innermost scope: its symbols learn where it ended.
+// Ends the innermost scope: its symbols learn where it ended, and the number of the last scope inside it.
 void close_scope(ICODE_READER& reader, const POSITION& position) {
     const size_t first = reader.scopes.back();
     reader.scopes.pop_back();
-    for (size_t i = first; i < reader.open_symbols.size(); ++i)
-        end_symbol_scope(reader.open_symbols[i], position);
+    reader.scope_numbers.pop_back();
+    POSITION end = position;
+    end.scope = reader.last_scope;
+    for (size_t i = first; i < reader.open_symbols.size(); ++i) end_symbol_scope(reader.open_symbols[i], end);
     reader.open_symbols.resize(first);
 }
 
@@ -282,7 +303,7 @@ void begin_block(ICODE_READER& reader) {
     require_function(reader, 2, "a block begin");
     const POSITION position = read_position(reader);
     reader.in_function++;
-    append(reader.scopes, reader.open_symbols.size());
+    open_scope(reader, ++reader.last_scope);
     if (reader.client.begin_block) reader.client.begin_block(reader.client.context, position);
 }
 
@@ -299,7 +320,7 @@ void begin_body(ICODE_READER& reader) {
         icode_fault(reader, reader.record_start, "a body begins where no function has begun");
     const POSITION position = read_position(reader);
     reader.in_function = 2;
-    append(reader.scopes, reader.open_symbols.size());
+    open_scope(reader, WHOLE_FUNCTION);
     if (reader.client.begin_body) reader.client.begin_body(reader.client.context, position);
 }
 
@@ -307,7 +328,8 @@ void begin_body(ICODE_READER& reader) {
 
 void read_statement(ICODE_READER& reader) {
     require_function(reader, 2, "a statement");
-    const POSITION position = read_position(reader);
+    POSITION position = read_position(reader);
+    position.scope = innermost_scope(reader);
     const uint64_t start = reader.in.offset();
     reader.in_statement = true;
     NODE* tree = read_tree(reader, true);
@@ -327,7 +349,8 @@ void read_label_definition(ICODE_READER& reader) {
 
 void read_text_record(ICODE_READER& reader, uint8_t kind) {
     const std::string text(reader.in.string());
-    const POSITION position = kind == RK_ASSEMBLY ? read_position(reader) : POSITION{};
+    POSITION position = kind == RK_ASSEMBLY ? read_position(reader) : POSITION{};
+    position.scope = innermost_scope(reader);
     if (kind == RK_COMMENT && text.starts_with(";")) return;
     if (reader.in_function == 1)
         icode_fault(reader, reader.record_start, "text before the body of its function");
@@ -394,7 +417,7 @@ void other_begin(ICODE_READER& reader) {
     reader.in_function = 1;
     reader.local_symbols.clear();
     reader.open_symbols.clear();
-    reader.scopes.assign(1, 0);
+    open_function_scopes(reader);
     begin_checks(reader, nullptr);
 }
 

@@ -34,6 +34,8 @@ public:
     std::vector<STRING_LIST> string_lists;
     std::vector<SYMBOL*> open_symbols;   // symbols of the open scopes, innermost last
     std::vector<size_t> scopes;          // length of open_symbols at the begin of each open scope
+    std::vector<uint32_t> scope_numbers; // of the open scopes, innermost last (ir/position.h)
+    uint32_t last_scope = 0;             // number given last
     std::vector<OPEN_NODE> open_nodes;   // scratch of read_tree
     std::vector<TYPE_FIELD> type_fields; // scratch of the type records
     int in_function = 0;                 // 0 outside; 1 after begin; 2 and up in the body

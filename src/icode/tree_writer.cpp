@@ -28,7 +28,12 @@ void prepare_address(NODE* node) {
     SYMBOL* symbol = name && name->op == OP_NAME ? name->symbol() : nullptr;
     if (!symbol) return;
     if (symbol->funinfo) symbol->funinfo->referenced = 1;
-    if (symbol->replaced && symbol->replacement) node->left = copy_tree(symbol->replacement);
+}
+
+// What stands for the variable is an lvalue, and so can stand wherever its NAME can.
+void prepare_name(NODE* node) {
+    const SYMBOL* symbol = node->symbol();
+    if (symbol && symbol->replaced && symbol->replacement) *node = *copy_tree(symbol->replacement);
 }
 
 bool is_member_function(const SYMBOL* symbol) {
@@ -55,6 +60,7 @@ void prepare_node(NODE* node) {
         if (needs_long_constant(node)) node->op = OP_LCON;
         break;
     case OP_UAND: prepare_address(node); break;
+    case OP_NAME: prepare_name(node); break;
     case OP_CALL:
     case OP_UCALL: prepare_call(node); break;
     case OP_CSE_DUPE:

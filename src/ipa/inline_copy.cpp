@@ -62,7 +62,16 @@ SYMBOL* copy_of_local(COPIER& copier, const SYMBOL* local) {
         const std::string name = std::string(local->name) + "$" + std::to_string(function_symbols.serial);
         copy = new_copied_variable(local, name.c_str());
         copy->address_exposed = local->address_exposed;
+        copy->scope_end = local->scope_end;
+        if (copier.place) copy->position.scope = local->position.scope, copy->position.call = copier.place;
     }
+    return copy;
+}
+
+// The caller's statements use the copy as well, so that it lives longer than the copied body runs.
+SYMBOL* copy_for_caller(COPIER& copier, const SYMBOL* local) {
+    SYMBOL* copy = copy_of_local(copier, local);
+    copy->position.scope = UNKNOWN_SCOPE;
     return copy;
 }
 
@@ -219,7 +228,7 @@ void bind_parameter(COPIER& copier, size_t i, const SYMBOL* target) {
         copier.replacements[static_cast<size_t>(parameter.home->serial)] = value;
         return;
     }
-    SYMBOL* home = copy_of_local(copier, parameter.home);
+    SYMBOL* home = copy_for_caller(copier, parameter.home);
     copier.code->add(new_inline_assignment(home, value_in_home(parameter, argument)));
 }
 
@@ -289,6 +298,7 @@ void copy_statements(COPIER& copier, const INLINE_DELIVERY& delivery, uint32_t e
         leave(copier, delivery, cell, exit, jumps);
     }
     set_place(copier, copier.call.position);
+    copier.code->position.scope = UNKNOWN_SCOPE; // the call's is one of the caller
     const bool runs_off = !last || !leaves_function(last->tree->op);
     if (runs_off && delivery.way == INLINE_DELIVERY::RETURN)
         copier.code->add(new_return(delivery.returned, nullptr));
@@ -300,8 +310,8 @@ void copy_statements(COPIER& copier, const INLINE_DELIVERY& delivery, uint32_t e
 SYMBOL* result_variable(COPIER& copier) {
     const SYMBOL* returned = copier.call.definition.returned;
     if (returned && !copier.replacements[static_cast<size_t>(returned->serial)])
-        return copy_of_local(copier, returned);
-    if (const SYMBOL* own = copier.call.definition.return_symbol) return copy_of_local(copier, own);
+        return copy_for_caller(copier, returned);
+    if (const SYMBOL* own = copier.call.definition.return_symbol) return copy_for_caller(copier, own);
     return new_temporary('I', type_strip(copier.call.call->type), -1);
 }
 

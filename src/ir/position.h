@@ -7,6 +7,11 @@ namespace pelorus {
 
 struct INLINED_CALL;
 
+// The blocks of a function's source are numbered in the order in which they begin, so that those inside
+// another one have the numbers behind its own. They go with statements from pass to pass.
+constexpr uint32_t UNKNOWN_SCOPE = 0;
+constexpr uint32_t WHOLE_FUNCTION = 1; // the body's outermost block
+
 // All zero: no position. `file` null with a line: a position whose file is not known.
 struct POSITION {
     const char* file; // interned by the reader's or writer's file-name table; null when unknown
@@ -15,6 +20,9 @@ struct POSITION {
     // The expanded call by which the place came into the current function; null for its own places. Function
     // zone; files do not hold it.
     const INLINED_CALL* call = nullptr;
+    // The innermost block, of the function that the place is in; UNKNOWN_SCOPE for a place that no file holds
+    // and for those of files. Files do not hold it.
+    uint32_t scope = UNKNOWN_SCOPE;
 
     bool present() const { return file || line || column; }
     // The line of the current function at which the call stands; 0 for its own places.

@@ -138,6 +138,7 @@ SYMBOL* new_temporary(char letter, TYPE* type, long number) {
 SYMBOL* new_part(char letter, const SYMBOL* origin, TYPE* type) {
     SYMBOL* part = new_own_symbol(function_symbols.splits, letter, type, -1);
     part->position = origin->position;
+    part->scope_end = origin->scope_end;
     return part;
 }
 
@@ -157,6 +158,7 @@ SYMBOL* new_copied_variable(const SYMBOL* origin, const char* name) {
     fields.align = origin->align;
     fields.position = origin->position;
     SYMBOL* symbol = make_symbol(fields, true);
+    symbol->position.scope = UNKNOWN_SCOPE;
     symbol->level = BODY_LEVEL;
     symbol->serial = function_symbols.serial++;
     append(function_symbols.variables, symbol);

@@ -100,7 +100,7 @@ struct SYMBOL {
     TYPE* type;            // working type: the declared type, normalised unless it is const
     TYPE* declared_type;   //
     uint32_t align;        // bytes (third number)
-    POSITION position;     // of the declaration
+    POSITION position;     // of the declaration; its scope is the first of those that the variable lives in
     uint32_t order;   // fourth number: place of the declaration in the source, from 1; the functions' order
                       //   key below level 3
     uint32_t fifth;   // fifth number; carried through
@@ -124,7 +124,8 @@ struct SYMBOL {
     FUNINFO* funinfo;       // functions that are defined, called or referred to
     NODE* constant_value;   // what every read of the variable gives; null: not known. File-level analysis
     NODE* replacement;      // tree that stands for the variable when `replaced`; null otherwise
-    POSITION scope_end;     // end of the block that declares it; missing for file scope
+    POSITION scope_end;     // end of the block that declares it, whose scope is the last one that the
+                            //   variable lives in; missing for file scope
     int32_t ssa_version;    // printed by the tree printer; 0 without SSA form
     int32_t ssa_copy;       // tells apart the variables made for one version; 0: the version itself
     uint32_t out_index;     // index in the output's symbol table, counted from 1; 0: not entered yet
@@ -197,7 +198,7 @@ SYMBOL* new_split(char letter, const SYMBOL* origin);
 SYMBOL* new_part(char letter, const SYMBOL* origin, TYPE* type);
 
 // A copy of a variable of another function, on the list of variables: all that its declaration says, but for
-// its name, and local to the current function.
+// its name, and local to the current function. Where it lives is unknown.
 SYMBOL* new_copied_variable(const SYMBOL* origin, const char* name);
 
 // Notes that the current function takes the symbol's address, and forgets all such notes, those about symbols

@@ -35,7 +35,7 @@ void note_access(OBSTACLES& obstacles, const TREE_ACCESS& access) {
 
 bool may_be_candidate(const SYMBOL& symbol) {
     const bool is_local = symbol.storage_class == SC_AUTO || symbol.storage_class == SC_REGISTER;
-    return is_local && !symbol.address_exposed && type_is_scalar(symbol.type) &&
+    return is_local && !symbol.address_exposed && !symbol.replaced && type_is_scalar(symbol.type) &&
            !type_is_volatile(symbol.type);
 }
 

@@ -202,7 +202,8 @@ void nested_scope(GENERATOR& g, int depth) {
     const std::string outer_locals = std::move(g.locals);
     g.locals.clear();
     const size_t outer_start = std::exchange(g.scope_start, g.statements.size());
-    for (uint32_t count = g.dice.between(1, 2); count; --count) add_scalar_local(g);
+    const std::string outer_lent = g.lent;
+    declare_scope_locals(g);
     // Nothing may point to them when they are gone; a variable may be several places.
     for (size_t place = places; place < g.places.size(); ++place) g.places[place].has_address = false;
     structured(g, depth - 1);
@@ -210,6 +211,7 @@ void nested_scope(GENERATOR& g, int depth) {
     g.scope_start = outer_start;
     g.statements += "    end_block\n";
     g.locals = outer_locals;
+    g.lent = outer_lent;
     g.places.resize(places);
     g.pointers.resize(pointers);
     for (int i = 0; i < 3; ++i) g.structures[i].resize(structures[i]);

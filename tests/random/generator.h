@@ -224,6 +224,8 @@ std::string declare_local(GENERATOR& g, const std::string& stem, const std::stri
 void add_scalar_local(GENERATOR& g);
 // What a function begins with.
 void declare_locals(GENERATOR& g);
+// The same for a scope inside it.
+void declare_scope_locals(GENERATOR& g);
 void simple_statement(GENERATOR& g);
 void simple_statements(GENERATOR& g, uint32_t most);
 void call_for_effect(GENERATOR& g);

@@ -158,6 +158,14 @@ void declare_locals(GENERATOR& g) {
     if (g.dice.chance(6)) add_frame_array(g);
 }
 
+// Those in memory are what scopes beside each other may have in the same place.
+void declare_scope_locals(GENERATOR& g) {
+    for (uint32_t count = g.dice.between(1, 2); count; --count) add_scalar_local(g);
+    if (g.dice.chance(35)) add_array_local(g);
+    if (g.dice.chance(25)) add_structure_local(g);
+    if (!g.lent.empty() && g.dice.chance(30)) declare_lent_local(g);
+}
+
 // --- Statements ---
 
 namespace {
