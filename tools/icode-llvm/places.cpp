@@ -101,10 +101,11 @@ VALUE store_field(EMITTER& emitter, const PLACE& place, const VALUE& value) {
         uint32_t unused = 64 - ltype_bits(place.container);
         uint64_t others = (~(mask << place.shift) << unused) >> unused;
         VALUE kept = operation(emitter, place.container, "and ", type, " ", old.text, ", ", others);
-        VALUE part = operation(emitter, place.container, "and ", type, " ", bits.text, ", ", mask);
+        VALUE part = bits; // masked where it lies, which llc takes for an insertion
         if (place.shift)
             part = operation(emitter, place.container, "shl ", type, " ", part.text, ", ",
                              uint32_t(place.shift));
+        part = operation(emitter, place.container, "and ", type, " ", part.text, ", ", mask << place.shift);
         VALUE both = operation(emitter, place.container, "or ", type, " ", kept.text, ", ", part.text);
         line(emitter, "store ", place.is_volatile ? "volatile " : "", type, " ", both.text, ", ptr ",
              place.address, ", align ", place.align);
