@@ -22,6 +22,7 @@
 #include "regs/allocate_regs.h"
 #include "regs/stack_sharing.h"
 #include "scalar/assignments.h"
+#include "scalar/expand_bitfields.h"
 #include "scalar/explode_structs.h"
 #include "scalar/statements.h"
 #include "ssa/ssa.h"
@@ -138,7 +139,7 @@ constexpr PASS STEPS[] = {
     {.name = "build_stack_sharing_type", .key = "build_stack_sharing_type", .run = build_stack_sharing_type, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "lets the variables that are left in memory share their places on the stack"},
     {.name = "SSA constants",            .key = "SSA_constants", .gate = GATE::LEVEL_2, .why = "static single assignment form, constants and dead assignments in it, and back", .members = SSA_CONSTANTS},
     {.name = "SSA promotion",            .key = "SSA_promotion", .gate = GATE::LEVEL_2, .why = "promotes variables to registers in static single assignment form, in two rounds", .members = SSA_PROMOTION},
-    {.name = "expand_bitfields",         .key = "expand_bitfields", .why = "makes shifts and masks of bit-field accesses, which the next step simplifies"},
+    {.name = "expand_bitfields",         .key = "expand_bitfields", .run = expand_bitfields, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "makes shifts and masks of bit-field accesses, which the next step simplifies"},
     {.name = "fast_CP (0, 1)",           .key = "fast_CP", .run = drop_dead_assignments, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "combines assignments and removes dead ones"},
     {.name = "do_dd_optimizations",      .key = "do_dd_optimizations", .why = "transforms loops by their dependences; decides by itself", .members = DD_GROUP},
     {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph that the loop passes left"},

@@ -250,6 +250,13 @@ TREE helper_call(GENERATOR& g, int depth);
 // Some statements with one.
 void call_helper(GENERATOR& g);
 
+// --- Several bit-fields of a structure (bitfields.cpp) ---
+
+// Nothing where no structure has them.
+void bitfield_statement(GENERATOR& g);
+// A condition; "" where no structure has them.
+TREE field_tests(GENERATOR& g);
+
 // --- Small functions (small.cpp) ---
 
 void small_body(GENERATOR& g);

@@ -331,7 +331,8 @@ void assign_neighbours(GENERATOR& g) {
 void simple_statement(GENERATOR& g) {
     const uint32_t kind = g.dice.below(100);
     if (kind < 12 && !g.written.empty()) return put_statement(g, TREE(g.dice.one_of(g.written)));
-    if (kind < 62) return assign(g);
+    if (kind < 58) return assign(g);
+    if (kind < 62) return bitfield_statement(g);
     if (kind < 72) return assign_twice(g);
     if (kind < 80 && !g.lent.empty() && g.dice.chance(60)) return call_helper(g);
     if (kind < 80) return call_for_effect(g);

@@ -544,7 +544,11 @@ TREE truth(GENERATOR& g, int depth) {
     case 2: return operation("EXCLAIM", INT, operand());
     case 3:
     case 4: return special_relation(g, depth);
-    case 5: return g.dice.chance(30) ? pointer_test(g) : special_relation(g, depth);
+    case 5: {
+        if (g.dice.chance(30)) return pointer_test(g);
+        const TREE tests = g.dice.chance(30) ? field_tests(g) : "";
+        return tests.empty() ? special_relation(g, depth) : tests;
+    }
     case 6: {
         const TREE same = repeatable(g, INT);
         const char* name = g.dice.chance(50) ? "ANDAND" : "OROR";

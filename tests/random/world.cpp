@@ -113,30 +113,49 @@ void place_member(RECORD& record, MEMBER& member, uint32_t size, uint32_t alignm
     record.size = std::max(record.size, member.offset + size);
 }
 
-// Up to three fields in one container of 4 or 8 bytes.
+struct CONTAINER {
+    const char* label;
+    uint32_t bytes;
+};
+constexpr CONTAINER CONTAINERS[] = {{"uchar", 1}, {"ushort", 2}, {"uint", 4}, {"ullong", 8}};
+
+// Where the bits are: the smallest container within the group, or the whole group.
+const CONTAINER& container_of(uint32_t shift, uint32_t width, uint32_t group, bool smallest) {
+    for (const CONTAINER& container : CONTAINERS) {
+        const uint32_t bits = 8 * container.bytes;
+        if (container.bytes == group || (smallest && shift / bits == (shift + width - 1) / bits))
+            return container;
+    }
+    return CONTAINERS[3];
+}
+
+// Some fields in a group of 4 or 8 bytes, in one container or each in one of its own, as a compiler has it.
 void add_bitfields(GENERATOR& g, RECORD& record, std::string& types) {
     const bool wide = g.dice.chance(25);
-    const char* container = wide ? "ullong" : "uint";
+    const bool smallest = g.dice.chance(60);
     const uint32_t bytes = wide ? 8 : 4;
-    uint32_t shift = g.dice.below(4);
+    uint32_t shift = g.dice.chance(50) ? 0 : g.dice.below(4);
     MEMBER group;
     place_member(record, group, bytes, bytes);
-    for (uint32_t count = g.dice.between(1, 3); count; --count) {
+    for (uint32_t count = g.dice.between(1, smallest ? 5 : 3); count; --count) {
         constexpr SCALAR_ID DECLARED[] = {INT, UINT, INT, UINT, USHORT, BOOL, SIGNED_ENUM, UCHAR};
         MEMBER field;
         field.type =
             wide && g.dice.chance(70) ? (g.dice.chance(50) ? LLONG : ULLONG) : g.dice.one_of(DECLARED);
-        const uint32_t most = field.type == BOOL ? 1 : std::min(bits_of(field.type), bytes * 8 - shift);
         if (shift >= bytes * 8) break;
+        uint32_t most = field.type == BOOL ? 1 : std::min(bits_of(field.type), bytes * 8 - shift);
+        if (smallest && g.dice.chance(70)) most = std::min(most, 10u);
         const uint32_t width = most == 1 ? 1 : g.dice.between(1, most);
+        const CONTAINER& container = container_of(shift, width, bytes, smallest);
+        const uint32_t before = shift / (8 * container.bytes) * container.bytes;
         field.name = "b" + text_of(record.members.size());
         field.field_type = record.label + "." + field.name;
         field.bitfield = true;
-        field.offset = group.offset;
-        types += "type " + field.field_type + " BITFIELD shift=" + text_of(shift) +
-                 " width=" + text_of(width) + " declared=" + label(field.type) + " container=" + container +
-                 "\n";
-        shift += width + g.dice.below(3);
+        field.offset = group.offset + before;
+        types += "type " + field.field_type + " BITFIELD shift=" + text_of(shift - 8 * before) +
+                 " width=" + text_of(width) + " declared=" + label(field.type) +
+                 " container=" + container.label + "\n";
+        shift += width + (g.dice.chance(60) ? 0 : g.dice.below(3));
         record.members.push_back(field);
     }
 }
