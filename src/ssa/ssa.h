@@ -22,9 +22,8 @@
 // The form stays conventional: no pass moves a use to where another version of its variable is already
 // defined, so that versions of one variable are never wanted at once and all may go by its name again.
 //
-// Braun, Buchwald, Hack, Leissa, Mallon, Zwinkau: Simple and Efficient Construction of Static Single
-// Assignment Form. CC 2013. Sreedhar, Ju, Gillies, Santhanam: Translating Out of Static Single Assignment
-// Form. SAS 1999 (conventional form).
+// Sreedhar, Ju, Gillies, Santhanam: Translating Out of Static Single Assignment Form. SAS 1999 (conventional
+// form).
 #pragma once
 
 #include <cstdint>
@@ -59,11 +58,9 @@ inline bool is_phi(const NODE* statement) {
 // The block that control comes from when the phi takes this operand.
 inline BB* block_of_operand(const NODE* operand) { return static_cast<BB*>(operand->ref); }
 
-// Makes the form. A variable is tracked when it is a candidate that no debugger looks for, all of whose
-// definitions are assignments by its name, at most one in a statement, that happen whenever the statement is
-// executed. x op= e becomes x = x op e. True when any variable has versions.
-// Needs: dfn. Breaks: candidates, live. Cost: linear in the statements, and in the uses times the joins that
-// lie between them and their definitions.
+// Makes the form; versions.h says which variables are tracked. x op= e becomes x = x op e. True when any
+// variable has versions.
+// Needs: dfn. Breaks: candidates, live. Cost: that of finding the versions.
 bool construct_SSA_form();
 
 // Takes it down: versions go by the names of their variables again. Nothing without the form. Needs: dfn.
