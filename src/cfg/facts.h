@@ -31,6 +31,8 @@ constexpr FACTS facts_of(FACT fact, T... more) {
 constexpr FACTS NUMBERS_FACT = facts_of(FACT_numbers);
 constexpr FACTS DFN_FACT = NUMBERS_FACT | facts_of(FACT_dfn);
 constexpr FACTS CANDIDATES_FACT = facts_of(FACT_candidates);
+// What the blocks and edges alone say.
+constexpr FACTS STRUCTURE_FACTS = DFN_FACT | facts_of(FACT_dominators, FACT_dominator_sets, FACT_loops);
 // All that building a loop hierarchy leaves behind.
 constexpr FACTS LOOP_FACTS = facts_of(FACT_numbers, FACT_dfn, FACT_candidates, FACT_dominators,
                                       FACT_dominator_sets, FACT_loops, FACT_loop_analyses);

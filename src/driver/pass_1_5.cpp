@@ -11,6 +11,7 @@
 #include "ipa/inline.h"
 #include "loops/hierarchy.h"
 #include "scalar/statements.h"
+#include "ssa/ssa.h"
 #include "support/call_points.h"
 #include "support/decision.h"
 #include "support/run.h"
@@ -31,7 +32,7 @@ constexpr PASS PASSES[] = {
     {.name = "build_cfg",                   .key = "build_cfg", .need = NEED::NEEDED, .run = build_whole_graph, .keeps = DFN_FACT, .why = "basic blocks and the control-flow graph"},
     {.name = "beta_convert",                .key = "beta_convert",       .why = "specializes calls with known parameter values"},
     {.name = "simpcfg (0)",                 .key = "simpcfg", .run = simplify_graph_early, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph"},
-    {.name = "rename_symbols",              .key = "rename_symbols",     .why = "gives each independent use of a variable a variable of its own"},
+    {.name = "rename_symbols",              .key = "rename_symbols", .run = rename_symbols, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = STRUCTURE_FACTS, .why = "gives each independent use of a variable a variable of its own"},
     {.name = "fast_CP (4, 1)",              .key = "fast_CP",            .why = "copies and constants"},
     {.name = "symbol marking",              .key = "mark_symbols",       .why = "which symbols are used and how"},
     {.name = "statement rewrite",           .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "rewrites every statement of every block"},

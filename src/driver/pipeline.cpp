@@ -101,7 +101,7 @@ constexpr PASS GLOBAL_GROUP[] = {
     {.name = "gcse",                .key = "gcse",                .gate = GATE::SEVERAL_BLOCKS, .why = "removes partial redundancies"},
     {.name = "build_loop_hierarchy (0, 0, 0)", .key = "build_loop_hierarchy", .gate = GATE::SEVERAL_BLOCKS, .why = "preheaders for restructure_loops. Without flags: tests are at the ends of loops already. Runs with its first reader"},
     {.name = "restructure_loops",   .key = "restructure_loops",   .gate = GATE::SEVERAL_BLOCKS, .why = "strength reduction and code motion, when what is invariant has a name"},
-    {.name = "rename_symbols",      .key = "rename_symbols",      .gate = GATE::SEVERAL_BLOCKS, .why = "takes apart the temporaries that the passes before share"},
+    {.name = "rename_symbols",      .key = "rename_symbols",      .gate = GATE::SEVERAL_BLOCKS, .run = rename_symbols, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = STRUCTURE_FACTS, .why = "takes apart the temporaries that the passes before share"},
     {.name = "expand_cluster_refs", .key = "expand_cluster_refs", .why = "addresses references that are close together from one base; also in a single block"},
     {.name = "merge_symbols",       .key = "merge_symbols",       .gate = GATE::SEVERAL_BLOCKS, .why = "coalesces variables joined by copies, which are most when the others are done"},
 };
@@ -133,7 +133,7 @@ constexpr PASS STEPS[] = {
     {.name = "beta_convert",             .key = "beta_convert", .why = "specializes calls with known parameter values"},
     {.name = "simpcfg (0)",              .key = "simpcfg", .run = simplify_graph_early, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "simplifies the graph, so that the passes see long blocks"},
     {.name = "statement rewrite",        .key = "rewrite_statements", .run = rewrite_statements, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "rewrites each statement together with the one before it, now that blocks are long"},
-    {.name = "rename_symbols",           .key = "rename_symbols", .why = "gives each independent use of a variable a variable of its own"},
+    {.name = "rename_symbols",           .key = "rename_symbols", .run = rename_symbols, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = STRUCTURE_FACTS, .why = "gives each independent use of a variable a variable of its own"},
     {.name = "fast_CP (4, 1)",           .key = "fast_CP", .run = propagate_copies, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "propagates copies and constants, removes dead assignments"},
     {.name = "explode_auto_struct_vars", .key = "explode_auto_struct_vars", .run = explode_auto_struct_vars, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "makes variables of the members of local structures"},
     {.name = "build_stack_sharing_type", .key = "build_stack_sharing_type", .run = build_stack_sharing_type, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = DFN_FACT, .why = "lets the variables that are left in memory share their places on the stack"},

@@ -66,6 +66,11 @@ bool construct_SSA_form();
 // Takes it down: versions go by the names of their variables again. Nothing without the form. Needs: dfn.
 bool deconstruct_SSA_form();
 
+// Gives each web of a variable, the definitions and uses that reach each other, a variable of its own; one
+// keeps the variable, for a parameter's home the one of its copy. True when there is a new variable.
+// Needs: dfn. Keeps: the graph and what is known of it. Cost: that of finding the versions.
+bool rename_symbols();
+
 // Checks all that is said above about the form; the first fault ends the run. In checking builds and with
 // `--debug=verify`, else nothing. Needs: numbers.
 void check_SSA_form();
