@@ -103,7 +103,7 @@ constexpr PASS GLOBAL_GROUP[] = {
     {.name = "restructure_loops",   .key = "restructure_loops",   .gate = GATE::SEVERAL_BLOCKS, .why = "strength reduction and code motion, when what is invariant has a name"},
     {.name = "rename_symbols",      .key = "rename_symbols",      .gate = GATE::SEVERAL_BLOCKS, .run = rename_symbols, .needs = DFN_FACT | CANDIDATES_FACT, .keeps = STRUCTURE_FACTS, .why = "takes apart the temporaries that the passes before share"},
     {.name = "expand_cluster_refs", .key = "expand_cluster_refs", .why = "addresses references that are close together from one base; also in a single block"},
-    {.name = "merge_symbols",       .key = "merge_symbols",       .gate = GATE::SEVERAL_BLOCKS, .why = "coalesces variables joined by copies, which are most when the others are done"},
+    {.name = "merge_symbols",       .key = "merge_symbols",       .gate = GATE::SEVERAL_BLOCKS, .run = merge_symbols, .needs = DFN_FACT, .keeps = DFN_FACT, .why = "coalesces variables joined by copies, which are most when the others are done"},
 };
 
 constexpr PASS LOCAL_GROUP[] = {

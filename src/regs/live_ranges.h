@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "regs/loop_nesting.h"
+#include "cfg/loop_nesting.h"
 #include "regs/registers.h"
 
 namespace pelorus {

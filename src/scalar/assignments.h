@@ -26,6 +26,14 @@ bool find_live_variables(bool faint);
 // Needs: dfn. Keeps: cfg, dfn. Breaks: candidates, live.
 bool elim_dead_assigns(bool delay, bool combine_flagged);
 
+// --- merge_symbols.cpp ---
+
+// Lets two variables that a copy joins be one where they are not needed at once, and drops the copy. Ends
+// with simpcfg when there were any. True when the function changed.
+// Needs: dfn. Keeps: cfg, dfn. Breaks: candidates, live. Cost: that of live variables; an assignment to a
+// variable that copies join to n others takes time n, which is at most 1,024.
+bool merge_symbols();
+
 // --- delay_assignments.cpp ---
 
 // Moves assignments down to the ways on which their value is read (Knoop, Ruething, Steffen: Partial Dead

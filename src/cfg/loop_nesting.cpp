@@ -6,7 +6,7 @@
 // them, and `weave` puts a new header where it belongs in such a chain.
 //
 // T. Wei, J. Mao, W. Zou, Y. Chen: A New Algorithm for Identifying Loops in Decompilation (2007).
-#include "regs/loop_nesting.h"
+#include "cfg/loop_nesting.h"
 
 #include <utility>
 
