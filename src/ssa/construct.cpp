@@ -222,7 +222,7 @@ void put_in_form(BUILDER& builder) {
 
 bool construct_SSA_form() {
     ssa_form = {};
-    BUILDER builder{find_versions(1), {}, {}};
+    BUILDER builder{find_versions(1, false), {}, {}};
     const size_t count = builder.versions.drafts.size();
     if (count == 1) return false;
     builder.same.resize(count);

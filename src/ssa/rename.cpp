@@ -15,6 +15,7 @@
 // S. Muchnick, Advanced Compiler Design and Implementation (1997), section 16.3.3, calls them webs.
 #include <numeric>
 
+#include "cfg/candidate_fact.h"
 #include "cfg/statement_edit.h"
 #include "ir/node_storage.h"
 #include "ir/parameters.h"
@@ -31,6 +32,14 @@ namespace pelorus {
 
 namespace {
 
+// Live variables take blocks times candidates in bits, and no more candidates than 16 bits can number are
+// tracked: what is beyond would have its place in memory.
+struct RENAMING_LIMITS {
+    int64_t candidates = 8192;
+    int64_t members = int64_t{1} << 24; // blocks times candidates
+};
+constexpr RENAMING_LIMITS LIMITS;
+
 struct WEB {
     SYMBOL* variable = nullptr;       // it goes by this one; null: not looked at yet
     const NODE* definition = nullptr; // the first
@@ -42,6 +51,7 @@ struct WEBS {
     std::vector<VERSION> joined{}; // by version: another version of its web; itself: it stands for the web
     std::vector<VERSION> keeper{}; // by serial number of the variable: of the web that keeps it; 0: none
     std::vector<WEB> webs{};       // by version that stands for it
+    int64_t candidates = 0;        // that there are with the new variables
 };
 
 VERSION web_of(WEBS& webs, VERSION version) {
@@ -95,6 +105,10 @@ void find_first_definitions(WEBS& webs) {
     }
 }
 
+bool has_room(const WEBS& webs) {
+    return webs.candidates < LIMITS.candidates && webs.candidates * flow_graph.bb_count < LIMITS.members;
+}
+
 // The variable by which the web goes from now on.
 SYMBOL* variable_of_web(WEBS& webs, VERSION version) {
     const VERSION number = web_of(webs, version);
@@ -103,7 +117,12 @@ SYMBOL* variable_of_web(WEBS& webs, VERSION version) {
     web.variable = webs.versions.drafts[number].variable;
     if (number == web_of(webs, keeper_of(webs, web.variable))) return web.variable;
     stand_at(0, *web.cell);
+    if (!has_room(webs)) {
+        refuse(SITE_rename_web, "there would be too many variables", "{}", web.variable);
+        return web.variable;
+    }
     if (!may_change(SITE_rename_web)) return web.variable;
+    ++webs.candidates;
     SYMBOL* split = new_split('W', web.variable);
     made(SITE_rename_web, "{} becomes {} from {} on", web.variable, split, web.definition);
     return web.variable = split;
@@ -139,14 +158,16 @@ void refuse_untracked(const VERSIONS& versions) {
 bool rename_symbols() {
     trace_entering("rename_symbols");
     const CHANGE_MARK mark;
-    WEBS webs{find_versions(2)};
+    WEBS webs{find_versions(2, true)};
     refuse_untracked(webs.versions);
+    if (webs.versions.gave_up) refuse(SITE_rename_web, "the function has too many joins");
     const size_t count = webs.versions.drafts.size();
     if (count == 1) return false;
     webs.joined.resize(count);
     std::iota(webs.joined.begin(), webs.joined.end(), VERSION{0});
     webs.keeper.resize(static_cast<size_t>(function_symbols.serial));
     webs.webs.resize(count);
+    webs.candidates = function_candidates.count;
     join_by_phis(webs);
     find_keepers(webs);
     find_first_definitions(webs);

@@ -12,6 +12,8 @@
 // it is for live variables in bits.
 #include "ssa/versions.h"
 
+#include <utility>
+
 #include "cfg/candidate_fact.h"
 #include "ir/stmt.h"
 #include "scalar/assignment_query.h"
@@ -25,6 +27,14 @@ bool is_operator_assignment(const NODE* node) {
 }
 
 namespace {
+
+// Blocks at whose entry a variable may be looked up when that may not take long. Functions as people write
+// them need one for an access at the most.
+struct SEARCH_LIMITS {
+    size_t at_least = 10000;
+    size_t by_access = 8;
+};
+constexpr SEARCH_LIMITS SEARCH;
 
 // By candidate number.
 struct TRACKED {
@@ -48,6 +58,7 @@ public:
     VERSION_TABLE() : slots(64) {}
     // NO_VERSION when there is none.
     VERSION find(uint64_t key) const { return slots[place_of(key)].version; }
+    size_t size() const { return count; }
     void put(uint64_t key, VERSION version) {
         SLOT& slot = slots[place_of(key)];
         count += !slot.key;
@@ -81,10 +92,13 @@ struct VERSION_SEARCH {
     std::vector<TRACKED> tracked{};
     std::vector<NOTED_ACCESS> accesses{};
     VERSIONS found{};
-    VERSION_TABLE at_end{};   // by block and variable: the last one of the block so far
-    VERSION_TABLE at_entry{}; // the same: found to be the one that it is entered with
-    std::vector<BB*> way{};   // scratch
+    VERSION_TABLE at_end{};         // by block and variable: the last one of the block so far
+    VERSION_TABLE at_entry{};       // the same: found to be the one that it is entered with
+    std::vector<BB*> way{};         // scratch
+    size_t most_entries = SIZE_MAX; // of `at_entry`
 };
+
+bool takes_too_long(const VERSION_SEARCH& search) { return search.at_entry.size() > search.most_entries; }
 
 // --- 1 ---
 
@@ -208,7 +222,7 @@ void read_access(VERSION_SEARCH& search, const NOTED_ACCESS& access) {
 // --- 3 ---
 
 void find_operands(VERSION_SEARCH& search) {
-    for (size_t i = 0; i < search.found.phis.size(); ++i) {
+    for (size_t i = 0; i < search.found.phis.size() && !takes_too_long(search); ++i) {
         const DRAFT_PHI phi = search.found.phis[i];
         SYMBOL* variable = search.found.drafts[phi.version].variable;
         const auto first = static_cast<uint32_t>(search.found.operands.size());
@@ -221,14 +235,21 @@ void find_operands(VERSION_SEARCH& search) {
 
 } // namespace
 
-VERSIONS find_versions(uint32_t least_definitions) {
+VERSIONS find_versions(uint32_t least_definitions, bool may_give_up) {
     build_facts(CANDIDATES_FACT);
     VERSION_SEARCH search;
-    // A block that is entered from outside and from inside has one predecessor too few.
+    // An entry that edges lead to, too, would need a phi with the value from outside.
     if (flow_graph.bb_list->preds || !find_tracked(search, least_definitions)) return std::move(search.found);
-    for (const NOTED_ACCESS& access : search.accesses) read_access(search, access);
+    if (may_give_up) search.most_entries = SEARCH.at_least + SEARCH.by_access * search.accesses.size();
+    for (const NOTED_ACCESS& access : search.accesses) {
+        read_access(search, access);
+        if (takes_too_long(search)) break;
+    }
     find_operands(search);
-    return std::move(search.found);
+    if (!takes_too_long(search)) return std::move(search.found);
+    VERSIONS none;
+    none.gave_up = true;
+    return none;
 }
 
 } // namespace pelorus

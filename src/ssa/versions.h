@@ -56,6 +56,7 @@ struct VERSIONS {
     std::vector<VERSION> operands{};
     std::vector<VERSION_USE> uses{};
     std::vector<UNTRACKED> untracked{};
+    bool gave_up = false; // there are no versions
 
     std::span<const VERSION> operands_of(const DRAFT_PHI& phi) const {
         return {operands.data() + phi.first_operand, phi.operand_count};
@@ -68,7 +69,8 @@ bool is_operator_assignment(const NODE* node);
 // candidate that no debugger looks for, all of whose definitions are assignments by its name, at most one in
 // a statement, that happen whenever the statement is executed.
 // Needs: dfn. Builds: candidates. Cost: linear in the statements, and in the uses times the joins that lie
-// between them and their definitions.
-VERSIONS find_versions(uint32_t least_definitions);
+// between them and their definitions. With `may_give_up` linear in the statements, since what takes much
+// longer ends without versions.
+VERSIONS find_versions(uint32_t least_definitions, bool may_give_up);
 
 } // namespace pelorus
