@@ -94,12 +94,17 @@ void drop(BB* block, STMT* cell) {
         remove_cell(block, cell);
 }
 
+bool is_unwanted(const DEAD_SEARCH& search, const NODE* tree) {
+    if (tree->op != OP_SSA_DEF) return false;
+    const auto version = static_cast<size_t>(tree->value_lo);
+    return search.statements[version] == tree && !search.wanted[version];
+}
+
 void drop_unwanted(const DEAD_SEARCH& search, BB* block) {
     for (STMT* cell = block->stmts; cell;) {
         stand_at(block, cell);
         const NODE* tree = cell->tree;
-        const bool is_dead = may_be_dead(tree) && !search.wanted[static_cast<size_t>(tree->value_lo)];
-        if (!is_dead || !change(SITE_dead_ssa_assignment, "{}", tree->left)) {
+        if (!is_unwanted(search, tree) || !change(SITE_dead_ssa_assignment, "{}", tree->left)) {
             cell = cell->next;
             continue;
         }
