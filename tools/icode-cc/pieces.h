@@ -1,6 +1,6 @@
 // Bit-fields in pieces.
 //
-// A bit-field of a packed structure may have no integer around it that lies in the structure: 17 bits in 3
+// A bit-field may have no integer around it that lies in the structure and over no other member: 17 bits in 3
 // bytes. Its icode type then has several members, of which each holds some of the bits, and a use of the
 // field becomes one of all of them. Such fields are no lvalues; whoever may meet one asks first.
 #pragma once

@@ -3,10 +3,10 @@
 // A structure's type is entered in the map before its members are made, since they may point to it. Its size
 // is known from the start, so types that contain it may be made in between.
 //
-// A bit-field's container is the smallest naturally aligned unsigned integer that holds the field and lies in
-// the structure. Fields of packed structures may straddle such units; they get the smallest integer from the
-// field's first byte on, or the last one that ends with the structure, or they are cut into pieces
-// (pieces.h).
+// A bit-field's container is the smallest naturally aligned unsigned integer that holds the field and lies
+// between the members around its run of bit-fields. Where there is none, as for a field of a packed structure
+// that straddles such units, it gets the smallest integer from the field's first byte on, or the last one
+// that ends with the run, or it is cut into pieces (pieces.h).
 //
 // Complex numbers and vectors are structures of their elements. A structure is marked that stands for a
 // vector, since the calling convention passes it in another way.
@@ -115,15 +115,23 @@ struct CONTAINER {
     uint32_t size;   // bytes; 0: there is none
 };
 
-CONTAINER find_container(uint64_t first_bit, uint32_t width, uint64_t structure_size) {
+// Bytes of the structure in which a container may lie: those of a run of bit-fields and of the padding around
+// it. Other members may be written by another thread at the same time, and so may fields behind one of no
+// width.
+struct LIMITS {
+    uint64_t low;
+    uint64_t high;
+};
+
+CONTAINER find_container(uint64_t first_bit, uint32_t width, const LIMITS& limits) {
     for (uint32_t size = 1; size <= 8; size *= 2) {
         const uint64_t start = first_bit / 8 / size * size;
-        if (first_bit + width <= (start + size) * 8 && start + size <= structure_size)
+        if (first_bit + width <= (start + size) * 8 && start >= limits.low && start + size <= limits.high)
             return {static_cast<uint32_t>(start), size};
     }
     for (uint32_t size = 1; size <= 8; size *= 2) {
-        if (size > structure_size) break;
-        const uint64_t start = std::min(first_bit / 8, structure_size - size);
+        if (limits.low + size > limits.high) break;
+        const uint64_t start = std::min(first_bit / 8, limits.high - size);
         if (first_bit + width <= (start + size) * 8) return {static_cast<uint32_t>(start), size};
     }
     return {0, 0};
@@ -158,7 +166,7 @@ MEMBER_PLACE place_bits(UNIT& unit, TYPE* declared, BITS bits, const CONTAINER& 
 // The members of a structure being made.
 struct MEMBER_LIST {
     TYPE* type;
-    uint64_t size; // of the structure, in bytes
+    LIMITS limits; // of the bit-fields that come next
     uint32_t last_key;
 };
 
@@ -175,14 +183,14 @@ void add_pieces(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, BITS rest
     const bool is_signed = field->getType()->isSignedIntegerOrEnumerationType();
     for (uint32_t done = 0; rest.width;) {
         uint32_t width = rest.width;
-        while (!find_container(rest.first, width, list.size).size) --width;
+        while (!find_container(rest.first, width, list.limits).size) --width;
         const bool keeps_sign = is_signed && width == rest.width;
         TYPE* declared = width > 32   ? long_long_type(unit, !keeps_sign)
                          : keeps_sign ? int_type(unit)
                                       : unsigned_type(unit);
         const std::string name = name_text(unit, field) + (done ? "$" + std::to_string(done) : "");
         const MEMBER_PLACE place =
-            place_bits(unit, declared, {rest.first, width}, find_container(rest.first, width, list.size));
+            place_bits(unit, declared, {rest.first, width}, find_container(rest.first, width, list.limits));
         pieces.push_back({add_member(unit, list, field, name, place), declared, done});
         done += width;
         rest = {rest.first + width, rest.width - width};
@@ -192,16 +200,41 @@ void add_pieces(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, BITS rest
 
 void add_bitfield(UNIT& unit, MEMBER_LIST& list, const FieldDecl* field, uint64_t first_bit) {
     const BITS bits{first_bit, field->getBitWidthValue(*unit.ast)};
-    const CONTAINER container = find_container(bits.first, bits.width, list.size);
+    const CONTAINER container = find_container(bits.first, bits.width, list.limits);
     if (!container.size) return add_pieces(unit, list, field, bits);
     const MEMBER_PLACE place = place_bits(unit, icode_type(unit, field->getType()), bits, container);
     unit.members[field] = add_member(unit, list, field, name_text(unit, field), place);
 }
 
+// A member that ends a run of bit-fields: the next one belongs to another memory location.
+bool ends_run(const UNIT& unit, const FieldDecl* field) {
+    return !field->isBitField() || field->isZeroLengthBitField(*unit.ast);
+}
+
+// Where the bit-fields that begin with the iterator's may have their containers.
+LIMITS limits_of_run(const UNIT& unit, const ASTRecordLayout& layout, const RecordDecl* record, uint64_t low,
+                     RecordDecl::field_iterator field) {
+    const auto size = static_cast<uint64_t>(layout.getSize().getQuantity());
+    if (record->isUnion()) return {0, size};
+    while (field != record->field_end() && !ends_run(unit, *field)) ++field;
+    if (field == record->field_end()) return {low, size};
+    return {low, (layout.getFieldOffset(field->getFieldIndex()) + 7) / 8}; // a `: 0` may part no bytes
+}
+
+// The first byte behind a member that ends a run.
+uint64_t end_of_member(UNIT& unit, const ASTRecordLayout& layout, const FieldDecl* field) {
+    const uint64_t start = layout.getFieldOffset(field->getFieldIndex()) / 8;
+    if (field->isBitField() || field->getType()->isIncompleteType()) return start;
+    return start + static_cast<uint64_t>(unit.ast->getTypeSizeInChars(field->getType()).getQuantity());
+}
+
 void add_members(UNIT& unit, TYPE* type, const RecordDecl* record) {
     const ASTRecordLayout& layout = unit.ast->getASTRecordLayout(record);
-    MEMBER_LIST list{type, static_cast<uint64_t>(layout.getSize().getQuantity()), 0};
-    for (const FieldDecl* field : record->fields()) {
+    MEMBER_LIST list{type, limits_of_run(unit, layout, record, 0, record->field_begin()), 0};
+    for (auto next = record->field_begin(); next != record->field_end();) {
+        const FieldDecl* field = *next++;
+        if (ends_run(unit, field))
+            list.limits = limits_of_run(unit, layout, record, end_of_member(unit, layout, field), next);
         if (field->isUnnamedBitField()) continue;
         const uint64_t first_bit = layout.getFieldOffset(field->getFieldIndex());
         if (field->isBitField()) {

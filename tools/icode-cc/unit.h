@@ -42,7 +42,7 @@ struct PENDING_COPY {
     SYMBOL* symbol;
 };
 
-// Some bits of a bit-field that no integer in its structure holds; see pieces.h.
+// Some bits of a bit-field that no integer holds which is its own; see pieces.h.
 struct PIECE {
     TYPE_PART* part;
     TYPE* type;     // in which the bits are read: signed for the highest ones of a signed field
