@@ -75,11 +75,11 @@ FIELD_TEST test_of(NODE* condition) {
     return test;
 }
 
-// Of one bit either answer says what the other would.
+// Of one bit either answer says what the other would; two that differ are 1 together.
 FIELD_TEST test_of(NODE* condition, bool equal) {
     FIELD_TEST test = test_of(condition);
     if (!test.field.lvalue || test.equal == equal) return test;
-    if (test.field.width > 1 || test.other.lvalue) return {};
+    if (test.field.width > 1) return {};
     test.bits ^= 1;
     test.equal = equal;
     return test;
