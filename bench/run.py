@@ -30,6 +30,8 @@
                 through llc-19 -O2, and nothing else on our side
   registers     the same of each kernel of bench/pressure.c, which have more variables at once than there are registers: at levels 1 and 2 as it
                 is, with variables in memory for which no register is free, and with all of them in memory
+  frames        bytes of the stack frames of the functions, as llc-19 -O2 lays them out, at levels 1 to 4 with and without the sharing of
+                places: of the examples and kernels, and of the icode files of each folder that --icode names
   expressions   what is left of each function of bench/expressions.c: operators of our trees before and after level 2, instructions of
                 clang's IR after opt-19 with instcombine; and the ARM instructions of both after llc-19 -O2, returns not counted
   interpreter   operations a second that icode-run executes, on the examples after pelorus at level 2, and its time against that of
@@ -76,6 +78,7 @@ class Bench:
         self.folder = folder
         self.runs = arguments.runs
         self.against = arguments.against
+        self.icode = arguments.icode
         self.measure = folder / "measure"
         run("cc", "-O2", ROOT / "bench" / "measure.c", "-o", self.measure)
 
@@ -272,6 +275,30 @@ class Bench:
         """The code of the object that was executed last."""
         text = run("arm-linux-gnueabihf-size", "-A", self.folder / "program.o").decode()
         return sum(int(size) for size in re.findall(r"^\.text\S*\s+(\d+)", text, re.M))
+
+    def frames(self, programs):
+        files = {"examples and kernels": [self.folder / f"{source.stem}.if" for source in programs]}
+        for source, icode in zip(programs, files["examples and kernels"]):
+            run(self.tools / "icode-cc", source, "-o", icode)
+        files |= {folder.name: sorted(folder.rglob("*.if")) for folder in self.icode}
+        print("\nStack frames with and without shared places\n")
+        print("| files | level | functions | with smaller frames | with larger ones | bytes of all frames | without sharing | ratio |\n|---|---|---|---|---|---|---|---|")
+        for name, inputs in files.items():
+            for level in range(1, 5):
+                pairs = [(self.frame_sizes(icode, level), self.frame_sizes(icode, level, "--no_stack_sharing")) for icode in inputs]
+                sizes = [(sharing[function], apart[function]) for sharing, apart in pairs for function in apart]
+                sharing, apart = (sum(side) for side in zip(*sizes))
+                print(f"| {name} | {level} | {len(sizes)} | {sum(a < b for a, b in sizes)} | {sum(a > b for a, b in sizes)} | {sharing} | {apart} "
+                      f"| {sharing / apart:.3f} |", flush=True)
+
+    def frame_sizes(self, icode, level, *options):
+        """The bytes of the frame of each function."""
+        output, ir, unit = (self.folder / f"frames.{ending}" for ending in ("opt", "ll", "o"))
+        run(self.tools / "pelorus", f"-o{level}", *options, icode, output)
+        run(self.tools / "icode-llvm", output, "-o", ir)
+        run("llc-19", "-O2", "-filetype=obj", "-stack-size-section", ir, "-o", unit)
+        sizes = run("llvm-readelf-19", "--stack-sizes", unit).decode()
+        return {name: int(size) for size, name in re.findall(r"^ *(\d+) +(\S+)$", sizes, re.M)}
 
     def layout(self, examples):
         base = self.start_counting()
@@ -502,7 +529,7 @@ class Bench:
 
 # What each table needs: nothing, the examples, or the examples and the kernels.
 TABLES = {"files": "examples", "growth": "", "shapes": "", "graphs": "", "callgraph": "", "variables": "", "decisions": "examples", "levels": "examples",
-          "inline": "examples", "limits": "examples", "layout": "examples", "expressions": "", "interpreter": "examples", "ssa": "examples",
+          "inline": "examples", "limits": "examples", "layout": "examples", "frames": "programs", "expressions": "", "interpreter": "examples", "ssa": "examples",
           "costs": "programs", "instructions": "programs", "registers": ""}
 
 
@@ -511,6 +538,7 @@ def main():
     parser.add_argument("--bin", type=lambda text: pathlib.Path(text).resolve(), default=ROOT / "build" / "bin", help="folder of the tools (a release build)")
     parser.add_argument("--runs", type=int, default=11, help="runs of each timed command")
     parser.add_argument("--against", type=pathlib.Path, help="folder of the tools of another build, for the table of decisions")
+    parser.add_argument("--icode", type=pathlib.Path, action="append", default=[], help="a folder of icode files, for the table of frames; may stand several times")
     parser.add_argument("tables", nargs="*", help=", ".join(TABLES) + "; all when none is named")
     arguments = parser.parse_args()
     unknown = set(arguments.tables) - set(TABLES)
