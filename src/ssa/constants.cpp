@@ -3,15 +3,16 @@
 //      x = 1;                              x is 1 in the test and behind it: only the way over the first arm
 //      if (x) y = 2; else y = f();         is taken, so that y is 2
 //
-//   1. Values go from NOTHING to what is known (known_values.h), along the edges that can be taken: a block
+//   1. What tests say of versions behind them is collected (edge_facts.h).
+//   2. Values go from NOTHING to what is known (known_values.h), along the edges that can be taken: a block
 //      is looked at when the first edge to it was found, a statement again when a version in it is known to
 //      be less constant than before. A phi is what the operands are that come over edges found so far.
-//   2. Uses of versions that are constants become the constants, and their statements are simplified.
-//   3. Branches whose conditions are decided become jumps, and what nothing reaches any more goes.
+//   3. Uses of versions that are constants become the constants, and their statements are simplified.
+//   4. Branches whose conditions are decided become jumps, and what nothing reaches any more goes.
 //
 // Each version changes at most three times, so the whole is linear in the uses.
 //
-// What it does not do: follow values through memory, or learn from the test on an edge.
+// What it does not do: follow values through memory, or learn ranges from tests.
 //
 // Wegman, Zadeck: Constant Propagation with Conditional Branches. TOPLAS 13 (1991).
 #include <unordered_set>
@@ -23,6 +24,7 @@
 #include "ir/stmt.h"
 #include "ir/tree_text.h"
 #include "ir/walk.h"
+#include "ssa/edge_facts.h"
 #include "ssa/known_values.h"
 #include "ssa/ssa.h"
 #include "support/decision.h"
@@ -34,6 +36,11 @@ namespace pelorus {
 
 namespace {
 
+struct CONSTANT_COSTS {
+    int64_t largest = 255; // number that an instruction holds itself, whichever it is
+};
+constexpr CONSTANT_COSTS COSTS;
+
 // A statement that defines versions, or the ending of a block.
 struct SITE_OF_VALUE {
     BB* block;
@@ -41,6 +48,7 @@ struct SITE_OF_VALUE {
 };
 
 struct PROPAGATION {
+    EDGE_FACTS facts{};
     std::vector<KNOWN_VALUE> values{};               // by version
     std::vector<std::vector<SITE_OF_VALUE>> users{}; // by version
     std::vector<std::vector<STMT*>> defining{};      // by block number: statements with definitions
@@ -52,9 +60,11 @@ struct PROPAGATION {
 
 size_t number_of(const BB* block) { return static_cast<size_t>(block->dfn); }
 
-uint64_t key_of_edge(const BB* from, const BB* to) { return uint64_t{number_of(from)} << 32 | number_of(to); }
+KNOWN_VALUE value_in(const PROPAGATION& all, const BB* block, const NODE* tree) {
+    return known_value(tree, {all.values, all.facts, block});
+}
 
-// --- 1 ---
+// --- 2 ---
 
 void note_statement(PROPAGATION& all, BB* block, STMT* cell) {
     const bool defines = has_definition(cell->tree);
@@ -75,6 +85,7 @@ void note_statement(PROPAGATION& all, BB* block, STMT* cell) {
 // What nothing of the function writes may be anything: it is not what the optimizer says that it is.
 PROPAGATION start_propagation() {
     PROPAGATION all;
+    all.facts = find_edge_facts();
     all.values.resize(ssa_form.versions.size());
     all.users.resize(ssa_form.versions.size());
     all.defining.resize(static_cast<size_t>(flow_graph.bb_count) + 1);
@@ -100,9 +111,13 @@ void take_edge(PROPAGATION& all, BB* from, BB* to) {
 
 KNOWN_VALUE value_of_phi(const PROPAGATION& all, const BB* block, const NODE* phi) {
     KNOWN_VALUE value;
-    for (const NODE* operand : phi_operands(phi))
-        if (all.edges.contains(key_of_edge(block_of_operand(operand), block)))
-            value = either_value(value, all.values[static_cast<size_t>(operand->value_lo)]);
+    for (const NODE* operand : phi_operands(phi)) {
+        const BB* from = block_of_operand(operand);
+        if (!all.edges.contains(key_of_edge(from, block))) continue;
+        const KNOWN_VALUE fact = fact_on_edge(all.facts, operand->value_lo, from, block);
+        value =
+            either_value(value, value_behind_test(all.values[static_cast<size_t>(operand->value_lo)], fact));
+    }
     return value;
 }
 
@@ -113,7 +128,7 @@ void look_at_definitions(PROPAGATION& all, const BB* block, const NODE* tree) {
         const NODE* assignment = node->left;
         const SYMBOL* variable = ssa_form.versions[static_cast<size_t>(node->value_lo)].variable;
         learn(all, node->value_lo,
-              value_as(known_value(assignment->right, all.values), assignment->right->type, variable->type));
+              value_as(value_in(all, block, assignment->right), assignment->right->type, variable->type));
     });
 }
 
@@ -121,7 +136,7 @@ void look_at_definitions(PROPAGATION& all, const BB* block, const NODE* tree) {
 void look_at_ending(PROPAGATION& all, BB* block) {
     const NODE* tree = ending_tree(block);
     if (tree->op == OP_IF || tree->op == OP_SWITCH) {
-        const KNOWN_VALUE value = known_value(tree->left, all.values);
+        const KNOWN_VALUE value = value_in(all, block, tree->left);
         if (value.known == KNOWN::NOTHING) return;
         const bool is_integer = value.known == KNOWN::CONSTANT && value.op == OP_ICON;
         const bool is_decided = is_integer || (tree->op == OP_IF && is_not_zero(value));
@@ -160,18 +175,29 @@ void propagate(PROPAGATION& all) {
     }
 }
 
-// --- 2 ---
+// --- 3 ---
 
 // The address of an object stays behind its name: to write it at each use costs more.
 bool is_worth_writing(const KNOWN_VALUE& value) {
     return value.known == KNOWN::CONSTANT && value.op != OP_UAND;
 }
 
-bool replace_use(const PROPAGATION& all, NODE* name) {
-    const KNOWN_VALUE value = known_value(name, all.values);
+// A constant that only a test told of is there in a variable: to write it must not cost more.
+bool is_cheap_constant(const KNOWN_VALUE& value) {
+    const int64_t number = value.op == OP_ICON && int96_fits_signed32(value.integer)
+                               ? int96_to_int64(value.integer)
+                               : COSTS.largest + 1;
+    return -COSTS.largest <= number && number <= COSTS.largest;
+}
+
+bool replace_use(const PROPAGATION& all, const BB* block, NODE* name) {
+    const KNOWN_VALUE value = value_in(all, block, name);
     if (!is_worth_writing(value)) return false;
+    const bool is_everywhere = all.values[static_cast<size_t>(version_of(name))].known == KNOWN::CONSTANT;
+    if (!is_everywhere && !is_cheap_constant(value)) return false;
     NODE* constant = tree_of_value(value, name->type);
-    const bool granted = change(SITE_ssa_constant, "{} is {}", name->symbol(), constant);
+    const bool granted = change(is_everywhere ? SITE_ssa_constant : SITE_ssa_behind_test, "{} is {}",
+                                name->symbol(), constant);
     if (granted) *name = *constant;
     erase_node(constant);
     return granted;
@@ -190,6 +216,35 @@ bool simplify_statement(BB* block, STMT* cell) {
     return true;
 }
 
+bool is_condition(const NODE* tree) {
+    return opcode_is_relation(tree->op) || tree->op == OP_EXCLAIM || tree->op == OP_ANDAND ||
+           tree->op == OP_OROR;
+}
+
+// A condition that is decided without being a constant: that a pointer is not null, say.
+bool decide_condition(const PROPAGATION& all, const BB* block, NODE*& condition) {
+    if (tree_has_effects(condition) || !any_node(condition, version_of)) return false;
+    const KNOWN_VALUE value = value_in(all, block, condition);
+    if (!is_not_zero(value) && !is_zero_value(value)) return false;
+    if (!change(SITE_ssa_condition, "{} is {}", condition, is_not_zero(value) ? "not 0" : "0")) return false;
+    erase_tree(condition);
+    condition = new_icon(type_package()->int_type(), int96_signed(is_not_zero(value)));
+    return true;
+}
+
+bool decide_conditions(const PROPAGATION& all, const BB* block, NODE* tree) {
+    bool decided = false;
+    for_each_node(tree, [&](NODE* node) {
+        const bool tests_both = node->op == OP_ANDAND || node->op == OP_OROR;
+        const bool tests = tests_both || node->op == OP_IF || node->op == OP_QUEST || node->op == OP_EXCLAIM;
+        if (node->left && (tests || is_condition(node->left)))
+            decided |= decide_condition(all, block, node->left);
+        if (node->right && (tests_both || is_condition(node->right)))
+            decided |= decide_condition(all, block, node->right);
+    });
+    return decided;
+}
+
 // True when nothing is left of the statement.
 bool replace_uses(const PROPAGATION& all, BB* block, STMT* cell) {
     if (is_phi(cell->tree) || cell->tree->op == OP_URETURN) return false; // which want names
@@ -199,19 +254,9 @@ bool replace_uses(const PROPAGATION& all, BB* block, STMT* cell) {
             names.push_back(access.name);
     });
     bool replaced = false;
-    for (NODE* name : names) replaced |= replace_use(all, name);
+    for (NODE* name : names) replaced |= replace_use(all, block, name);
+    if (!names.empty()) replaced |= decide_conditions(all, block, cell->tree);
     return replaced && simplify_statement(block, cell);
-}
-
-// A condition that is decided without being a constant: that a pointer is not null, say.
-void write_decided_condition(const PROPAGATION& all, BB* block) {
-    NODE* tree = ending_tree(block);
-    if (tree->op != OP_IF || tree->left->op == OP_ICON || tree_has_effects(tree->left)) return;
-    const KNOWN_VALUE value = known_value(tree->left, all.values);
-    if (!is_not_zero(value) && !is_zero_value(value)) return;
-    if (!change(SITE_ssa_condition, "{} is {}", tree->left, is_not_zero(value) ? "not 0" : "0")) return;
-    erase_tree(tree->left);
-    tree->left = new_icon(type_package()->int_type(), int96_signed(is_not_zero(value)));
 }
 
 void replace_in_block(const PROPAGATION& all, BB* block) {
@@ -219,10 +264,9 @@ void replace_in_block(const PROPAGATION& all, BB* block) {
         stand_at(block, cell);
         if (!replace_uses(all, block, cell)) cell = cell->next;
     }
-    write_decided_condition(all, block);
 }
 
-// --- 3 ---
+// --- 4 ---
 
 bool fold_branches() {
     bool folded = false;

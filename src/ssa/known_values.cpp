@@ -4,6 +4,7 @@
 #include "ir/effects.h"
 #include "ir/node_storage.h"
 #include "ir/symbol.h"
+#include "ssa/edge_facts.h"
 #include "ssa/ssa.h"
 #include "tree/fold.h"
 
@@ -14,7 +15,7 @@ namespace {
 constexpr int MOST_NESTED = 300;
 
 struct EVALUATION {
-    const std::vector<KNOWN_VALUE>& versions;
+    const KNOWN_VERSIONS& versions;
     int depth = 0;
 };
 
@@ -153,7 +154,10 @@ KNOWN_VALUE evaluate_name(const EVALUATION& evaluation, const NODE* name) {
     const int32_t version = version_of(name);
     if (!version) return ANY_VALUE;
     const SSA_VERSION& named = ssa_form.versions[static_cast<size_t>(version)];
-    return value_as(evaluation.versions[static_cast<size_t>(version)], named.variable->type, name->type);
+    const KNOWN_VERSIONS& versions = evaluation.versions;
+    const KNOWN_VALUE value = value_behind_test(versions.values[static_cast<size_t>(version)],
+                                                fact_in_block(versions.facts, version, versions.block));
+    return value_as(value, named.variable->type, name->type);
 }
 
 // What a bit-field or a volatile object keeps of a value may be another one.
@@ -237,7 +241,12 @@ KNOWN_VALUE value_as(const KNOWN_VALUE& value, const TYPE* from, const TYPE* to)
     return is_alike ? value : ANY_VALUE;
 }
 
-KNOWN_VALUE known_value(const NODE* tree, const std::vector<KNOWN_VALUE>& versions) {
+KNOWN_VALUE value_behind_test(const KNOWN_VALUE& value, const KNOWN_VALUE& fact) {
+    const bool is_known = value.known == KNOWN::NOTHING || value.known == KNOWN::CONSTANT;
+    return is_known || fact.known == KNOWN::VARIES ? value : fact;
+}
+
+KNOWN_VALUE known_value(const NODE* tree, const KNOWN_VERSIONS& versions) {
     EVALUATION evaluation{versions};
     return evaluate(evaluation, tree);
 }

@@ -14,6 +14,8 @@
 
 namespace pelorus {
 
+struct EDGE_FACTS;
+
 enum class KNOWN : uint8_t { NOTHING, CONSTANT, NOT_ZERO, VARIES };
 
 struct KNOWN_VALUE {
@@ -36,10 +38,20 @@ KNOWN_VALUE either_value(const KNOWN_VALUE& a, const KNOWN_VALUE& b);
 // The same value under a type of the same representation; else anything.
 KNOWN_VALUE value_as(const KNOWN_VALUE& value, const TYPE* from, const TYPE* to);
 
-// What is known of the expression's value when `versions` tells it of each SSA version. Nothing is changed,
-// and what the expression does besides does not count. Expressions that are nested deeper than a few hundred
-// operators may have any value.
-KNOWN_VALUE known_value(const NODE* tree, const std::vector<KNOWN_VALUE>& versions);
+// What is known of a value at some place, when a test in front of it says something as well.
+KNOWN_VALUE value_behind_test(const KNOWN_VALUE& value, const KNOWN_VALUE& fact);
+
+// What is known of SSA versions, everywhere and in one block.
+struct KNOWN_VERSIONS {
+    const std::vector<KNOWN_VALUE>& values; // by version
+    const EDGE_FACTS& facts;
+    const BB* block;
+};
+
+// What is known of the expression's value, which is evaluated in that block. Nothing is changed, and what the
+// expression does besides does not count. Expressions that are nested deeper than a few hundred operators may
+// have any value.
+KNOWN_VALUE known_value(const NODE* tree, const KNOWN_VERSIONS& versions);
 
 // The constant as a tree of that type. Needs: a CONSTANT.
 NODE* tree_of_value(const KNOWN_VALUE& value, TYPE* type);
