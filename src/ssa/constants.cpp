@@ -109,20 +109,30 @@ void take_edge(PROPAGATION& all, BB* from, BB* to) {
     if (all.edges.insert(key_of_edge(from, to)).second) all.new_edges.emplace_back(from, to);
 }
 
+// Of the version where control goes over the edge.
+KNOWN_VALUE value_on_edge(const PROPAGATION& all, int32_t version, const BB* from, const BB* to) {
+    const KNOWN_VALUE& value = all.values[static_cast<size_t>(version)];
+    if (value.known == KNOWN::NOTHING || value.known == KNOWN::CONSTANT) return value;
+    return value_behind_test(value, fact_on_edge(all.facts, version, from, to));
+}
+
 KNOWN_VALUE value_of_phi(const PROPAGATION& all, const BB* block, const NODE* phi) {
     KNOWN_VALUE value;
     for (const NODE* operand : phi_operands(phi)) {
         const BB* from = block_of_operand(operand);
         if (!all.edges.contains(key_of_edge(from, block))) continue;
-        const KNOWN_VALUE fact = fact_on_edge(all.facts, operand->value_lo, from, block);
-        value =
-            either_value(value, value_behind_test(all.values[static_cast<size_t>(operand->value_lo)], fact));
+        value = either_value(value, value_on_edge(all, operand->value_lo, from, block));
+        if (value.known == KNOWN::VARIES) break;
     }
     return value;
 }
 
 void look_at_definitions(PROPAGATION& all, const BB* block, const NODE* tree) {
-    if (is_phi(tree)) return learn(all, tree->value_lo, value_of_phi(all, block, tree->left->right));
+    if (is_phi(tree)) {
+        // A block with many ways in is looked at for each of them.
+        if (all.values[static_cast<size_t>(tree->value_lo)].known == KNOWN::VARIES) return;
+        return learn(all, tree->value_lo, value_of_phi(all, block, tree->left->right));
+    }
     for_each_node(tree, [&](const NODE* node) {
         if (node->op != OP_SSA_DEF) return;
         const NODE* assignment = node->left;

@@ -136,24 +136,25 @@ void add_condition(FACT_LIST& facts, const NODE* tree, bool holds, int depth) {
 struct CASES_OF_BLOCK {
     int count = 0;
     bool has_default = false;
-    bool has_zero = false;
     INT96 value{}; // of the last one
 };
 
-CASES_OF_BLOCK cases_of(const NODE* branch, const BB* target, bool& zero_is_elsewhere) {
-    CASES_OF_BLOCK cases;
+struct SWITCH_CASES {
+    std::unordered_map<const BB*, CASES_OF_BLOCK> of_block{};
+    const BB* of_zero = nullptr; // null: no case for it
+};
+
+SWITCH_CASES cases_of(const NODE* branch) {
+    SWITCH_CASES cases;
     const auto note = [&](const NODE* item) {
-        const bool leads_there = target_of(item->op == OP_CASE ? item->right : item->left) == target;
-        const bool is_zero = item->op == OP_CASE && int96_is_zero(item->left->value());
-        zero_is_elsewhere |= is_zero && !leads_there;
-        if (!leads_there) return;
-        if (item->op != OP_CASE) {
-            cases.has_default = true;
-            return;
-        }
-        cases.count++;
-        cases.has_zero |= is_zero;
-        cases.value = item->left->value();
+        const bool is_case = item->op == OP_CASE;
+        const BB* target = target_of(is_case ? item->right : item->left);
+        CASES_OF_BLOCK& own = cases.of_block[target];
+        own.has_default |= !is_case;
+        if (!is_case) return;
+        own.count++;
+        own.value = item->left->value();
+        if (int96_is_zero(own.value)) cases.of_zero = target;
     };
     const NODE* list = branch->right;
     for (; list->op == OP_COMMA; list = list->left) note(list->right);
@@ -161,21 +162,37 @@ CASES_OF_BLOCK cases_of(const NODE* branch, const BB* target, bool& zero_is_else
     return cases;
 }
 
-void add_switch(FACT_LIST& facts, const NODE* branch, const BB* target) {
-    bool zero_is_elsewhere = false;
-    const CASES_OF_BLOCK cases = cases_of(branch, target, zero_is_elsewhere);
-    if (!cases.has_default && cases.count == 1) return add_number(facts, branch->left, cases.value);
-    if (!cases.has_zero && (!cases.has_default || zero_is_elsewhere)) add_not_zero(facts, branch->left);
+FACT_LIST facts_of_cases(const NODE* selector, const SWITCH_CASES& cases, const BB* target) {
+    FACT_LIST facts;
+    const auto found = cases.of_block.find(target);
+    if (found == cases.of_block.end()) return facts;
+    const CASES_OF_BLOCK& own = found->second;
+    if (!own.has_default && own.count == 1)
+        add_number(facts, selector, own.value);
+    else if (cases.of_zero != target && (!own.has_default || cases.of_zero))
+        add_not_zero(facts, selector);
+    return facts;
 }
 
-FACT_LIST facts_of_edge(const BB* from, const BB* to) {
-    FACT_LIST facts;
+// Calls visit(to, facts) for each edge of the block's branch that says something.
+template <class F>
+void for_each_edge_fact(const BB* from, F visit) {
     const NODE* branch = ending_tree(from);
-    if (branch->op == OP_IF)
-        add_condition(facts, branch->left, target_of(branch->right->left) == to, 0);
-    else if (branch->op == OP_SWITCH)
-        add_switch(facts, branch, to);
-    return facts;
+    const NODE* selector = branch->left;
+    SWITCH_CASES cases;
+    if (branch->op == OP_SWITCH) {
+        while (converts_numbers(selector)) selector = selector->left;
+        if (!version_under(selector)) return;
+        cases = cases_of(branch);
+    }
+    for (const BB_LIST* edge = from->succs; edge; edge = edge->next) {
+        FACT_LIST facts;
+        if (branch->op == OP_SWITCH)
+            facts = facts_of_cases(branch->left, cases, edge->block);
+        else if (branch->op == OP_IF)
+            add_condition(facts, branch->left, target_of(branch->right->left) == edge->block, 0);
+        if (!facts.empty()) visit(edge->block, std::move(facts));
+    }
 }
 
 // --- 2 and 3 ---
@@ -268,12 +285,11 @@ void place_facts(EDGE_FACTS& all, std::vector<FACTS_OF_EDGE>& edges) {
 
 EDGE_FACTS find_edge_facts() {
     std::vector<FACTS_OF_EDGE> edges;
-    for (const BB* from = flow_graph.bb_list; from; from = from->dflink) {
-        if (!has_several(from->succs)) continue;
-        for (const BB_LIST* edge = from->succs; edge; edge = edge->next)
-            if (FACT_LIST facts = facts_of_edge(from, edge->block); !facts.empty())
-                edges.push_back({from, edge->block, std::move(facts)});
-    }
+    for (const BB* from = flow_graph.bb_list; from; from = from->dflink)
+        if (has_several(from->succs))
+            for_each_edge_fact(from, [&](const BB* to, FACT_LIST&& facts) {
+                edges.push_back({from, to, std::move(facts)});
+            });
     EDGE_FACTS all;
     if (!edges.empty()) place_facts(all, edges);
     return all;
