@@ -6,6 +6,7 @@
 #include <unordered_set>
 
 #include "icode/validate_state.h"
+#include "ir/register_structure.h"
 #include "memory/zone.h"
 
 namespace pelorus {
@@ -160,6 +161,12 @@ void check_size(VALIDATOR& v, const SYMBOL* symbol, uint64_t start) {
                    size);
 }
 
+bool fits_registers(const TYPE* type) {
+    STRUCTURE_LEAVES leaves;
+    const bool is_number = type_is_integer(type) || type_is_floating(type) || type_is_pointer(type);
+    return is_number ? !type_is_volatile(type) : find_leaves(type, leaves);
+}
+
 void check_symbol_type(VALIDATOR& v, const SYMBOL* symbol, uint64_t start) {
     const TYPE* type = symbol->declared_type;
     if (!is_object_class(symbol)) return;
@@ -169,8 +176,7 @@ void check_symbol_type(VALIDATOR& v, const SYMBOL* symbol, uint64_t start) {
     if (!good)
         return file_fault(v, RULE_S6, start, "\"%.80s\" cannot be %s", symbol->name, type_text(type).c_str());
     check_size(v, symbol, start);
-    const bool is_number = type_is_integer(type) || type_is_floating(type) || type_is_pointer(type);
-    if (symbol->level && symbol->storage_class == SC_REGISTER && (!is_number || type_is_volatile(type)))
+    if (symbol->level && symbol->storage_class == SC_REGISTER && !fits_registers(type))
         file_fault(v, RULE_S12, start, "\"%.80s\" cannot live in a register as %s", symbol->name,
                    type_text(type).c_str());
 }

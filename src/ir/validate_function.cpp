@@ -6,6 +6,7 @@
 
 #include "ir/call.h"
 #include "ir/parameters.h"
+#include "ir/register_structure.h"
 #include "ir/symbol.h"
 #include "ir/walk.h"
 
@@ -65,6 +66,9 @@ int check_names(FUNCTION_CHECK& check, const NODE* stmt, const TREE_PLACE& place
             report(RULE_U6, "The parameter is used outside the first statement", node);
         if (const char* problem = register_problem(check, node)) report(RULE_U15, problem, node);
         return node;
+    });
+    for_each_name_in_memory(stmt, [&](const NODE* name) {
+        if (is_in_register(name)) report(RULE_U15, "A structure in registers is wanted in memory", name);
     });
     return failures;
 }

@@ -7,7 +7,8 @@
 // 3. Registers are given out by what they are worth (assign_registers.h), over live ranges (live_ranges.h)
 //    and with the depth of loops (loop_nesting.h). The register stands with the symbol, as a hint. Not at
 //    level 0, where nobody asks for it.
-// 4. How many registers each loop wants goes to the trace and the information file.
+// 4. So do small structures that are nowhere needed in memory (register_structures.h).
+// 5. How many registers each loop wants goes to the trace and the information file.
 //
 // Passes behind this one still take such variables for candidates.
 #include "regs/allocate_regs.h"
@@ -18,6 +19,7 @@
 #include "cfg/candidate_fact.h"
 #include "ir/symbol.h"
 #include "regs/assign_registers.h"
+#include "regs/register_structures.h"
 #include "support/decision.h"
 #include "support/pseudo_options.h"
 #include "support/run.h"
@@ -102,7 +104,7 @@ void place_variable(const LIVE_RANGE& range, int32_t unit) {
     symbol->fifth = unit == NO_UNIT ? 0 : register_hint(range.kind, unit);
 }
 
-// --- 4: what is said ---
+// --- 5: what is said ---
 
 void report_loops(const LIVE_RANGES& ranges, const LOOP_NESTING& nesting) {
     if (!debug_on() && !trace_state.info_output) return;
@@ -141,6 +143,7 @@ bool allocate_regs() {
     }
     for (const LIVE_RANGE& variable : variables)
         if (variable.symbol) place_variable(variable, units[candidate_number(variable.symbol)]);
+    place_structures_in_registers();
     return mark.any();
 }
 

@@ -187,13 +187,6 @@ CALLED make_call(EMITTER& emitter, const NODE* tree) {
     return {value, result, type};
 }
 
-// The call whose result a structure argument or value is, when it comes in registers; else null.
-const NODE* call_in_registers(const NODE* tree) {
-    while (tree->op == OP_STARG) tree = tree->left;
-    const bool is_call = tree->op == OP_CALL || tree->op == OP_UCALL;
-    return is_call && way_of_result(tree).how == PASSED::AS_ARRAY ? tree : nullptr;
-}
-
 } // namespace
 
 VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from, uint32_t size) {
@@ -207,26 +200,28 @@ VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from,
                      std::max(source.align, 1u));
 }
 
-VALUE emit_as_array(EMITTER& emitter, const NODE* tree, const PASSING& passing, const TYPE* type) {
-    const NODE* call = call_in_registers(tree);
-    CALLED called;
-    if (call && way_of_result(call).type == passing.type)
-        called = make_call(emitter, call);
-    else
-        called.value = emit_value(emitter, tree);
-    if (called.how.how == PASSED::AS_ARRAY) return called.value;
-    check_structure(emitter, called.value, type);
-    return load_as_array(emitter, passing, called.value, type_strip(type)->size);
+const NODE* emit_before_value(EMITTER& emitter, const NODE* tree) {
+    for (;;) {
+        if (tree->op == OP_COMMAOP) emit_value(emitter, tree->left);
+        if (tree->op != OP_COMMAOP && tree->op != OP_STARG) return tree;
+        tree = tree->op == OP_COMMAOP ? tree->right : tree->left;
+    }
 }
 
-bool store_call(EMITTER& emitter, const PLACE& to, const NODE* tree) {
-    const NODE* call = call_in_registers(tree);
-    if (!call || to.is_volatile || way_of_result(call).bytes != type_strip(to.type)->size) return false;
-    const CALLED called = make_call(emitter, call);
-    if (called.how.how != PASSED::AS_ARRAY) return store_structure(emitter, to, called.value), true;
-    line(emitter, "store ", called.how.type, " ", called.value.text, ", ptr ", to.address, ", align ",
-         to.align);
-    return true;
+STRUCTURE_VALUE emit_structure(EMITTER& emitter, const NODE* tree) {
+    const bool is_call = tree->op == OP_CALL || tree->op == OP_UCALL;
+    if (!is_call) return {emit_value(emitter, tree), {}};
+    CALLED called = make_call(emitter, tree);
+    if (called.how.how != PASSED::AS_ARRAY) called.how = {};
+    return {called.value, called.how};
+}
+
+VALUE structure_in_memory(EMITTER& emitter, const STRUCTURE_VALUE& structure, const TYPE* type) {
+    if (structure.array.how == PASSED::AS_ARRAY)
+        return result_in_slot(emitter, structure.array, type_strip(type), structure.value.text);
+    VALUE object = structure.value;
+    check_structure(emitter, object, type);
+    return object;
 }
 
 VALUE emit_call(EMITTER& emitter, const NODE* tree) {

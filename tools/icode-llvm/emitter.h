@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "abi.h"
+#include "ir/register_structure.h"
 #include "module.h"
 #include "ssa.h"
 #include "text.h"
@@ -143,6 +144,8 @@ VALUE compare(EMITTER& emitter, int32_t op, const VALUE& left, const TYPE* left_
 
 // The object that an lvalue denotes; for a call that returns a structure and the like, the temporary.
 PLACE emit_place(EMITTER& emitter, const NODE* tree);
+// An object that is a value.
+PLACE place_of_object(const VALUE& object, const TYPE* type);
 // The object behind a pointer.
 PLACE place_behind(const VALUE& pointer, const TYPE* type);
 // A member of the structure at `base`; `field` is a FIELD.
@@ -162,13 +165,39 @@ VALUE emit_assignment(EMITTER& emitter, const NODE* tree);
 VALUE emit_call(EMITTER& emitter, const NODE* tree);
 // The address of the first unnamed argument.
 VALUE emit_argument_walk(EMITTER& emitter);
-// The value of a tree that is a structure, in the form in which it travels. What a call has returned in that
-// form does not go through memory.
-VALUE emit_as_array(EMITTER& emitter, const NODE* tree, const PASSING& passing, const TYPE* type);
-// Stores what a call returns in registers; false, and nothing is done, when the tree is no such call.
-bool store_call(EMITTER& emitter, const PLACE& to, const NODE* tree);
 // Loads a structure at `from` in the form in which it travels.
 VALUE load_as_array(EMITTER& emitter, const PASSING& passing, const VALUE& from, uint32_t size);
+
+// What a tree that is a structure has its value from, behind STARG and COMMAOP; what stands in front of it is
+// evaluated.
+const NODE* emit_before_value(EMITTER& emitter, const NODE* tree);
+// A structure's value: an array in registers when `array` says so, else an object.
+struct STRUCTURE_VALUE {
+    VALUE value;
+    PASSING array{};
+};
+// The value of such a tree. What a call returns as an array stays one.
+STRUCTURE_VALUE emit_structure(EMITTER& emitter, const NODE* tree);
+VALUE structure_in_memory(EMITTER& emitter, const STRUCTURE_VALUE& structure, const TYPE* type);
+
+// --- Structures (structures.cpp) ---
+
+// The types of the scalars of a structure in registers.
+std::vector<LTYPE> leaf_types(EMITTER& emitter, const TYPE* type);
+// Whether the array in which a structure travels has its scalars as elements.
+bool travels_as_leaves(const TYPE* type, const PASSING& passing);
+// The variable of the first scalar, when the tree names a structure in registers; else NO_REGISTER_VARIABLE.
+uint32_t register_structure(const EMITTER& emitter, const NODE* tree);
+// The variable of the scalar at `offset` in a structure in registers.
+uint32_t register_of_member(EMITTER& emitter, const PLACE& base, int64_t offset);
+// An object with the value of a structure in registers.
+VALUE spill_structure(EMITTER& emitter, uint32_t variable, const TYPE* type);
+// Gives a structure in registers, of type `type`, the value of a tree.
+void assign_registers(EMITTER& emitter, uint32_t variable, const TYPE* type, const NODE* tree);
+// The value of a tree in the form in which it travels.
+VALUE emit_as_array(EMITTER& emitter, const NODE* tree, const PASSING& passing, const TYPE* type);
+// Copies the value of a tree to an object.
+void emit_structure_to(EMITTER& emitter, const PLACE& to, const NODE* tree);
 
 // --- Functions that the code generator knows (generator.cpp) ---
 

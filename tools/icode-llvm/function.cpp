@@ -1,7 +1,8 @@
 // One function: its head, its parameters, its variables in registers, its statements.
 //
-// A parameter is read only to be copied into its home, so a scalar one is used as it comes; one that is
-// assigned to or whose address is taken all the same gets a slot, as structures do.
+// A parameter is read only to be copied into its home, so a scalar one is used as it comes, and a structure
+// whose home is in registers, too; one that is assigned to or whose address is taken all the same gets a
+// slot, as other structures do.
 #include "emitter.h"
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <unordered_set>
 
 #include "ir/stmt.h"
+#include "ir/walk.h"
 
 namespace pelorus {
 
@@ -48,6 +50,14 @@ std::unordered_set<const SYMBOL*> parameters_as_objects(const STATEMENT_LIST& st
     return found;
 }
 
+// Whether a parameter goes to registers of its home. Only the first statement names it, to copy it there.
+bool goes_to_registers(const SYMBOL* parameter, const STATEMENT_LIST& statements) {
+    return !statements.empty() && any_node(statements.front()->tree, [&](const NODE* node) {
+        return node->op == OP_STASG && node->right->op == OP_NAME && node->right->ref == parameter &&
+               node->left->op == OP_NAME && is_in_register(node->left->symbol());
+    });
+}
+
 void receive_in_slot(EMITTER& emitter, const SYMBOL* symbol, const PASSING& passing,
                      const std::string& argument) {
     const TYPE* type = type_strip(symbol->declared_type);
@@ -71,12 +81,11 @@ std::string receive(EMITTER& emitter, const SYMBOL* symbol, const PASSING& passi
         emitter.locals[symbol] = {argument, passing.align, false};
         return joined("ptr byval(", passing.type, ") align ", passing.align, " ", argument);
     case PASSED::DIRECTLY:
-        if (!as_object) {
+    case PASSED::AS_ARRAY:
+        if (as_object)
+            receive_in_slot(emitter, symbol, passing, argument);
+        else
             emitter.locals[symbol] = {argument, 1, true};
-            break;
-        }
-        [[fallthrough]];
-    case PASSED::AS_ARRAY: receive_in_slot(emitter, symbol, passing, argument);
     }
     return joined(passing.type, " ", passing.extension, argument);
 }
@@ -92,7 +101,11 @@ std::string parameter_list(EMITTER& emitter, const STATEMENT_LIST& statements) {
     std::vector<PASSING> ways;
     for (const SYMBOL* symbol = function_symbols.parameters.first; symbol; symbol = symbol->next) {
         const PASSING passing = pass_argument(symbol->declared_type, emitter.variadic);
-        std::string part = receive(emitter, symbol, passing, objects.contains(symbol), count++);
+        const bool as_object =
+            type_is_csu(symbol->declared_type)
+                ? !travels_as_leaves(symbol->declared_type, passing) || !goes_to_registers(symbol, statements)
+                : objects.contains(symbol);
+        std::string part = receive(emitter, symbol, passing, as_object, count++);
         if (part.empty()) continue;
         parts.push_back(std::move(part));
         ways.push_back(passing);
@@ -143,6 +156,10 @@ void find_register_variables(EMITTER& emitter) {
     begin_ssa(emitter.ssa, emitter.block);
     for (const SYMBOL* symbol = function_symbols.variables.first; symbol; symbol = symbol->next) {
         if (!is_in_register(symbol)) continue;
+        if (type_is_csu(symbol->declared_type)) {
+            add_register_structure(emitter.ssa, symbol, leaf_types(emitter, symbol->declared_type));
+            continue;
+        }
         const LTYPE type = ltype_of(symbol->declared_type);
         if (!ltype_is_integer(type) && !ltype_is_floating(type) && type != LTYPE::PTR)
             refuse(emitter.module, "variable '%s' is in a register, but no scalar", symbol->name);

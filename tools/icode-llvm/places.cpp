@@ -49,9 +49,7 @@ PLACE place_of_string(EMITTER& emitter, const NODE* tree) {
 PLACE place_of_value(EMITTER& emitter, const NODE* tree) {
     VALUE value = emit_value(emitter, tree);
     if (value.type != LTYPE::MEMORY) refuse(emitter.module, "%s is no object", opcode_name(tree->op));
-    PLACE place = {.address = value.text, .type = tree->type, .is_volatile = value.is_volatile};
-    place.align = value.align ? value.align : type_strip(tree->type)->align;
-    return place;
+    return place_of_object(value, tree->type);
 }
 
 // The object that a tree denotes which is no member of another.
@@ -141,6 +139,13 @@ VALUE compound_assignment(EMITTER& emitter, const NODE* tree, int32_t op) {
 
 } // namespace
 
+PLACE place_of_object(const VALUE& object, const TYPE* type) {
+    return {.address = object.text,
+            .type = type,
+            .align = object.align ? object.align : type_strip(type)->align,
+            .is_volatile = object.is_volatile};
+}
+
 PLACE place_behind(const VALUE& pointer, const TYPE* type) {
     uint32_t align = std::max(type_strip(type)->align, 1u);
     if (pointer.align) align = std::min(align, pointer.align);
@@ -151,6 +156,11 @@ PLACE place_of_member(EMITTER& emitter, const PLACE& base, const NODE* field, co
     const TYPE_PART* member = field->field_info;
     if (field->op != OP_FIELD || !member) refuse(emitter.module, "a member is missing");
     PLACE place = base;
+    if (base.variable != NO_REGISTER_VARIABLE) {
+        place.variable = register_of_member(emitter, base, member->value);
+        place.type = type;
+        return place;
+    }
     place.address = offset_address(emitter, base.address, member->value);
     place.align = common_alignment(base.align, member->value);
     place.type = type;
@@ -191,6 +201,8 @@ void write_register(EMITTER& emitter, uint32_t variable, const VALUE& value) {
 
 VALUE load(EMITTER& emitter, const PLACE& place) {
     LTYPE type = ltype_of(place.type);
+    if (type == LTYPE::MEMORY && place.variable != NO_REGISTER_VARIABLE)
+        return spill_structure(emitter, place.variable, place.type);
     if (type == LTYPE::MEMORY) return {place.address, type, place.align, place.is_volatile};
     if (type == LTYPE::VOID) return {};
     if (type == LTYPE::NONE) refuse(emitter.module, "values of type %s", type_text(place.type).c_str());
@@ -227,8 +239,9 @@ VALUE emit_assignment(EMITTER& emitter, const NODE* tree) {
         return load(emitter, emit_place(emitter, tree->left));
     PLACE place = emit_place(emitter, tree->left);
     if (ltype_of(place.type) == LTYPE::MEMORY) {
-        if (!store_call(emitter, place, tree->right))
-            store_structure(emitter, place, emit_value(emitter, tree->right));
+        if (place.variable != NO_REGISTER_VARIABLE)
+            return assign_registers(emitter, place.variable, place.type, tree->right), VALUE();
+        emit_structure_to(emitter, place, tree->right);
         return {place.address, LTYPE::MEMORY, place.align, place.is_volatile};
     }
     return store(emitter, place, emit_value_as(emitter, tree->right, place.type));

@@ -186,6 +186,11 @@ void add_register_variable(SSA& ssa, const SYMBOL* symbol, LTYPE type, uint32_t 
     ssa.variables.push_back({symbol, type, debug});
 }
 
+void add_register_structure(SSA& ssa, const SYMBOL* symbol, const std::vector<LTYPE>& types) {
+    ssa.numbers[symbol] = uint32_t(ssa.variables.size());
+    for (const LTYPE type : types) ssa.variables.push_back({symbol, type, 0});
+}
+
 void note_edge(SSA& ssa, const std::string& target) {
     if (!ssa.variables.empty()) ssa.blocks[block_number(ssa, target)].predecessors.push_back(ssa.block);
 }

@@ -75,6 +75,8 @@ uint32_t register_variable(const SSA& ssa, const SYMBOL* symbol);
 // The function begins; its variables are known, the entry block is open.
 void begin_ssa(SSA& ssa, const std::string& entry);
 void add_register_variable(SSA& ssa, const SYMBOL* symbol, LTYPE type, uint32_t debug);
+// The scalars of a structure have numbers that follow on each other; the first is that of the structure.
+void add_register_structure(SSA& ssa, const SYMBOL* symbol, const std::vector<LTYPE>& types);
 
 // Control can go from the open block to another one.
 void note_edge(SSA& ssa, const std::string& target);

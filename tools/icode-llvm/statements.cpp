@@ -67,12 +67,20 @@ void emit_return_value(EMITTER& emitter, const VALUE& value) {
     emitter.open = false;
 }
 
+void return_in_memory(EMITTER& emitter, const NODE* value, const TYPE* type) {
+    emit_structure_to(emitter, {.address = "%result", .type = type, .align = emitter.result.align}, value);
+    line(emitter, "ret void");
+    emitter.open = false;
+}
+
 void emit_return(EMITTER& emitter, const NODE* tree) {
     const TYPE* type = type_strip(function_return_type());
     if (emitter.result.how == PASSED::DIRECTLY)
         emit_return_value(emitter, emit_value_as(emitter, tree->right, type));
     else if (emitter.result.how == PASSED::AS_ARRAY)
         emit_return_value(emitter, emit_as_array(emitter, tree->right, emitter.result, type));
+    else if (emitter.result.how == PASSED::IN_MEMORY)
+        return_in_memory(emitter, tree->right, type);
     else
         emit_return_value(emitter, emit_value(emitter, tree->right));
 }
