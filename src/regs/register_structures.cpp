@@ -41,13 +41,25 @@ void find_reasons(const NODE* tree, REASONS& reasons) {
         for (auto& [symbol, reason] : reasons) reason = "a call may return twice";
 }
 
-} // namespace
-
-void place_structures_in_registers() {
+REASONS find_all_reasons() {
     REASONS reasons = structures_of_function();
-    if (reasons.empty()) return;
+    if (reasons.empty()) return reasons;
     for (const BB* block = flow_graph.bb_list; block; block = block->dflink)
         for (const STMT* cell = block->stmts; cell; cell = cell->next) find_reasons(cell->tree, reasons);
+    return reasons;
+}
+
+} // namespace
+
+std::unordered_set<const SYMBOL*> structures_for_registers() {
+    std::unordered_set<const SYMBOL*> structures;
+    for (const auto& [symbol, reason] : find_all_reasons())
+        if (!reason) structures.insert(symbol);
+    return structures;
+}
+
+void place_structures_in_registers() {
+    const REASONS reasons = find_all_reasons();
     for (SYMBOL* symbol = function_symbols.variables.first; symbol; symbol = symbol->next) {
         const auto found = reasons.find(symbol);
         if (found == reasons.end()) continue;

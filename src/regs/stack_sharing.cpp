@@ -6,7 +6,8 @@
 //         union { a; b; c; } u1;
 //     } S$0;
 //
-//   1. Variables that must lie in memory and that nobody else looks for are collected.
+//   1. Variables that must lie in memory and that nobody else looks for are collected. Structures that can
+//      live in registers are left to allocate_regs.
 //   2. Their lifetimes are found (object_lifetimes.cpp), and which of them overlap.
 //   3. They are put into places, the largest one first, each into the first place whose variables it does not
 //      overlap, so that a place is as large as its first variable.
@@ -38,6 +39,7 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "cfg/bb.h"
@@ -49,6 +51,7 @@
 #include "ir/walk.h"
 #include "memory/zone.h"
 #include "regs/object_lifetimes.h"
+#include "regs/register_structures.h"
 #include "support/decision.h"
 #include "support/settings.h"
 #include "support/trace.h"
@@ -131,8 +134,9 @@ bool is_larger(const SYMBOL* a, const SYMBOL* b) {
 // The largest one first.
 std::vector<SYMBOL*> collect_variables() {
     std::vector<SYMBOL*> variables;
+    const std::unordered_set<const SYMBOL*> registers = structures_for_registers();
     for_each_function_symbol([&](SYMBOL* symbol) {
-        if (!is_in_memory(symbol)) return;
+        if (!is_in_memory(symbol) || registers.contains(symbol)) return;
         if (const char* why = why_declared_apart(symbol))
             refuse_variable(symbol, why);
         else
