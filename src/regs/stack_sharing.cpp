@@ -1,6 +1,6 @@
 // Places on the stack that several local variables share.
 //
-//     { char a[80]; ... }  { int b[20]; ... }  { double c; f(&c); }
+//     { char a[80]; ... }  { int b[20]; ... }  { struct pair c; f(&c); }
 //
 //     struct {                          a is written as S$0.u1.a, b as S$0.u1.b, c as S$0.u1.c
 //         union { a; b; c; } u1;
@@ -92,7 +92,9 @@ const char* why_function_refuses() {
 bool is_in_memory(const SYMBOL* symbol) {
     if (symbol->level != BODY_LEVEL || symbol->storage_class != SC_AUTO || symbol->candidate >= 0)
         return false;
-    if (type_is_scalar(symbol->type) && !symbol->address_exposed) return false;
+    // Scalars whose address is taken are few bytes each, and the code generator takes accesses to parts of
+    // one object for accesses to all of it: with them among the others Lua's luaV_execute executed 3.3% more.
+    if (type_is_scalar(symbol->type)) return false;
     return symbol != function.return_symbol && symbol->size > 0;
 }
 
