@@ -190,6 +190,9 @@ void check_flags(VALIDATOR& v, const SYMBOL* symbol, uint64_t start) {
     if ((flags & SF_LOCAL_STATIC) && !(is_static && (flags & SF_INTERNAL)))
         file_fault(v, RULE_S5, start, "\"%.80s\" is a function's static variable without internal linkage",
                    symbol->name);
+    if ((flags & SF_INTERNAL) && symbol->storage_class == SC_EXTERN_DEF)
+        file_fault(v, RULE_S5, start, "\"%.80s\" has internal linkage and is defined for other files",
+                   symbol->name);
     if ((flags & SF_INTERNAL) && (flags & SF_COMMON))
         file_fault(v, RULE_S5, start, "\"%.80s\" has internal linkage and is shared with other files",
                    symbol->name);

@@ -21,8 +21,8 @@ namespace {
 bool add_leaves(const TYPE* structure, uint32_t offset, STRUCTURE_LEAVES& found);
 
 bool add_leaf(const TYPE_PART* member, uint32_t offset, STRUCTURE_LEAVES& found) {
+    if (!member->type || member->flag || type_is_volatile(member->type)) return false;
     const TYPE* type = type_strip(member->type);
-    if (member->flag || type_is_volatile(member->type)) return false;
     if (type->kind == TK_STRUCT) return add_leaves(type, offset, found);
     const bool is_number = type_is_integer(type) || type_is_floating(type) || type_is_pointer(type);
     if (!is_number || found.count == STRUCTURE_LEAVES::MOST) return false;

@@ -55,7 +55,7 @@ int64_t size_of(const PART& part) { return part.bitfield ? 0 : part.bits.count /
 TYPE_PART* member_with(const TYPE* type, int64_t offset, const PART& part) {
     TYPE_PART* found = nullptr;
     for (TYPE_PART* member = type->parts; member; member = member->next) {
-        if (member->record_kind != TR_MEMBER) continue;
+        if (member->record_kind != TR_MEMBER || !member->type) continue;
         if (part.bitfield == member && member->value == offset) return member;
         if (member->flag || member->value > offset || offset >= member->value + int64_t{member->type->size})
             continue;

@@ -187,7 +187,7 @@ struct LEAVES {
 };
 
 bool add_leaf(LEAVES& leaves, BIT_RANGE bits, int64_t offset, TYPE* type, const TYPE_PART* bitfield) {
-    if (leaves.found.size() >= MOST_PARTS) return false;
+    if (leaves.found.size() >= MOST_PARTS || !type) return false;
     leaves.found.push_back({.bits = bits, .offset = offset, .type = type_strip(type), .bitfield = bitfield});
     return true;
 }
@@ -196,7 +196,7 @@ bool add_leaves(LEAVES& leaves, TYPE* type, int64_t offset, int depth);
 
 bool add_member(LEAVES& leaves, const TYPE_PART* member, int64_t offset, int depth) {
     const int64_t place = offset + member->value;
-    if (type_is_volatile(member->type)) return false;
+    if (!member->type || type_is_volatile(member->type)) return false;
     if (member->flag)
         return add_leaf(leaves, bits_of_field(member, place), place, type_strip(member->type)->base, member);
     return add_leaves(leaves, member->type, place, depth);
@@ -210,8 +210,8 @@ int64_t bits_in_accesses(const EXPLODED& variable, BIT_RANGE range) {
 }
 
 bool fills_union(const TYPE_PART* member, const TYPE* type) {
-    return member->record_kind == TR_MEMBER && !member->flag && type_is_scalar(member->type) &&
-           member->type->size == type->size;
+    return member->record_kind == TR_MEMBER && !member->flag && member->type &&
+           type_is_scalar(member->type) && member->type->size == type->size;
 }
 
 bool add_union(LEAVES& leaves, const TYPE* type, int64_t offset, int depth) {

@@ -144,6 +144,8 @@ const BREAKING_CASE CASES[] = {
     {"S3", "class=static flags=defined+internal", "class=static flags=internal", "lacks the flag"},
     {"S4", "symbol \"_spare\" class=extern type=int",
      "symbol \"_g\" class=static flags=defined type=h align=4", "defined and has 0 bodies"},
+    {"S5", "\"_f\" class=extdef flags=defined", "\"_f\" class=extdef flags=defined+internal",
+     "for other files"},
     {"S5", "class=static flags=defined+internal", "class=static flags=defined+internal+0x2000", "0x2000"},
     {"S6", "\"spare\" class=register type=int", "\"spare\" class=register type=h align=4", "cannot be"},
     {"S7", "\"spare\" class=register type=int", "\"spare\" class=register type=int size=3",
