@@ -125,7 +125,9 @@ void visit_names_in_memory(const NODE* statement, NAME_VISITOR visit, void* cont
     std::sort(names.exposed.begin(), names.exposed.end());
     for_each_node(statement, [&](const NODE* node) {
         if (!is_local_structure(node)) return;
-        if (names.all_exposed || !has(names.moved, node) || has(names.exposed, node)) visit(context, node);
+        const bool is_whole = type_strip(node->type) == type_strip(node->symbol()->declared_type);
+        if (names.all_exposed || !is_whole || !has(names.moved, node) || has(names.exposed, node))
+            visit(context, node);
     });
 }
 

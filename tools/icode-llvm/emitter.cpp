@@ -83,7 +83,7 @@ const LOCAL& local_slot(EMITTER& emitter, const SYMBOL* symbol) {
 
 bool take_place_of_parameter(EMITTER& emitter, const SYMBOL* home, const SYMBOL* parameter) {
     if (parameter->level != PARAMETER_LEVEL || !argument_number(home) || emitter.locals.contains(home) ||
-        strcmp(home->name, parameter->name) != 0)
+        is_in_register(home) || strcmp(home->name, parameter->name) != 0)
         return false;
     const TYPE* type = type_strip(home->declared_type);
     const auto place = emitter.locals.find(parameter);
